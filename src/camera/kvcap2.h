@@ -1,15 +1,16 @@
 /// The operations of the camera maker's capture library `KVCap2`, as this program calls them.
 ///
-/// The library is a shared library with C linkage (`libKVCap2.so`, `KVCap2.dll`). The program links to it in the
-/// ordinary way, so any library of that name with these operations can take its place: the maker's, the simulator of
-/// `simulator/`, or a recording one in the tests.
+/// The library is a shared library with C linkage (`libKVCap2.so`, `KVCap2.dll`). The program links to it in
+/// the ordinary way, so any library of that name with these operations can take its place: the maker's, the
+/// simulator of `simulator/`, or a recording one in the tests.
 ///
 /// Conventions, for every operation:
 /// - the result is a status, 0 = success; out-values are only meaningful then;
 /// - a camera is named by its index, 0 ... count - 1, in the library's order of detection;
 /// - `bool` is the C++ one (one byte);
 /// - units of exposure, delay and time-out are the library's own; the program passes the numbers through;
-/// - parameter calls may come from the GUI thread while a capture thread is inside `CameraQueryImage` for the same
+/// - parameter calls may come from the GUI thread while a capture thread is inside `CameraQueryImage` for the
+/// same
 ///   index: the library has to stand that, callers hold no lock.
 #pragma once
 
@@ -42,8 +43,8 @@ int32_t CameraReadSerialNumber(int32_t index, char* buffer, int32_t length);
 int32_t CameraGetImageSize(int32_t index, int32_t* width, int32_t* height);
 /// Bytes that a frame of the given format code takes now.
 int32_t CameraGetImageBufferSize(int32_t index, int32_t* length, int32_t format);
-/// Blocks until the next frame is in `buffer` (0) or the time-out is over (not 0). `length` holds the size of the
-/// buffer in bytes on entry and the bytes written on return.
+/// Blocks until the next frame is in `buffer` (0) or the time-out is over (not 0). `length` holds the size of
+/// the buffer in bytes on entry and the bytes written on return.
 int32_t CameraQueryImage(int32_t index, uint8_t* buffer, int32_t* length, int32_t format);
 /// In snap mode 2: releases one frame.
 int32_t CameraTriggerShot(int32_t index);

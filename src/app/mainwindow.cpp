@@ -1,0 +1,627 @@
+#include "app/mainwindow.h"
+
+#include <QCloseEvent>
+#include <QCoreApplication>
+#include <QCursor>
+#include <QDateTime>
+#include <QDebug>
+#include <QDir>
+#include <QGraphicsPixmapItem>
+#include <QLabel>
+#include <QMenu>
+#include <QMessageBox>
+#include <QSerialPort>
+#include <QStatusBar>
+#include <QTimer>
+#include <QTranslator>
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+
+#include "app/aboutdialog.h"
+#include "app/tilelayout.h"
+#include "calibration/calibratedialog.h"
+#include "calibration/calibrationfile.h"
+#include "calibration/correctionmaps.h"
+#include "camera/framerate.h"
+#include "camera/kvcap2.h"
+#include "control/snapshot.h"
+#include "marks/interactivescene.h"
+#include "marks/mark.h"
+#include "platform/platform.h"
+#include "settings/settingdialog.h"
+#include "settings/settingsfile.h"
+#include "ui_mainwindow.h"
+
+namespace {
+
+constexpr int kRatePeriod = 1000;      // ms
+constexpr int kMessageTicks = 60;      // rate updates that a message in the status bar outlives at most
+constexpr int kShutdownSleep = 600;    // ms
+constexpr int kSizeWindowDelay = 100;  // ms
+constexpr double kZoomStep = 1.1;
+constexpr double kZoomStepBack = 0.9090909090909091;
+constexpr int kChinese = 2;
+
+// Process-wide on purpose: they count on whatever window there is.
+int32_t cameraMessageCount = 0;
+int32_t fpsTicks = 0;
+
+}  // namespace
+
+MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui::MainWindow) {
+    createForm();
+    registerHotkey();
+    openSettings();
+    createDialogsAndScene();
+    countCameras();
+    openCameras();
+    assignTiles();
+    showScene();
+    startRateTimer();
+    createStatusLabels();
+    connectActions();
+    openSerialPort();
+    createSettingDialog();
+    readFrameSize();
+    loadCalibration();
+    applyTitle();
+    applyLanguage();
+    ui->actionFreeze->setChecked(settingDialog->isFreezeImage());
+    QTimer::singleShot(kSizeWindowDelay, this, &MainWindow::sizeWindow);
+}
+
+MainWindow::~MainWindow() {
+    platform::unregisterSaveHotkey(winId());
+    // After closeEvent this is over at once; it matters when the program ends without the window being
+    // closed.
+    stopThreads();
+    waitForThreads();
+    // Frames that are still queued own buffers: delivered here, they are freed like any other.
+    QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+    for (Tile& tile : tiles)
+        delete tile.thread;
+    if (demo == 0) {
+        for (int i = 0; i < cameraCount; ++i)
+            CameraFree(i);
+    }
+    delete ui;
+}
+
+// ---- start-up
+// ------------------------------------------------------------------------------------------------------
+
+void MainWindow::createForm() {
+    ui->setupUi(this);
+    setWindowIcon(QIcon(QStringLiteral(":/icon/app")));
+    // Also the window's own, so that the keys work while the menu bar is hidden.
+    addActions({ui->actionFull_screen, ui->actionExit_full_screen});
+}
+
+void MainWindow::registerHotkey() {
+    if (!platform::registerSaveHotkey(winId()))
+        QMessageBox::information(this, tr("Error"), tr("Register hotkey save img failed"), QMessageBox::Ok);
+}
+
+void MainWindow::openSettings() {
+    settings = new SettingsFile(platform::workingFolderFile(QStringLiteral("setting.ini")), this);
+}
+
+void MainWindow::createDialogsAndScene() {
+    aboutDialog = new AboutDialog(this);
+    calibrateDialog = new CalibrateDialog(this);
+    scene = new InteractiveScene(this, InteractiveScene::DeleteKeyDeletes);
+}
+
+void MainWindow::countCameras() {
+    const int camNum = settings->read(keys::kCamNum);
+    int32_t attached = 0;
+    CameraGetCount(&attached);
+    demo = settings->read(keys::kDemo);
+    cameraCount = tilesInUse(attached, camNum, demo);
+    qDebug() << "Device count:" << cameraCount;
+    layoutMode = settings->read(keys::kMode);
+}
+
+void MainWindow::openCameras() {
+    if (demo != 0)
+        return;
+    const int timeout = settings->read(keys::kTimeout);
+    for (int i = 0; i < cameraCount; ++i) {
+        CameraInit(i);
+        CameraSetTimeout(i, timeout);
+        CameraReadSerialNumber(i, serialNumbers[i], kSerialNumberLength);
+        serialNumbers[i][kSerialNumberLength] = '\0';
+        qDebug() << "sn" << i << serialNumbers[i] << settings->read(keys::cameraSerial(i));
+    }
+}
+
+void MainWindow::assignTiles() {
+    QVector<QString> configured;
+    for (int tile = 0; tile < kMaxTiles; ++tile)
+        configured.append(settings->read(keys::cameraSerial(tile)));
+    const bool firstRun = std::all_of(configured.begin(), configured.end(),
+                                      [](const QString& serial) { return serial.isEmpty(); });
+
+    CameraTable table = camerasInOrder(cameraCount);
+    if (demo == 0 && firstRun) {
+        // The order of detection becomes the order kept.
+        for (int i = 0; i < cameraCount; ++i)
+            settings->store(keys::cameraSerial(i).name, serialText(serialNumbers[i]));
+        settings->flush();
+    } else if (demo == 0) {
+        QVector<QByteArray> serials;
+        for (int i = 0; i < cameraCount; ++i)
+            serials.append(serialNumbers[i]);
+        table = matchCameras(configured, serials);
+    }
+
+    for (int tile = 0; tile < cameraCount; ++tile) {
+        if (tile == table.unmatchedTile) {
+            qDebug() << "no camera for tile" << tile << configured[tile];
+            // The text is literal: it names the kind of key, not the one at fault.
+            QMessageBox::warning(this, tr("Error"), tr("Set sn correctly first. Camera/Cam<i>"),
+                                 QMessageBox::Ok);
+            std::exit(0);
+        }
+        cameraOfTile[tile] = table.cameraOfTile[tile];
+        createTile(tile);
+    }
+}
+
+void MainWindow::createTile(int index) {
+    Tile& tile = tiles[index];
+    tile.frameCount = 0;
+    tile.frameCount2 = 0;
+    tile.cameraIndex = cameraOfTile[index];
+    tile.thread = new CaptureThread(this);
+    tile.thread->tileIndex = index;
+    tile.thread->cameraIndex = tile.cameraIndex;
+    tile.thread->demo = demo != 0;
+    tile.thread->settingsFile = settings->fileName();
+    connect(tile.thread, &CaptureThread::captured, this, &MainWindow::process);
+}
+
+void MainWindow::showScene() {
+    ui->gvMain->setScene(scene);
+    connect(scene, &InteractiveScene::finished, this, &MainWindow::setMark);
+    connect(scene, &InteractiveScene::scanned, this, &MainWindow::saveScanned);
+}
+
+void MainWindow::startRateTimer() {
+    fpsTimer = new QTimer(this);
+    connect(fpsTimer, &QTimer::timeout, this, &MainWindow::updateFps);
+    fpsTimer->start(kRatePeriod);
+}
+
+void MainWindow::createStatusLabels() {
+    statusLeft = new QLabel(QString(36, QLatin1Char(' ')), this);
+    statusLeft->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    statusLeft->setMinimumSize(statusLeft->sizeHint());
+    ui->statusBar->addWidget(statusLeft, 0);
+
+    statusRight = new QLabel(this);
+    statusRight->setIndent(3);
+    statusRight->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    statusRight->setMinimumSize(statusRight->sizeHint());
+    ui->statusBar->addWidget(statusRight, 1);
+}
+
+void MainWindow::connectActions() {
+    // The other actions find their slots by name.
+    connect(ui->action_Save, &QAction::triggered, this, &MainWindow::saveImage);
+    connect(ui->action_Setting, &QAction::triggered, this, &MainWindow::openSetting);
+    connect(ui->actionZoom_In, &QAction::triggered, this, &MainWindow::zoomIn);
+    connect(ui->actionZoom_Out, &QAction::triggered, this, &MainWindow::zoomOut);
+    connect(ui->actionReset, &QAction::triggered, this, &MainWindow::resetView);
+    connect(ui->actionEnglish_Chinese, &QAction::triggered, this, &MainWindow::switchlanguage);
+    connect(ui->actionExit, &QAction::triggered, this, &MainWindow::close);
+    connect(ui->actionAbout, &QAction::triggered, this, &MainWindow::aboutMe);
+}
+
+void MainWindow::openSerialPort() {
+    const QString name = settings->read(keys::kPort).trimmed();
+    if (name.isEmpty())
+        return;
+    serialPort = new QSerialPort(name, this);
+    connect(serialPort, &QSerialPort::readyRead, this, &MainWindow::CheckCom);
+    serialPort->setBaudRate(QSerialPort::Baud9600);
+    serialPort->open(QIODevice::ReadWrite);
+    if (!serialPort->isOpen())
+        showMessage(tr("Serial port %1 open failed.").arg(name));
+}
+
+void MainWindow::createSettingDialog() {
+    settingDialog = new SettingDialog(settings, this);
+    settingDialog->loadFileOptions();
+}
+
+void MainWindow::readFrameSize() {
+    transEnabled = settings->read(keys::kTrans);
+    tileWidth = settings->read(keys::kWidth);
+    tileHeight = settings->read(keys::kHeight);
+    if (cameraCount == 0 || demo != 0)
+        return;
+    int32_t width = 0;
+    int32_t height = 0;
+    CameraGetImageSize(0, &width, &height);
+    if (width > 0 && height > 0) {
+        tileWidth = width;
+        tileHeight = height;
+    }
+}
+
+void MainWindow::loadCalibration() {
+    bool missing = false;
+    for (int i = 0; i < cameraCount; ++i) {
+        const auto calibration = readCalibration(calibrationFileName(i));
+        if (!calibration || !buildCorrectionMaps(calibration->transform, {tileWidth, tileHeight},
+                                                 correction.mapX[i], correction.mapY[i])) {
+            transEnabled = false;
+            missing = true;
+            continue;
+        }
+        correction.transforms[i] = calibration->transform;
+        for (int corner = 0; corner < CornerCount; ++corner) {
+            const auto* src = calibration->cornerSrc.ptr<float>(corner);
+            const auto* dst = calibration->cornerDst.ptr<float>(corner);
+            cornerLists[i].append({double(src[0]), double(src[1]), nullptr});
+            correction.dstCorners[i].append({double(dst[0]), double(dst[1])});
+        }
+    }
+    ui->actionEnable->setChecked(transEnabled);
+    if (missing)
+        ui->actionEnable->setEnabled(false);
+}
+
+void MainWindow::applyTitle() {
+    setWindowTitle(settings->read(keys::kTitle));
+}
+
+void MainWindow::applyLanguage() {
+    lang = settings->read(keys::kLang);
+    if (lang != kChinese)
+        return;
+    // Gone again at the end of this function: only the texts set by the re-translation are Chinese, whatever
+    // is looked up later is English. This is deliberate.
+    QTranslator translator;
+    if (translator.load(QStringLiteral("lang/tilecam_zh_CN")))
+        QCoreApplication::installTranslator(&translator);
+    retranslate();
+    applyTitle();
+}
+
+void MainWindow::retranslate() {
+    ui->retranslateUi(this);
+    settingDialog->loadFileOptions();
+    aboutDialog->retranslate();
+    calibrateDialog->retranslate();
+}
+
+// ---- shutdown
+// ------------------------------------------------------------------------------------------------------
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    qDebug() << "Close event";
+    fpsTimer->stop();
+    stopThreads();
+    QThread::msleep(kShutdownSleep);
+    waitForThreads();
+    QMainWindow::closeEvent(event);
+}
+
+void MainWindow::stopThreads() {
+    for (Tile& tile : tiles) {
+        if (tile.thread)
+            tile.thread->stopCapturing();
+    }
+}
+
+void MainWindow::waitForThreads() {
+    for (Tile& tile : tiles) {
+        if (tile.thread)
+            tile.thread->wait();
+    }
+}
+
+// ---- messages of the desktop
+// ---------------------------------------------------------------------------------------
+
+bool MainWindow::nativeEvent(const QByteArray& eventType, void* message, long* result) {
+    switch (platform::classify(eventType, message)) {
+        case platform::NativeMessage::CameraMessage:
+            showMessage(tr("%1 WM_USERDEFMSG received.").arg(cameraMessageCount++));
+            break;
+        case platform::NativeMessage::SaveHotkey:
+            saveImage();
+            break;
+        case platform::NativeMessage::None:
+            break;
+    }
+    // Whatever it was, others may want it too.
+    return QMainWindow::nativeEvent(eventType, message, result);
+}
+
+void MainWindow::CheckCom() {
+    qDebug() << "serial" << serialPort->readAll();
+}
+
+void MainWindow::showMessage(const QString& text) {
+    if (statusLeft)
+        statusLeft->setText(text);
+}
+
+// ---- frames
+// --------------------------------------------------------------------------------------------------------
+
+void MainWindow::process(int id, QImage img, unsigned char* buffer, quint64 timestamp) {
+    const std::unique_ptr<unsigned char[]> owned(buffer);
+    if (isStale(static_cast<quint64>(QDateTime::currentMSecsSinceEpoch()), timestamp)) {
+        qDebug() << "drop";
+        return;
+    }
+    if (id < 0 || id >= cameraCount)
+        return;
+    if (transEnabled)
+        img = correctedPicture(img, correction, id, cameraCount, layoutMode);
+    const bool isFirst = tiles[id].item == nullptr;
+    showInTile(id, img);
+    ++tiles[id].frameCount;
+    if (isFirst)
+        on_actionZoom_Fit_triggered();
+}
+
+void MainWindow::showInTile(int id, const QImage& picture) {
+    Tile& tile = tiles[id];
+    if (!tile.item) {
+        tile.item = scene->addPixmap(QPixmap::fromImage(picture));
+        tile.item->setPos(tilePosition(settings->read(keys::tileX(id))),
+                          tilePosition(settings->read(keys::tileY(id))));
+        tile.item->setFlags(QGraphicsItem::ItemIsMovable);
+    } else if (settingDialog->isFreezeImage()) {
+        tile.heldImage = picture.copy();
+        tile.hasHeldImage = true;
+    } else {
+        tile.item->setPixmap(QPixmap::fromImage(picture));
+        // A live picture is newer than any held one: a later save must not bring the old one back.
+        tile.heldImage = QImage();
+        tile.hasHeldImage = false;
+    }
+}
+
+void MainWindow::updateFps() {
+    QVector<float> rates;
+    for (int i = 0; i < cameraCount; ++i) {
+        Tile& tile = tiles[i];
+        tile.fps = smoothedRate(tile.fps, tile.frameCount);
+        tile.frameCount = 0;
+        tile.frameCount2 = 0;
+        rates.append(tile.fps);
+    }
+    statusRight->setText(rateText(rates));
+    if (++fpsTicks % kMessageTicks == 0)
+        statusLeft->clear();
+}
+
+void MainWindow::streamVideo() {
+    for (int i = 0; i < cameraCount; ++i) {
+        Tile& tile = tiles[i];
+        tile.frameCount = 0;
+        tile.frameCount2 = 0;
+        // A thread told to end is never started again: the window is closing.
+        if (tile.thread->isStopRequested())
+            continue;
+        tile.thread->start(QThread::InheritPriority);
+        tile.thread->startCapturing();
+    }
+}
+
+void MainWindow::pauseVideo() {
+    for (int i = 0; i < cameraCount; ++i)
+        tiles[i].thread->pauseCapturing();
+}
+
+void MainWindow::on_action_Play_triggered() {
+    streamVideo();
+}
+
+void MainWindow::on_action_Stop_triggered() {
+    pauseVideo();
+}
+
+void MainWindow::on_actionTrigger_triggered() {
+    if (demo != 0)
+        return;
+    for (int i = 0; i < cameraCount; ++i)
+        CameraTriggerShot(i);
+}
+
+void MainWindow::on_actionFreeze_triggered(bool checked) {
+    settingDialog->setFreezeImage(checked);
+    qDebug() << "MainWindow::on_actionFreeze_triggered" << checked;
+}
+
+void MainWindow::on_actionEnable_triggered(bool checked) {
+    transEnabled = checked;
+    settings->store(keys::kTrans.name, checked ? 1 : 0);
+    settings->flush();
+}
+
+void MainWindow::setMark(double x, double y, int item_type, Mark* mark) {
+    if (!tiles[0].item)
+        return;
+    if (item_type == kDateTimeTextMark || item_type == kBarcodeTextMark) {
+        settings->write(item_type == kDateTimeTextMark ? keys::kDateTimeMark : keys::kBarcodeMark,
+                        mark->toText());
+        return;
+    }
+    if (item_type != kCoordinatesMark)
+        return;
+    const auto assigned = assignCorner({x, y}, {tileWidth, tileHeight}, layoutMode);
+    if (!assigned)
+        return;
+    auto& list = cornerLists[assigned->tile];
+    list.append({assigned->point.x(), assigned->point.y(), mark});
+    while (list.size() > CornerCount)
+        scene->removeMark(list.takeFirst().mark);
+    showMessage(tr("#%1: %2 %3 Total:%4")
+                    .arg(assigned->tile)
+                    .arg(assigned->point.x())
+                    .arg(assigned->point.y())
+                    .arg(list.size()));
+}
+
+// ---- saved pictures
+// ------------------------------------------------------------------------------------------------
+
+void MainWindow::pushHeldImages() {
+    for (int i = 0; i < cameraCount; ++i) {
+        if (tiles[i].hasHeldImage && tiles[i].item)
+            tiles[i].item->setPixmap(QPixmap::fromImage(tiles[i].heldImage));
+    }
+}
+
+void MainWindow::saveImage() {
+    pushHeldImages();
+    if (settingDialog && settingDialog->isSaveCaptured())
+        saveImageByName(snapshotName(QDateTime::currentDateTime()));
+}
+
+void MainWindow::saveScanned(const QString& barcode) {
+    pushHeldImages();
+    if (settingDialog->isSaveCaptured())
+        saveImageByName(barcode);
+}
+
+void MainWindow::saveImageByName(const QString& name) {
+    if (cameraCount == 0 || !tiles[0].item) {
+        showMessage(tr("No image"));
+        return;
+    }
+    const QString path = settings->read(keys::kPath);
+    if (path.isNull()) {
+        QMessageBox::information(this, tr("notice"), tr("Please select valid path!"), QMessageBox::Ok);
+        return;
+    }
+    const QString fileName = path + QLatin1Char('/') + name + snapshotSuffix(settings->read(keys::kType));
+    writePicture(renderedScene(scene), fileName, settings->read(keys::kQuality));
+    // Whatever became of it; a failure is in the log.
+    showMessage(tr("Saved image ") + fileName);
+}
+
+void MainWindow::on_actionSave_Single_triggered() {
+    const QList<QGraphicsItem*> selected = scene->selectedItems();
+    const auto* item =
+        selected.isEmpty() ? nullptr : qgraphicsitem_cast<QGraphicsPixmapItem*>(selected.first());
+    if (!item)
+        return;
+    const QString path = settings->read(keys::kPath);
+    QString fileName;
+    if (path.isNull())
+        QMessageBox::information(this, tr("notice"), tr("Please select valid path!"), QMessageBox::Ok);
+    else
+        fileName = path + QDir::separator() + snapshotName(QDateTime::currentDateTime()) +
+                   snapshotSuffix(settings->read(keys::kType));
+    writePicture(item->pixmap().toImage(), fileName, settings->read(keys::kQuality));
+}
+
+// ---- the view
+// ------------------------------------------------------------------------------------------------------
+
+void MainWindow::sizeWindow() {
+    setWindowState(Qt::WindowMaximized);
+    streamVideo();
+}
+
+void MainWindow::on_actionZoom_Fit_triggered() {
+    QVector<QPointF> positions;
+    for (int i = 0; i < cameraCount; ++i) {
+        if (!tiles[i].item)
+            return;
+        positions.append(tiles[i].item->pos());
+    }
+    if (positions.isEmpty())
+        return;
+    const auto fit = zoomFit(positions, tiles[0].item->pixmap().size(), ui->gvMain->size());
+    if (!fit)
+        return;
+    scene->setSceneRect(fit->sceneRect);
+    ui->gvMain->resetTransform();
+    ui->gvMain->scale(fit->scale, fit->scale);
+    settings->write(keys::kZoom, fit->scale);
+}
+
+void MainWindow::resetView() {
+    ui->gvMain->resetTransform();
+    settings->store(keys::kZoom.name, 1);
+    settings->flush();
+}
+
+void MainWindow::zoomIn() {
+    ui->gvMain->scale(kZoomStep, kZoomStep);
+}
+
+void MainWindow::zoomOut() {
+    ui->gvMain->scale(kZoomStepBack, kZoomStepBack);
+}
+
+void MainWindow::on_actionFull_screen_triggered() {
+    setBarsVisible(false);
+    showFullScreen();
+    ui->gvMain->showFullScreen();
+    on_actionZoom_Fit_triggered();
+}
+
+void MainWindow::on_actionExit_full_screen_triggered() {
+    exitFullscreen();
+}
+
+void MainWindow::exitFullscreen() {
+    setBarsVisible(true);
+    showNormal();
+    ui->gvMain->showNormal();
+    on_actionZoom_Fit_triggered();
+}
+
+void MainWindow::setBarsVisible(bool visible) {
+    ui->toolBar->setVisible(visible);
+    ui->menuBar->setVisible(visible);
+    ui->statusBar->setVisible(visible);
+}
+
+void MainWindow::on_gvMain_customContextMenuRequested(const QPoint& point) {
+    Q_UNUSED(point)
+    QMenu menu(this);
+    menu.addActions({ui->actionFull_screen, ui->actionExit_full_screen});
+    menu.exec(QCursor::pos());
+}
+
+// ---- dialogs and language
+// ------------------------------------------------------------------------------------------
+
+void MainWindow::openSetting() {
+    settingDialog->show();
+    settingDialog->cameraCount = cameraCount;
+}
+
+void MainWindow::switchlanguage() {
+    QTranslator translator;
+    if (lang == 1) {
+        lang = kChinese;
+        if (translator.load(QStringLiteral("lang/tilecam_zh_CN")))
+            QCoreApplication::installTranslator(&translator);
+    } else {
+        lang = 1;
+    }
+    settings->write(keys::kLang, lang);
+    retranslate();
+    applyTitle();
+}
+
+void MainWindow::aboutMe() {
+    aboutDialog->show();
+}
+
+void MainWindow::on_LOGO_triggered() {
+    aboutDialog->show();
+}

@@ -1,0 +1,65 @@
+#include "calibration/calibrationfile.h"
+
+#include <QDebug>
+#include <QFile>
+
+namespace {
+
+/// A calibration takes about 1 KiB; whatever is larger is another file.
+constexpr qint64 kMaxFileSize = 1024 * 1024;
+
+/// The node as a matrix of the given shape and type, or nothing.
+std::optional<cv::Mat> readMatrix(const cv::FileStorage& storage, const char* node, int rows, int cols,
+                                  int type) {
+    cv::Mat matrix;
+    storage[node] >> matrix;
+    if (matrix.rows != rows || matrix.cols != cols || matrix.channels() != 1 || !cv::checkRange(matrix))
+        return {};
+    matrix.convertTo(matrix, type);
+    return matrix;
+}
+
+std::optional<Calibration> parse(const QByteArray& text) {
+    const cv::FileStorage storage(std::string(text.constData(), static_cast<size_t>(text.size())),
+                                  cv::FileStorage::READ | cv::FileStorage::MEMORY);
+    if (!storage.isOpened())
+        return {};
+    const auto transform = readMatrix(storage, "calibrate", 3, 3, CV_64F);
+    const auto cornerDst = readMatrix(storage, "corner_dst", 4, 2, CV_32F);
+    const auto cornerSrc = readMatrix(storage, "corner_src", 4, 2, CV_32F);
+    if (!transform || !cornerDst || !cornerSrc)
+        return {};
+    cv::Mat inverse;
+    if (cv::invert(*transform, inverse, cv::DECOMP_LU) == 0.0 || !cv::checkRange(inverse))
+        return {};
+    return Calibration{*transform, *cornerSrc, *cornerDst};
+}
+
+}  // namespace
+
+QString calibrationFileName(int tile) {
+    return QStringLiteral("Cal%1.xml").arg(tile);
+}
+
+std::optional<Calibration> readCalibration(const QString& fileName) {
+    QFile file(fileName);
+    if (!file.exists())
+        return {};
+    if (!file.open(QIODevice::ReadOnly) || file.size() > kMaxFileSize) {
+        qWarning("%s cannot be read; taken as missing", qUtf8Printable(fileName));
+        return {};
+    }
+    // Parsed from memory: the storage's own file opening fails for folders outside the local code page.
+    const QByteArray text = file.readAll();
+    std::optional<Calibration> calibration;
+    QByteArray reason = "not a calibration";
+    try {
+        if (!text.isEmpty())
+            calibration = parse(text);
+    } catch (const std::exception& error) {
+        reason = error.what();
+    }
+    if (!calibration)
+        qWarning("%s: %s; taken as missing", qUtf8Printable(fileName), reason.constData());
+    return calibration;
+}

@@ -1,0 +1,51 @@
+#include "calibration/correction.h"
+
+#include <QDebug>
+#include <opencv2/imgproc.hpp>
+
+namespace {
+
+/// The frame as a matrix over the same pixels. The format decides about the channels: asking the pixels would
+/// take a colour frame of a grey scene for a grey one and read it wrongly.
+cv::Mat wrapped(const QImage& frame) {
+    const int type = frame.format() == QImage::Format_Grayscale8 ? CV_8UC1 : CV_8UC3;
+    return {frame.height(), frame.width(), type, const_cast<uchar*>(frame.constBits()),
+            static_cast<size_t>(frame.bytesPerLine())};
+}
+
+/// A picture over the matrix' pixels, which live as long as the picture does.
+QImage pictureOf(const cv::Mat& pixels, QImage::Format format) {
+    auto* keeper = new cv::Mat(pixels);
+    return {keeper->data, keeper->cols,
+            keeper->rows, static_cast<int>(keeper->step),
+            format,       [](void* matrix) { delete static_cast<cv::Mat*>(matrix); },
+            keeper};
+}
+
+}  // namespace
+
+QImage correctedPicture(const QImage& frame, const Correction& correction, int tile, int tileCount,
+                        int layoutMode) {
+    const cv::Mat& mapX = correction.mapX[tile];
+    const cv::Mat& mapY = correction.mapY[tile];
+    if (frame.isNull() || mapX.empty() || mapY.empty())
+        return frame;
+    try {
+        cv::Mat remapped;
+        cv::remap(wrapped(frame), remapped, mapX, mapY, cv::INTER_NEAREST, cv::BORDER_REPLICATE,
+                  cv::Scalar(0));
+        if (const auto geometry =
+                computeCropGeometry(correction.dstCorners, tileCount, layoutMode, frame.size())) {
+            // A negative size has to go first: QRect's intersection would turn it round.
+            QRect crop = cropRectangle(*geometry, correction.dstCorners, layoutMode, tile);
+            if (crop.isValid())
+                crop &= QRect(0, 0, remapped.cols, remapped.rows);
+            if (crop.isValid())
+                remapped = remapped(cv::Rect(crop.x(), crop.y(), crop.width(), crop.height()));
+        }
+        return pictureOf(remapped, frame.format());
+    } catch (const std::exception& error) {
+        qWarning("Frame of tile %d shown uncorrected: %s", tile, error.what());
+        return frame;
+    }
+}

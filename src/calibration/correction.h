@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QImage>
+#include <array>
+#include <opencv2/core.hpp>
+
+#include "calibration/cropgeometry.h"
+
+/// Everything that the correction of the tiles needs, per tile index; GUI thread.
+struct Correction {
+    std::array<cv::Mat, 4> transforms;  ///< 3 x 3 `CV_64F`, frame px to corrected px; empty until calibrated
+    std::array<cv::Mat, 4> mapX;        ///< `CV_32FC1`: source x of every corrected pixel
+    std::array<cv::Mat, 4> mapY;        ///< `CV_32FC1`: source y
+    CornerTable dstCorners;             ///< where the marked corners lie in the corrected picture
+};
+
+/// The picture that a tile shows for a frame while the correction is on: the frame remapped with the tile's
+/// maps (nearest neighbour, border pixels replicated), cut to the tile's crop rectangle, in the frame's pixel
+/// format. The result has pixels of its own.
+///
+/// Without maps the frame comes back as it is; without corners for the layout, or with a crop rectangle that
+/// misses the picture, the remapped picture comes back uncut; a crop rectangle that reaches over the edge is
+/// cut down. A frame without pixels comes back as it is. Nothing is thrown.
+QImage correctedPicture(const QImage& frame, const Correction& correction, int tile, int tileCount,
+                        int layoutMode);

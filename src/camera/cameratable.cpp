@@ -1,0 +1,54 @@
+#include "camera/cameratable.h"
+
+#include <QTextCodec>
+#include <algorithm>
+
+namespace {
+
+bool isUtf8(const QByteArray& bytes) {
+    QTextCodec::ConverterState state;
+    QTextCodec::codecForName("UTF-8")->toUnicode(bytes.constData(), bytes.size(), &state);
+    return state.invalidChars == 0 && state.remainingChars == 0;
+}
+
+}  // namespace
+
+int tilesInUse(int attached, int camNum, int demo) {
+    const int cameras = std::max(0, std::min({attached, kMaxTiles, camNum}));
+    if (cameras == 0 && demo > 0)
+        return std::min(demo, kMaxTiles);
+    return cameras;
+}
+
+QString serialText(const QByteArray& serial) {
+    return isUtf8(serial) ? QString::fromUtf8(serial) : QString::fromLatin1(serial);
+}
+
+bool isSerial(const QString& configured, const QByteArray& serial) {
+    if (isUtf8(serial))
+        return configured.toUtf8() == serial;
+    return configured == QString::fromLatin1(serial);
+}
+
+CameraTable matchCameras(const QVector<QString>& configured, const QVector<QByteArray>& serials) {
+    CameraTable table;
+    const int tiles = std::min(configured.size(), serials.size());
+    for (int tile = 0; tile < tiles; ++tile) {
+        const auto found = std::find_if(serials.begin(), serials.end(), [&](const QByteArray& serial) {
+            return isSerial(configured[tile], serial);
+        });
+        if (found == serials.end()) {
+            table.unmatchedTile = tile;
+            break;
+        }
+        table.cameraOfTile.append(static_cast<int>(found - serials.begin()));
+    }
+    return table;
+}
+
+CameraTable camerasInOrder(int tiles) {
+    CameraTable table;
+    for (int tile = 0; tile < tiles; ++tile)
+        table.cameraOfTile.append(tile);
+    return table;
+}

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <QImage>
+#include <QThread>
+#include <QVector>
+#include <atomic>
+#include <cstdint>
+#include <memory>
+
+/// Fetches frames for one tile, one at a time, and hands each to the main window by the signal `captured`:
+/// from a camera through the camera library, or in demo mode from an image file. It never touches the screen.
+///
+/// The object lives on the GUI thread; `run` is the thread. Control goes through two flags, written by the
+/// GUI thread without locks and seen by the loop at the latest one iteration later. Everything else is set
+/// before the start and only read afterwards.
+class CaptureThread : public QThread {
+    Q_OBJECT
+
+public:
+    /// `owner` (the main window) becomes the parent. The thread is not started.
+    explicit CaptureThread(QObject* owner);
+    /// Does not wait: whoever deletes the thread has stopped it and waited for it.
+    ~CaptureThread() override = default;
+
+    /// Lets the loop fetch frames. No effect on a stopped thread.
+    void startCapturing() { capturing = true; }
+    /// Lets the loop idle.
+    void pauseCapturing() { capturing = false; }
+    /// Lets the loop end after its current iteration; there is no way back.
+    void stopCapturing();
+    /// True after `stopCapturing`.
+    bool isStopRequested() const { return terminateRequested; }
+
+signals:
+    /// One frame. `id` is the tile index; the pixels of `img` lie in `buffer` without a copy; `buffer` was
+    /// allocated with `new unsigned char[]` and belongs to the receiver; `timestamp` is in ms since the
+    /// epoch.
+    void captured(int id, QImage img, unsigned char* buffer, quint64 timestamp);
+
+protected:
+    void run() override;
+
+private:
+    struct FrameKind;
+
+    void captureDemoFrame(const FrameKind& kind);
+    /// False when the loop has to end at once: stopped while the frame was under way.
+    bool captureCameraFrame(const FrameKind& kind);
+
+    std::atomic<bool> capturing{false};
+    std::atomic<bool> terminateRequested{false};
+
+public:
+    // Set by the owner between construction and start.
+    int32_t cameraIndex = 0;  ///< camera library index
+    int32_t tileIndex = 0;    ///< sent with every frame
+    bool demo = false;        ///< frames from the file `<tileIndex>.jpg`
+    QString settingsFile;     ///< `File/Color` is read from it once per run
+
+private:
+    QVector<QRgb> grayColorTable;  ///< entry i = opaque grey i, for indexed grey pictures
+};

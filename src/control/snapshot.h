@@ -1,0 +1,23 @@
+/// Saved pictures: their names and how they are written. GUI thread where a scene is painted, any thread
+/// otherwise.
+#pragma once
+
+#include <QDateTime>
+#include <QImage>
+#include <QString>
+
+class QGraphicsScene;
+
+/// "snapshot-" and the time as 17 digits, down to the millisecond.
+QString snapshotName(const QDateTime& time);
+
+/// ".bmp", ".jpg" or ".png" for the types 0, 1, 2; nothing for any other type, and then nothing can be
+/// written.
+QString snapshotSuffix(int type);
+
+/// The whole scene rectangle as a picture of its size in whole px: tiles, marks and overlays. A null picture
+/// when the rectangle is smaller than a pixel or the memory does not suffice.
+QImage renderedScene(QGraphicsScene* scene);
+
+/// Writes a picture in the format of the file's suffix. False, and a line in the log, when that fails.
+bool writePicture(const QImage& picture, const QString& fileName, int quality);

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QSettings>
+#include <QStringList>
+
+#include "settings/settingkeys.h"
+
+/// The configuration file `setting.ini`: INI, UTF-8, one object for the GUI thread for the whole run. Another
+/// thread makes an object of its own on the same file; `QSettings` keeps the two consistent.
+///
+/// A file that is there but cannot be understood (not readable, binary, not UTF-8, lines that are no INI) is
+/// never written: what could be read serves, the rest are defaults, and what would have been stored is lost
+/// with one line in the log. A damaged file may be all that is left of somebody's set-up.
+class SettingsFile : public QSettings {
+    Q_OBJECT
+
+public:
+    explicit SettingsFile(const QString& fileName, QObject* parent = nullptr);
+
+    /// False when the file exists and cannot be understood.
+    bool isIntact() const { return intact; }
+
+    /// The stored value, or the key's default when there is none. Text in a number reads as 0.
+    template <typename T>
+    T read(const SettingKey<T>& key) const {
+        return value(key.name, key.fallback).template value<T>();
+    }
+
+    /// Sets the value and writes the file at once.
+    template <typename T>
+    void write(const SettingKey<T>& key, const T& newValue) {
+        store(key.name, QVariant(newValue));
+        flush();
+    }
+
+    /// Sets a value without writing the file now; it is written with the next `write` or at the latest at
+    /// exit.
+    void store(const QString& name, const QVariant& newValue);
+    /// Removes keys and writes the file at once.
+    void removeKeys(const QStringList& names);
+    /// Writes the file now; a failure is a line in the log (once, not at every change).
+    void flush();
+
+private:
+    bool intact = true;
+    bool failureLogged = false;
+};
+
+/// Values with bare commas, as people write them by hand (`XCount=5,3,5`), arrive as a list: joined again
+/// here.
+template <>
+QString SettingsFile::read(const SettingKey<QString>& key) const;

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <QApplication>
+#include <QMessageBox>
+#include <QTimer>
+#include <QVector>
+
+/// Answers message boxes as a person would who presses the default button, and keeps what they said. Works
+/// while a box runs its own event loop. GUI thread.
+class BoxAnswerer : public QObject {
+public:
+    struct Box {
+        QMessageBox::Icon icon;
+        QString title;
+        QString text;
+        QMessageBox::StandardButtons buttons;
+    };
+
+    BoxAnswerer() {
+        timer.callOnTimeout(this, [this] { answer(); });
+        timer.start(10);
+    }
+
+    QVector<Box> boxes;
+
+private:
+    void answer() {
+        auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+        if (!box || !box->isVisible())
+            return;
+        boxes.append({box->icon(), box->windowTitle(), box->text(), box->standardButtons()});
+        box->accept();
+    }
+
+    QTimer timer;
+};

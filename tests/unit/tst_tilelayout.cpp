@@ -1,0 +1,80 @@
+#include <QtTest>
+
+#include "app/tilelayout.h"
+
+/// The arithmetic of the view.
+class TestTileLayout : public QObject {
+    Q_OBJECT
+
+private slots:
+    void oneTile();
+    void rowOfTiles();
+    void firstTileIsNotAtTheLeft();
+    void positionsAreTruncated();
+    void nothingToFit_data();
+    void nothingToFit();
+    void storedPositions_data();
+    void storedPositions();
+};
+
+void TestTileLayout::oneTile() {
+    const auto fit = zoomFit({{0, 0}}, {1000, 1000}, {1002, 602});
+    QVERIFY(fit);
+    QCOMPARE(fit->scale, 0.6);
+    QCOMPARE(fit->sceneRect, QRect(0, 0, 1000, 1000));
+}
+
+void TestTileLayout::rowOfTiles() {
+    const auto fit = zoomFit({{0, 0}, {640, 0}, {1280, 0}, {1920, 0}}, {640, 480}, {1282, 722});
+    QVERIFY(fit);
+    QCOMPARE(fit->sceneRect, QRect(0, 0, 2560, 480));
+    QCOMPARE(fit->scale, 0.5);
+}
+
+void TestTileLayout::firstTileIsNotAtTheLeft() {
+    const auto fit = zoomFit({{640, 100}, {-20, 480}, {700, -30}}, {640, 480}, {1002, 1002});
+    QVERIFY(fit);
+    QCOMPARE(fit->sceneRect, QRect(-20, -30, 720 + 640, 510 + 480));
+}
+
+void TestTileLayout::positionsAreTruncated() {
+    const auto fit = zoomFit({{-0.9, 10.9}, {640.7, 10.2}}, {640, 480}, {1002, 1002});
+    QVERIFY(fit);
+    QCOMPARE(fit->sceneRect, QRect(0, 10, 640 + 640, 480));
+}
+
+void TestTileLayout::nothingToFit_data() {
+    QTest::addColumn<int>("tiles");
+    QTest::addColumn<QSize>("tile");
+    QTest::addColumn<QSize>("view");
+    QTest::newRow("no tile") << 0 << QSize(10, 10) << QSize(100, 100);
+    QTest::newRow("empty picture") << 2 << QSize(0, 0) << QSize(100, 100);
+    QTest::newRow("no room") << 1 << QSize(10, 10) << QSize(2, 100);
+    QTest::newRow("less than no room") << 1 << QSize(10, 10) << QSize(0, 0);
+}
+
+void TestTileLayout::nothingToFit() {
+    QFETCH(int, tiles);
+    QFETCH(QSize, tile);
+    QFETCH(QSize, view);
+    QVERIFY(!zoomFit(QVector<QPointF>(tiles), tile, view));
+}
+
+void TestTileLayout::storedPositions_data() {
+    QTest::addColumn<double>("stored");
+    QTest::addColumn<int>("expected");
+    QTest::newRow("whole") << 640.0 << 640;
+    QTest::newRow("truncated") << 640.9 << 640;
+    QTest::newRow("negative") << -640.9 << -640;
+    QTest::newRow("far out") << 1e300 << 10000000;
+    QTest::newRow("far out the other way") << -1e300 << -10000000;
+    QTest::newRow("not a number") << qQNaN() << 0;
+}
+
+void TestTileLayout::storedPositions() {
+    QFETCH(double, stored);
+    QTEST(tilePosition(stored), "expected");
+}
+
+QTEST_GUILESS_MAIN(TestTileLayout)
+#include "tst_tilelayout.moc"
