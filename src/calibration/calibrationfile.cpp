@@ -6,7 +6,7 @@
 namespace {
 
 /// A calibration takes about 1 KiB; whatever is larger is another file.
-constexpr qint64 kMaxFileSize = 1024 * 1024;
+constexpr qint64 kMaxFileSize = 1048576;
 
 /// The node as a matrix of the given shape and type, or nothing.
 std::optional<cv::Mat> readMatrix(const cv::FileStorage& storage, const char* node, int rows, int cols,

@@ -9,7 +9,7 @@ namespace {
 /// Truncation toward zero that is defined for every double: far-out values stop at the ends of int, NaN is 0.
 /// A third of the range keeps sums and differences of two results inside int.
 int truncated(double value) {
-    constexpr double kLimit = std::numeric_limits<int>::max() / 3;
+    constexpr double kLimit = std::numeric_limits<int>::max() / 3.0;
     return std::isnan(value) ? 0 : static_cast<int>(std::clamp(value, -kLimit, kLimit));
 }
 

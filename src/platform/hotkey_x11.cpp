@@ -1,0 +1,441 @@
+#include "platform/platform.h"
+
+#include <QCoreApplication>
+#include <QDebug>
+#include <QGuiApplication>
+#include <QPointer>
+#include <QSocketNotifier>
+#include <QVector>
+
+#include <xcb/xcb.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <iterator>
+#include <memory>
+#include <set>
+#include <tuple>
+#include <utility>
+
+// This header is C and has members of the name "explicit". After all others, so that none sees the macro.
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
+
+// The hot key on X11 is a passive grab of Ctrl+W on the root windows. The connection is our own, beside Qt's:
+// a grab that another program holds is an error answer to us and not one that Qt prints, detectable
+// auto-repeat does not change what Qt's widgets see, and no private header of Qt is needed. A press is passed
+// on as a client message to the window, which reaches QWidget::nativeEvent through Qt's own connection just
+// as another program's message does.
+
+namespace {
+
+struct Free {
+    void operator()(void* p) const { std::free(p); }
+};
+/// Replies, errors and events of xcb belong to the caller and are freed with free().
+template <class T>
+using Owned = std::unique_ptr<T, Free>;
+
+constexpr xcb_keysym_t kSmallW = 0x77;
+constexpr xcb_keysym_t kCapitalW = 0x57;
+constexpr xcb_keysym_t kNumLock = 0xff7f;
+constexpr xcb_keysym_t kScrollLock = 0xff14;
+
+/// One passive grab: root window, modifiers, key.
+using Grab = std::tuple<xcb_window_t, quint16, xcb_keycode_t>;
+
+/// The keys to grab and the modifiers that a lock key may add to a press.
+struct Keys {
+    std::set<xcb_keycode_t> w;
+    quint16 locks = XCB_MOD_MASK_LOCK;
+};
+
+/// All combinations of the bits of a mask, the empty one included.
+QVector<quint16> combinations(quint16 mask) {
+    QVector<quint16> result;
+    quint16 subset = mask;
+    do {
+        result.append(subset);
+        subset = static_cast<quint16>((subset - 1) & mask);
+    } while (subset != mask);
+    return result;
+}
+
+/// The plain (unshifted) symbol of a key in a keyboard group; the key may have fewer groups than the
+/// keyboard.
+xcb_keysym_t plainSymbol(const xcb_xkb_key_sym_map_t* key, int group) {
+    const int groups = key->groupInfo & 0x0f;
+    if (groups == 0 || key->width == 0)
+        return 0;
+    const int policy = key->groupInfo & 0xc0;
+    if (group >= groups && policy == XCB_XKB_GROUPS_WRAP_CLAMP_INTO_RANGE)
+        group = groups - 1;
+    else if (group >= groups && policy == XCB_XKB_GROUPS_WRAP_REDIRECT_INTO_RANGE)
+        group = (key->groupInfo & 0x30) >> 4;
+    const int index = group % groups * key->width;
+    return index < xcb_xkb_key_sym_map_syms_length(key) ? xcb_xkb_key_sym_map_syms(key)[index] : 0;
+}
+
+/// The X server as the hot key sees it. One per process, a child of the application object, in the GUI
+/// thread.
+class DesktopLink : public QObject {
+public:
+    explicit DesktopLink(QObject* parent) : QObject(parent) { open(); }
+    ~DesktopLink() override { close(); }
+
+    bool registerKey(xcb_window_t window);
+    void unregisterKey(xcb_window_t window);
+    platform::NativeMessage meaningOf(xcb_atom_t type) const;
+
+private:
+    bool open();
+    void close();
+    bool prepareKeyboard();
+    xcb_atom_t atom(const char* name);
+    Keys readKeys();
+    bool isRefused(xcb_void_cookie_t cookie);
+    bool watchWindow(xcb_window_t window, quint32 eventMask);
+    std::set<Grab> wantedGrabs(const Keys& keys) const;
+    std::set<Grab> grab(const std::set<Grab>& wanted);
+    void ungrab(const std::set<Grab>& unwanted);
+    void followKeymap();
+    void readEvents();
+    void readEventsSoon();
+    void handle(const xcb_generic_event_t& event);
+    void keyPressed(const xcb_key_press_event_t& press);
+    void keyReleased(const xcb_key_release_event_t& release);
+
+    xcb_connection_t* connection_ = nullptr;
+    QSocketNotifier* notifier_ = nullptr;  // child of this
+    quint8 keyboardEvent_ = 0;             // response type of all XKB events; 0: the server has no XKB
+    xcb_atom_t cameraMessage_ = XCB_ATOM_NONE;
+    xcb_atom_t hotkeyMessage_ = XCB_ATOM_NONE;
+
+    xcb_window_t window_ = XCB_WINDOW_NONE;  // who has the key; none: not registered
+    std::set<Grab> grabs_;                   // what the server has granted
+    bool keymapChanged_ = false;
+    xcb_keycode_t heldKey_ = 0;
+    xcb_keycode_t releasedKey_ = 0;
+    xcb_timestamp_t releaseTime_ = 0;
+};
+
+bool DesktopLink::open() {
+    if (connection_ != nullptr)
+        return true;
+    connection_ = xcb_connect(nullptr, nullptr);
+    if (xcb_connection_has_error(connection_) != 0) {
+        close();
+        return false;
+    }
+    cameraMessage_ = atom("KV CAMERA");
+    hotkeyMessage_ = atom("hotkey_save_img");
+    if (!prepareKeyboard())
+        keyboardEvent_ = 0;
+    notifier_ = new QSocketNotifier(xcb_get_file_descriptor(connection_), QSocketNotifier::Read, this);
+    connect(notifier_, &QSocketNotifier::activated, this, [this] { readEvents(); });
+    readEventsSoon();
+    return true;
+}
+
+/// Also the way out when the connection broke: the server has then dropped the grabs with it. The atoms stay:
+/// they are the server's and mean the same as long as it runs.
+void DesktopLink::close() {
+    if (notifier_ != nullptr) {
+        // Off before its socket closes; deleted later because this may be running within its own signal.
+        notifier_->setEnabled(false);
+        notifier_->deleteLater();
+        notifier_ = nullptr;
+    }
+    xcb_disconnect(connection_);
+    connection_ = nullptr;
+    keyboardEvent_ = 0;
+    window_ = XCB_WINDOW_NONE;
+    grabs_.clear();
+    keymapChanged_ = false;
+    heldKey_ = 0;
+    releasedKey_ = 0;
+}
+
+bool DesktopLink::prepareKeyboard() {
+    const xcb_query_extension_reply_t* extension = xcb_get_extension_data(connection_, &xcb_xkb_id);
+    if (extension == nullptr || extension->present == 0)
+        return false;
+    const Owned<xcb_xkb_use_extension_reply_t> use(
+        xcb_xkb_use_extension_reply(connection_, xcb_xkb_use_extension(connection_, 1, 0), nullptr));
+    if (use == nullptr || use->supported == 0)
+        return false;
+    keyboardEvent_ = extension->first_event;
+
+    // State events come with every Shift otherwise; only the group (the layout in use) moves the W key.
+    constexpr quint16 whole = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
+    constexpr quint16 parts = XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_MODIFIER_MAP;
+    xcb_xkb_select_events_details_t details;
+    std::memset(&details, 0, sizeof details);
+    details.affectState = XCB_XKB_STATE_PART_GROUP_STATE;
+    details.stateDetails = XCB_XKB_STATE_PART_GROUP_STATE;
+    xcb_xkb_select_events_aux(connection_, XCB_XKB_ID_USE_CORE_KBD, whole | XCB_XKB_EVENT_TYPE_STATE_NOTIFY,
+                              0, whole, parts, parts, &details);
+
+    // With this a held key repeats as presses alone. keyPressed() also sees through servers that do not know
+    // it.
+    const quint32 flag = XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT;
+    const Owned<xcb_xkb_per_client_flags_reply_t> flags(xcb_xkb_per_client_flags_reply(
+        connection_, xcb_xkb_per_client_flags(connection_, XCB_XKB_ID_USE_CORE_KBD, flag, flag, 0, 0, 0),
+        nullptr));
+    return true;
+}
+
+xcb_atom_t DesktopLink::atom(const char* name) {
+    const auto length = static_cast<quint16>(std::strlen(name));
+    const Owned<xcb_intern_atom_reply_t> reply(
+        xcb_intern_atom_reply(connection_, xcb_intern_atom(connection_, 0, length, name), nullptr));
+    return reply != nullptr ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
+}
+
+/// Asks the server where W is in the layout in use. A layout without W (a Cyrillic one, say) borrows the
+/// places of the other layouts, as short cuts within programs do.
+Keys DesktopLink::readKeys() {
+    Keys keys;
+    const auto stateCookie = xcb_xkb_get_state(connection_, XCB_XKB_ID_USE_CORE_KBD);
+    const auto mapCookie = xcb_xkb_get_map(connection_, XCB_XKB_ID_USE_CORE_KBD,
+                                           XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_MODIFIER_MAP, 0, 0, 0,
+                                           0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
+    const Owned<xcb_xkb_get_state_reply_t> state(xcb_xkb_get_state_reply(connection_, stateCookie, nullptr));
+    const Owned<xcb_xkb_get_map_reply_t> reply(xcb_xkb_get_map_reply(connection_, mapCookie, nullptr));
+    if (state == nullptr || reply == nullptr)
+        return keys;
+
+    xcb_xkb_get_map_map_t map;
+    xcb_xkb_get_map_map_unpack(xcb_xkb_get_map_map(reply.get()), reply->nTypes, reply->nKeySyms,
+                               reply->nKeyActions, reply->totalActions, reply->totalKeyBehaviors,
+                               reply->virtualMods, reply->totalKeyExplicit, reply->totalModMapKeys,
+                               reply->totalVModMapKeys, reply->present, &map);
+
+    std::set<xcb_keycode_t> elsewhere;
+    std::set<xcb_keycode_t> lockKeys;
+    auto key = xcb_xkb_get_map_map_syms_rtrn_iterator(reply.get(), &map);
+    for (int code = reply->firstKeySym; key.rem > 0; ++code, xcb_xkb_key_sym_map_next(&key)) {
+        const auto keycode = static_cast<xcb_keycode_t>(code);
+        const xcb_keysym_t plain = plainSymbol(key.data, state->group);
+        if (plain == kSmallW || plain == kCapitalW)
+            keys.w.insert(keycode);
+        const xcb_keysym_t* symbols = xcb_xkb_key_sym_map_syms(key.data);
+        const xcb_keysym_t* end = symbols + xcb_xkb_key_sym_map_syms_length(key.data);
+        if (std::find(symbols, end, kSmallW) != end)
+            elsewhere.insert(keycode);
+        if (std::any_of(symbols, end,
+                        [](auto symbol) { return symbol == kNumLock || symbol == kScrollLock; }))
+            lockKeys.insert(keycode);
+    }
+    if (keys.w.empty())
+        keys.w = elsewhere;
+
+    auto modifier = xcb_xkb_get_map_map_modmap_rtrn_iterator(reply.get(), &map);
+    for (; modifier.rem > 0; xcb_xkb_key_mod_map_next(&modifier))
+        if (lockKeys.count(modifier.data->keycode) != 0)
+            keys.locks |= modifier.data->mods;
+    // A keymap that calls Control a lock would make plain W ours.
+    keys.locks &= static_cast<quint16>(~(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT));
+    return keys;
+}
+
+bool DesktopLink::isRefused(xcb_void_cookie_t cookie) {
+    const Owned<xcb_generic_error_t> error(xcb_request_check(connection_, cookie));
+    return error != nullptr;
+}
+
+bool DesktopLink::watchWindow(xcb_window_t window, quint32 eventMask) {
+    return !isRefused(
+        xcb_change_window_attributes_checked(connection_, window, XCB_CW_EVENT_MASK, &eventMask));
+}
+
+std::set<Grab> DesktopLink::wantedGrabs(const Keys& keys) const {
+    std::set<Grab> wanted;
+    const QVector<quint16> locks = combinations(keys.locks);
+    for (auto screen = xcb_setup_roots_iterator(xcb_get_setup(connection_)); screen.rem > 0;
+         xcb_screen_next(&screen))
+        for (const xcb_keycode_t key : keys.w)
+            for (const quint16 lock : locks)
+                wanted.emplace(screen.data->root, static_cast<quint16>(XCB_MOD_MASK_CONTROL | lock), key);
+    return wanted;
+}
+
+/// Returns the grabs that were granted. All requests go out before the first answer is read: one round trip.
+std::set<Grab> DesktopLink::grab(const std::set<Grab>& wanted) {
+    QVector<QPair<Grab, xcb_void_cookie_t>> requests;
+    for (const Grab& grab : wanted) {
+        const auto& [root, modifiers, key] = grab;
+        requests.append({grab, xcb_grab_key_checked(connection_, 0, root, modifiers, key, XCB_GRAB_MODE_ASYNC,
+                                                    XCB_GRAB_MODE_ASYNC)});
+    }
+    std::set<Grab> granted;
+    for (const auto& [grab, cookie] : qAsConst(requests))
+        if (!isRefused(cookie))
+            granted.insert(grab);
+    return granted;
+}
+
+void DesktopLink::ungrab(const std::set<Grab>& unwanted) {
+    for (const auto& [root, modifiers, key] : unwanted)
+        xcb_ungrab_key(connection_, key, root, modifiers);
+}
+
+bool DesktopLink::registerKey(xcb_window_t window) {
+    if (!open() || keyboardEvent_ == 0)
+        return false;
+    if (window_ != XCB_WINDOW_NONE)
+        return window_ == window;
+    // The server tells when the window goes; it also tells now if there is none of that number.
+    if (!watchWindow(window, XCB_EVENT_MASK_STRUCTURE_NOTIFY))
+        return false;
+    const std::set<Grab> wanted = wantedGrabs(readKeys());
+    const std::set<Grab> granted = grab(wanted);
+    if (wanted.empty() || granted != wanted || xcb_connection_has_error(connection_) != 0) {
+        ungrab(granted);
+        watchWindow(window, XCB_EVENT_MASK_NO_EVENT);
+        readEventsSoon();
+        return false;
+    }
+    window_ = window;
+    grabs_ = granted;
+    readEventsSoon();
+    return true;
+}
+
+void DesktopLink::unregisterKey(xcb_window_t window) {
+    if (connection_ == nullptr || window_ == XCB_WINDOW_NONE || window_ != window)
+        return;
+    ungrab(grabs_);
+    grabs_.clear();
+    window_ = XCB_WINDOW_NONE;
+    // The answer to this request also says that the key is free now, for whoever asks for it next.
+    watchWindow(window, XCB_EVENT_MASK_NO_EVENT);
+    readEventsSoon();
+}
+
+/// Moves the grabs to where W and the lock keys are now. What stays is not touched, so no press is missed.
+void DesktopLink::followKeymap() {
+    const std::set<Grab> wanted = wantedGrabs(readKeys());
+    std::set<Grab> missing;
+    std::set<Grab> unwanted;
+    std::set_difference(wanted.begin(), wanted.end(), grabs_.begin(), grabs_.end(),
+                        std::inserter(missing, missing.end()));
+    std::set_difference(grabs_.begin(), grabs_.end(), wanted.begin(), wanted.end(),
+                        std::inserter(unwanted, unwanted.end()));
+    const std::set<Grab> granted = grab(missing);
+    if (granted != missing)
+        qWarning() << "Ctrl+W of the new keyboard layout is in use by another program";
+    ungrab(unwanted);
+    for (const Grab& gone : unwanted)
+        grabs_.erase(gone);
+    grabs_.insert(granted.begin(), granted.end());
+}
+
+/// Waiting for an answer can take events off the socket that the notifier then never reports, so every such
+/// wait is followed by a look into the queue.
+void DesktopLink::readEventsSoon() {
+    QMetaObject::invokeMethod(
+        this, [this] { readEvents(); }, Qt::QueuedConnection);
+}
+
+void DesktopLink::readEvents() {
+    while (connection_ != nullptr) {
+        while (const Owned<xcb_generic_event_t> event{xcb_poll_for_event(connection_)})
+            handle(*event);
+        // A layout change comes as a flock of events: follow it once, after the last.
+        if (std::exchange(keymapChanged_, false) && window_ != XCB_WINDOW_NONE) {
+            followKeymap();
+            continue;
+        }
+        xcb_flush(connection_);
+        if (xcb_connection_has_error(connection_) == 0)
+            return;
+        if (window_ != XCB_WINDOW_NONE)
+            qWarning() << "The X server closed the hot key's connection";
+        close();
+    }
+}
+
+void DesktopLink::handle(const xcb_generic_event_t& event) {
+    const int type = event.response_type & 0x7f;
+    if (type == XCB_KEY_PRESS)
+        keyPressed(reinterpret_cast<const xcb_key_press_event_t&>(event));
+    else if (type == XCB_KEY_RELEASE)
+        keyReleased(reinterpret_cast<const xcb_key_release_event_t&>(event));
+    else if (type == XCB_MAPPING_NOTIFY || (keyboardEvent_ != 0 && type == keyboardEvent_))
+        keymapChanged_ = true;
+    else if (type == XCB_DESTROY_NOTIFY)
+        unregisterKey(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
+}
+
+/// A repeat is a press of a key that is down; without detectable auto-repeat, one that was released in the
+/// same millisecond.
+void DesktopLink::keyPressed(const xcb_key_press_event_t& press) {
+    const bool repeated =
+        press.detail == heldKey_ || (press.detail == releasedKey_ && press.time == releaseTime_);
+    heldKey_ = press.detail;
+    // A key that went down while we had it may still repeat after it was given back.
+    if (repeated || window_ == XCB_WINDOW_NONE)
+        return;
+    xcb_client_message_event_t message;
+    std::memset(&message, 0, sizeof message);
+    message.response_type = XCB_CLIENT_MESSAGE;
+    message.format = 32;
+    message.window = window_;
+    message.type = hotkeyMessage_;
+    message.data.data32[0] = press.time;
+    // With an empty mask the event goes to the window's creator, which is Qt's connection.
+    xcb_send_event(connection_, 0, window_, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&message));
+    xcb_flush(connection_);
+}
+
+void DesktopLink::keyReleased(const xcb_key_release_event_t& release) {
+    if (release.detail == heldKey_)
+        heldKey_ = 0;
+    releasedKey_ = release.detail;
+    releaseTime_ = release.time;
+}
+
+platform::NativeMessage DesktopLink::meaningOf(xcb_atom_t type) const {
+    if (type == XCB_ATOM_NONE)
+        return platform::NativeMessage::None;
+    if (type == cameraMessage_)
+        return platform::NativeMessage::CameraMessage;
+    return type == hotkeyMessage_ ? platform::NativeMessage::SaveHotkey : platform::NativeMessage::None;
+}
+
+/// Made at the first use. Null where Qt's windows are not those of an X server, whatever DISPLAY says.
+DesktopLink* desktopLink() {
+    static QPointer<DesktopLink> link;
+    if (QGuiApplication::platformName() != QLatin1String("xcb"))
+        return nullptr;
+    if (link == nullptr)
+        link = new DesktopLink(QCoreApplication::instance());
+    return link;
+}
+
+}  // namespace
+
+bool platform::registerSaveHotkey(WId window) {
+    DesktopLink* link = desktopLink();
+    return link != nullptr && window != 0 && link->registerKey(static_cast<xcb_window_t>(window));
+}
+
+void platform::unregisterSaveHotkey(WId window) {
+    if (DesktopLink* link = desktopLink())
+        link->unregisterKey(static_cast<xcb_window_t>(window));
+}
+
+platform::NativeMessage platform::classify(const QByteArray& eventType, const void* message) {
+    if (message == nullptr || eventType != "xcb_generic_event_t")
+        return NativeMessage::None;
+    // The top bit says that a program sent the event, which is so with every message that matters here.
+    const auto& event = *static_cast<const xcb_generic_event_t*>(message);
+    if ((event.response_type & 0x7f) != XCB_CLIENT_MESSAGE)
+        return NativeMessage::None;
+    const DesktopLink* link = desktopLink();
+    return link != nullptr ? link->meaningOf(static_cast<const xcb_client_message_event_t*>(message)->type)
+                           : NativeMessage::None;
+}
