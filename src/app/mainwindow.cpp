@@ -19,7 +19,6 @@
 #include <memory>
 
 #include "app/aboutdialog.h"
-#include "app/tilelayout.h"
 #include "calibration/calibratedialog.h"
 #include "calibration/calibrationfile.h"
 #include "calibration/correctionmaps.h"
@@ -32,6 +31,11 @@
 #include "settings/settingdialog.h"
 #include "settings/settingsfile.h"
 #include "ui_mainwindow.h"
+
+/// The icons lie in a static library, whose resources have to be asked for. Outside any namespace: the macro needs it.
+static void initResources() {
+    Q_INIT_RESOURCE(bivista);
+}
 
 namespace {
 
@@ -92,8 +96,12 @@ MainWindow::~MainWindow() {
 // ------------------------------------------------------------------------------------------------------
 
 void MainWindow::createForm() {
+    initResources();
     ui->setupUi(this);
-    setWindowIcon(QIcon(QStringLiteral(":/icon/app")));
+    QIcon icon(QStringLiteral(":/icon/app"));
+    for (const int size : {16, 24, 32, 48, 64, 128})
+        icon.addFile(QStringLiteral(":/icon/app-%1.png").arg(size));
+    setWindowIcon(icon);
     // Also the window's own, so that the keys work while the menu bar is hidden.
     addActions({ui->actionFull_screen, ui->actionExit_full_screen});
 }
@@ -375,8 +383,7 @@ void MainWindow::showInTile(int id, const QImage& picture) {
     Tile& tile = tiles[id];
     if (!tile.item) {
         tile.item = scene->addPixmap(QPixmap::fromImage(picture));
-        tile.item->setPos(tilePosition(settings->read(keys::tileX(id))),
-                          tilePosition(settings->read(keys::tileY(id))));
+        tile.item->setPos(tilePosition(settings->read(keys::tileX(id))), tilePosition(settings->read(keys::tileY(id))));
         tile.item->setFlags(QGraphicsItem::ItemIsMovable);
     } else if (settingDialog->isFreezeImage()) {
         tile.heldImage = picture.copy();
@@ -531,6 +538,82 @@ void MainWindow::on_actionSave_Single_triggered() {
 void MainWindow::sizeWindow() {
     setWindowState(Qt::WindowMaximized);
     streamVideo();
+}
+
+/// Where a tile is; one that has had no picture yet counts where it will appear.
+QPointF MainWindow::tilePlace(int tile) const {
+    if (tiles[tile].item)
+        return tiles[tile].item->pos();
+    return {double(tilePosition(settings->read(keys::tileX(tile)))),
+            double(tilePosition(settings->read(keys::tileY(tile))))};
+}
+
+void MainWindow::on_actionRearrange_triggered() {
+    if (!tiles[0].item)
+        return;
+    QList<ImagePos> arranged;
+    bool restartNeeded = false;
+    if (transEnabled)
+        arrangeCorrected();
+    else
+        arranged = arrangeInSlots(restartNeeded);
+    savePos(arranged);
+    on_actionZoom_Fit_triggered();
+    if (restartNeeded)
+        QMessageBox::warning(this, tr("Restart"), tr("Restart to continue."), QMessageBox::Ok);
+}
+
+QList<ImagePos> MainWindow::arrangeInSlots(bool& restartNeeded) {
+    const int columns = arrangedColumns(settings->read(keys::kColumn), layoutMode, cameraCount);
+    const QSize size = tiles[0].item->pixmap().size();
+    QList<ImagePos> list;
+    for (int i = 0; i < cameraCount; ++i)
+        list.append({tilePlace(i).x(), tilePlace(i).y(), i});
+    list = readingOrder(list, layoutMode);
+    for (int slot = 0; slot < cameraCount; ++slot) {
+        ImagePos& entry = list[slot];
+        // Slot k shows the camera of this tile from the next start on; until then tiles keep their cameras.
+        if (cameraOfTile[entry.index] != cameraOfTile[slot]) {
+            settings->write(keys::cameraSerial(slot), serialText(serialNumbers[cameraOfTile[entry.index]]));
+            restartNeeded = true;
+        }
+        const QPointF place = slotPosition(slot, columns, size);
+        entry.x = place.x();
+        entry.y = place.y();
+        if (tiles[entry.index].item)
+            tiles[entry.index].item->setPos(place);
+    }
+    return list;
+}
+
+void MainWindow::arrangeCorrected() {
+    QVector<QSize> sizes;
+    for (int i = 0; i < cameraCount; ++i)
+        sizes.append((tiles[i].item ? tiles[i] : tiles[0]).item->pixmap().size());
+    // Without corners for the layout the pictures are shown uncut: then their own widths count.
+    std::array<int, 4> rowWidths{};
+    std::transform(sizes.begin(), sizes.end(), rowWidths.begin(), [](QSize size) { return size.width(); });
+    if (const auto geometry =
+            computeCropGeometry(correction.dstCorners, cameraCount, layoutMode, {tileWidth, tileHeight}))
+        rowWidths = geometry->rowWidths;
+    const auto positions = correctedPositions(sizes, rowWidths, layoutMode);
+    for (int i = 0; i < cameraCount; ++i) {
+        if (tiles[i].item)
+            tiles[i].item->setPos(positions[i]);
+    }
+}
+
+void MainWindow::savePos(QList<ImagePos> lst) {
+    for (int slot = 0; slot < cameraCount; ++slot) {
+        QPointF place = tilePlace(slot);
+        if (slot < lst.size()) {
+            const ImagePos& entry = lst[slot];
+            const bool isShown = entry.index >= 0 && entry.index < cameraCount && tiles[entry.index].item;
+            place = isShown ? tiles[entry.index].item->pos() : QPointF(entry.x, entry.y);
+        }
+        settings->store(keys::tileX(slot).name, place.x());
+        settings->store(keys::tileY(slot).name, place.y());
+    }
 }
 
 void MainWindow::on_actionZoom_Fit_triggered() {

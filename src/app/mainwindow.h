@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdint>
 
+#include "app/tilelayout.h"
 #include "calibration/cornerlists.h"
 #include "calibration/correction.h"
 #include "camera/cameratable.h"
@@ -60,6 +61,9 @@ public slots:
 
     // The view.
 
+    /// Stores the tiles' positions (scene px) for the next start, not yet on disk. An empty list stores where each tile
+    /// is; otherwise slot k gets the place of the tile in entry k.
+    void savePos(QList<ImagePos> lst);
     /// Maximises the window, then starts the streams.
     void sizeWindow();
     void resetView();
@@ -80,6 +84,7 @@ private slots:
     void on_action_Stop_triggered();
     void on_actionTrigger_triggered();
     void on_actionZoom_Fit_triggered();
+    void on_actionRearrange_triggered();
     void on_actionFull_screen_triggered();
     void on_actionExit_full_screen_triggered();
     void on_actionFreeze_triggered(bool checked);
@@ -118,6 +123,9 @@ private:
     void waitForThreads();
     void showInTile(int id, const QImage& picture);
     void pushHeldImages();
+    QPointF tilePlace(int tile) const;
+    QList<ImagePos> arrangeInSlots(bool& restartNeeded);
+    void arrangeCorrected();
     void setBarsVisible(bool visible);
     /// A message for the left of the status bar; silently nothing before the status bar is there.
     void showMessage(const QString& text);

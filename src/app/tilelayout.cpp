@@ -10,6 +10,47 @@ constexpr double kFarthest = 1e7;
 
 }  // namespace
 
+QList<ImagePos> readingOrder(QList<ImagePos> tiles, int layoutMode) {
+    if (layoutMode != 0) {
+        std::stable_sort(tiles.begin(), tiles.end(), [](const auto& a, const auto& b) { return a.x < b.x; });
+        return tiles;
+    }
+    std::stable_sort(tiles.begin(), tiles.end(), [](const auto& a, const auto& b) { return a.y < b.y; });
+    for (int left = 0; left + 1 < tiles.size(); left += 2) {
+        if (tiles[left].x > tiles[left + 1].x)
+            tiles.swapItemsAt(left, left + 1);
+    }
+    return tiles;
+}
+
+int arrangedColumns(int configured, int layoutMode, int tileCount) {
+    return std::max(1, layoutMode == 1 ? tileCount : configured);
+}
+
+QPointF slotPosition(int slot, int columns, QSize tileSize) {
+    return {double(slot % columns) * tileSize.width(), double(slot / columns) * tileSize.height()};
+}
+
+QVector<QPointF> correctedPositions(const QVector<QSize>& sizes, const std::array<int, 4>& rowWidths, int layoutMode) {
+    QVector<QPointF> positions;
+    if (layoutMode != 0) {
+        double x = 0.0;
+        for (int i = 0; i < sizes.size(); ++i) {
+            positions.append({x, 0.0});
+            x += rowWidths[i];
+        }
+        return positions;
+    }
+    const double w = sizes.isEmpty() ? 0.0 : sizes[0].width();
+    const double h = sizes.isEmpty() ? 0.0 : sizes[0].height();
+    for (int i = 0; i < sizes.size(); ++i) {
+        const double x = i == 0 ? 0.0 : i == 2 ? w - sizes[i].width() : w;
+        const double y = i == 0 ? 0.0 : i == 1 ? h - sizes[i].height() : h;
+        positions.append({x, y});
+    }
+    return positions;
+}
+
 int tilePosition(double stored) {
     return std::isnan(stored) ? 0 : static_cast<int>(std::clamp(stored, -kFarthest, kFarthest));
 }

@@ -1,8 +1,12 @@
 #include "control/snapshot.h"
 
+#include <QBuffer>
 #include <QDebug>
+#include <QFileInfo>
 #include <QGraphicsScene>
+#include <QImageWriter>
 #include <QPainter>
+#include <QSaveFile>
 
 QString snapshotName(const QDateTime& time) {
     return QStringLiteral("snapshot-%1").arg(time.toString(QStringLiteral("yyyyMMddhhmmsszzz")));
@@ -35,8 +39,21 @@ QImage renderedScene(QGraphicsScene* scene) {
 }
 
 bool writePicture(const QImage& picture, const QString& fileName, int quality) {
-    const bool written = picture.save(fileName, nullptr, quality);
-    if (!written)
-        qWarning("%s was not written", qUtf8Printable(fileName));
-    return written;
+    // Encoded in memory and put in place in one step: whoever watches the folder never sees half a picture, and a
+    // full disk leaves the old file.
+    QByteArray bytes;
+    QBuffer buffer(&bytes);
+    buffer.open(QIODevice::WriteOnly);
+    QImageWriter writer(&buffer, QFileInfo(fileName).suffix().toLatin1());
+    writer.setQuality(quality);
+    if (!writer.write(picture)) {
+        qWarning("%s was not written: %s", qUtf8Printable(fileName), qUtf8Printable(writer.errorString()));
+        return false;
+    }
+    QSaveFile file(fileName);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
+        qWarning("%s was not written: %s", qUtf8Printable(fileName), qUtf8Printable(file.errorString()));
+        return false;
+    }
+    return true;
 }

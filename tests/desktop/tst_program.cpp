@@ -42,28 +42,30 @@ public:
     /// Pictures saved so far.
     QStringList pictures() const { return QDir(folder.path()).entryList({"snapshot-*.png"}, QDir::Files, QDir::Name); }
 
-    /// Waits until the folder holds so many whole pictures.
     bool waitForPictures(int count) const {
-        return waitFor([&] {
-            const QStringList names = pictures();
-            return names.size() >= count && !QImage(folder.filePath(names.last())).isNull();
-        });
+        return waitFor([&] { return pictures().size() >= count; });
     }
 
     /// Presses the save key until a picture with every tile in it comes: the streams have started then.
     bool waitForStreams() const {
-        return waitFor([&] {
-            server.key("ctrl+w");
-            const QStringList names = pictures();
-            return !names.isEmpty() && QImage(folder.filePath(names.last())).width() > 960;
-        });
-    }
-
-    template <typename Condition>
-    static bool waitFor(Condition condition) {
         QElapsedTimer time;
         time.start();
         while (time.elapsed() < kDesktopLimit) {
+            const int before = pictures().size();
+            server.key("ctrl+w");
+            // Before there is a tile the key saves nothing; then it is pressed again.
+            waitFor([&] { return pictures().size() > before; }, 1000);
+            if (pictures().size() > before && QImage(folder.filePath(pictures().last())).width() > 960)
+                return true;
+        }
+        return false;
+    }
+
+    template <typename Condition>
+    static bool waitFor(Condition condition, int limit = kDesktopLimit) {
+        QElapsedTimer time;
+        time.start();
+        while (time.elapsed() < limit) {
             if (condition())
                 return true;
             QTest::qWait(50);

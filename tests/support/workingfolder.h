@@ -48,6 +48,14 @@ public:
         return {};
     }
 
+#ifdef TRANSLATION_FILE
+    /// Puts the Chinese translation where the program looks for it.
+    static bool installTranslation() {
+        return QDir().mkpath(QStringLiteral("lang")) &&
+               QFile::copy(QStringLiteral(TRANSLATION_FILE), QStringLiteral("lang/tilecam_zh_CN.qm"));
+    }
+#endif
+
     QString path() const { return folder.path(); }
 
 private:

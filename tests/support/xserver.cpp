@@ -124,10 +124,29 @@ bool XServer::startWindowManager(int limit) {
     manager_.start("openbox", {"--sm-disable", "--config-file", settings.fileName()});
     if (!manager_.waitForStarted(limit))
         return fail("openbox did not start: " + manager_.errorString());
-    const auto manages = [this] {
+    const QDeadlineTimer deadline(limit);
+    const auto announced = [this] {
         return !numbers(root_, "_NET_SUPPORTING_WM_CHECK", XCB_ATOM_WINDOW).isEmpty();
     };
-    return waitUntil(manages, limit) || fail("openbox does not manage the screen");
+    return (waitUntil(announced, limit) && waitForAnswer(remaining(deadline))) ||
+           fail("openbox does not manage the screen");
+}
+
+/// The window manager announces itself while it still sets itself up, and a window that is shown in that time
+/// is never managed. So it is asked what frame it would give to a window, again and again until it answers.
+bool XServer::waitForAnswer(int limit) {
+    const QDeadlineTimer deadline(limit);
+    const quint32 window = xcb_generate_id(connection_);
+    const quint32 events = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_create_window(connection_, XCB_COPY_FROM_PARENT, window, root_, 0, 0, 1, 1, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, XCB_CW_EVENT_MASK, &events);
+    const auto answered = [&] { return !numbers(window, "_NET_FRAME_EXTENTS", XCB_ATOM_CARDINAL).isEmpty(); };
+    bool ok = false;
+    while (!ok && !deadline.hasExpired() && sendToRoot(window, "_NET_REQUEST_FRAME_EXTENTS", 0, 0))
+        ok = waitUntil(answered, std::min(100, remaining(deadline)));
+    xcb_destroy_window(connection_, window);
+    xcb_flush(connection_);
+    return ok;
 }
 
 QProcessEnvironment XServer::environment() const {

@@ -104,6 +104,7 @@ public:
 private:
     bool startServer(int limit);
     bool startWindowManager(int limit);
+    bool waitForAnswer(int limit);
     bool fail(const QString& what);
     bool waitUntil(const std::function<bool()>& condition, int limit);
     bool takeEvents();

@@ -16,6 +16,7 @@ private slots:
     void emptySceneIsNoPicture();
     void pictureIsWritten();
     void unknownFormatFails();
+    void failureLeavesTheOldFile();
 };
 
 void TestSnapshot::nameHoldsTheTime() {
@@ -64,6 +65,19 @@ void TestSnapshot::unknownFormatFails() {
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("was not written")));
     QVERIFY(!writePicture(image, QStringLiteral("./a"), 75));
     QVERIFY(!QFile::exists(QStringLiteral("a")));
+}
+
+void TestSnapshot::failureLeavesTheOldFile() {
+    const WorkingFolder folder;
+    QVERIFY(WorkingFolder::write(QStringLiteral("a.png"), "old"));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("was not written")));
+    QVERIFY(!writePicture(QImage(), QStringLiteral("./a.png"), 75));
+    QCOMPARE(WorkingFolder::read(QStringLiteral("a.png")), QByteArray("old"));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("was not written")));
+    QImage image(3, 3, QImage::Format_RGB32);
+    image.fill(0);
+    QVERIFY(!writePicture(image, QStringLiteral("./no-such-folder/a.png"), 75));
+    QCOMPARE(QDir().entryList(QDir::Files), QStringList{QStringLiteral("a.png")});
 }
 
 QTEST_MAIN(TestSnapshot)

@@ -13,6 +13,11 @@ private slots:
     void positionsAreTruncated();
     void nothingToFit_data();
     void nothingToFit();
+    void readingOrderOfAGrid();
+    void readingOrderOfARow();
+    void readingOrderOfFewTiles();
+    void slotsAndColumns();
+    void correctedPlaces();
     void storedPositions_data();
     void storedPositions();
 };
@@ -58,6 +63,52 @@ void TestTileLayout::nothingToFit() {
     QFETCH(QSize, tile);
     QFETCH(QSize, view);
     QVERIFY(!zoomFit(QVector<QPointF>(tiles), tile, view));
+}
+
+void TestTileLayout::readingOrderOfAGrid() {
+    const auto order = readingOrder({{650, 490, 0}, {-3, 5, 1}, {4, 470, 2}, {640, -8, 3}}, 0);
+    QCOMPARE(order[0].index, 1);
+    QCOMPARE(order[1].index, 3);
+    QCOMPARE(order[2].index, 2);
+    QCOMPARE(order[3].index, 0);
+}
+
+void TestTileLayout::readingOrderOfARow() {
+    for (const int layoutMode : {1, 2, -1}) {
+        const auto order = readingOrder({{30, 0, 0}, {10, 99, 1}, {20, -5, 2}}, layoutMode);
+        QCOMPARE(order[0].index, 1);
+        QCOMPARE(order[1].index, 2);
+        QCOMPARE(order[2].index, 0);
+    }
+}
+
+void TestTileLayout::readingOrderOfFewTiles() {
+    QVERIFY(readingOrder({}, 0).isEmpty());
+    QCOMPARE(readingOrder({{5, 5, 0}}, 0).size(), 1);
+    const auto three = readingOrder({{50, 0, 0}, {0, 1, 1}, {70, 90, 2}}, 0);
+    QCOMPARE(three[0].index, 1);
+    QCOMPARE(three[1].index, 0);
+    QCOMPARE(three[2].index, 2);
+}
+
+void TestTileLayout::slotsAndColumns() {
+    QCOMPARE(arrangedColumns(2, 1, 4), 4);
+    QCOMPARE(arrangedColumns(2, 0, 4), 2);
+    QCOMPARE(arrangedColumns(3, 2, 4), 3);
+    QCOMPARE(arrangedColumns(0, 0, 4), 1);
+    QCOMPARE(arrangedColumns(-5, 2, 4), 1);
+    QCOMPARE(arrangedColumns(2, 1, 0), 1);
+    QCOMPARE(slotPosition(3, 2, {640, 480}), QPointF(640, 480));
+    QCOMPARE(slotPosition(2, 2, {640, 480}), QPointF(0, 480));
+    QCOMPARE(slotPosition(3, 4, {640, 480}), QPointF(1920, 0));
+}
+
+void TestTileLayout::correctedPlaces() {
+    const QVector<QSize> sizes{{500, 400}, {300, 390}, {480, 410}, {310, 405}};
+    QCOMPARE(correctedPositions(sizes, {500, 299, 200, 100}, 1),
+             (QVector<QPointF>{{0, 0}, {500, 0}, {799, 0}, {999, 0}}));
+    QCOMPARE(correctedPositions(sizes, {}, 0), (QVector<QPointF>{{0, 0}, {500, 10}, {20, 400}, {500, 400}}));
+    QVERIFY(correctedPositions({}, {}, 0).isEmpty());
 }
 
 void TestTileLayout::storedPositions_data() {

@@ -1,0 +1,268 @@
+<?xml version="1.0" encoding="utf-8"?>
+<!DOCTYPE TS>
+<TS version="2.1" language="zh_CN" sourcelanguage="en">
+<context>
+    <name>AboutDialog</name>
+    <message>
+        <source>About</source>
+        <translation>关于</translation>
+    </message>
+    <message>
+        <source>&lt;p&gt;&lt;b&gt;Bivista&lt;/b&gt; multiple cameras demo application.&lt;/p&gt;&lt;p&gt;2026&lt;/p&gt;&lt;p&gt;The Bivista team&lt;/p&gt;</source>
+        <translation>&lt;p&gt;&lt;b&gt;Bivista&lt;/b&gt; 多相机演示程序。&lt;/p&gt;&lt;p&gt;2026&lt;/p&gt;&lt;p&gt;Bivista 团队&lt;/p&gt;</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>关闭</translation>
+    </message>
+</context>
+<context>
+    <name>CalibrateDialog</name>
+    <message>
+        <source>CalibrateDialog</source>
+        <translation>网格校准</translation>
+    </message>
+    <message>
+        <source>Set grid count.</source>
+        <translation>设置网格数。</translation>
+    </message>
+    <message>
+        <source>Camera 0</source>
+        <translation>相机 0</translation>
+    </message>
+    <message>
+        <source>Camera 1</source>
+        <translation>相机 1</translation>
+    </message>
+    <message>
+        <source>Camera 2</source>
+        <translation>相机 2</translation>
+    </message>
+    <message>
+        <source>Camera 3</source>
+        <translation>相机 3</translation>
+    </message>
+    <message>
+        <source>X Grid Count</source>
+        <translation>X 网格数</translation>
+    </message>
+    <message>
+        <source>Y Grid Count</source>
+        <translation>Y 网格数</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>确定</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>取消</translation>
+    </message>
+</context>
+<context>
+    <name>MainWindow</name>
+    <message>
+        <source>Bivista</source>
+        <translation>Bivista</translation>
+    </message>
+    <message>
+        <source>&amp;File</source>
+        <translation>文件(&amp;F)</translation>
+    </message>
+    <message>
+        <source>&amp;View</source>
+        <translation>视图(&amp;V)</translation>
+    </message>
+    <message>
+        <source>&amp;Tools</source>
+        <translation>工具(&amp;T)</translation>
+    </message>
+    <message>
+        <source>Calibrate</source>
+        <translation>校准</translation>
+    </message>
+    <message>
+        <source>&amp;Language</source>
+        <translation>语言(&amp;L)</translation>
+    </message>
+    <message>
+        <source>&amp;Help</source>
+        <translation>帮助(&amp;H)</translation>
+    </message>
+    <message>
+        <source>toolBar</source>
+        <translation>工具栏</translation>
+    </message>
+    <message>
+        <source>&amp;Play</source>
+        <translation>播放(&amp;P)</translation>
+    </message>
+    <message>
+        <source>Pa&amp;use</source>
+        <translation>暂停(&amp;U)</translation>
+    </message>
+    <message>
+        <source>&amp;Save</source>
+        <translation>保存(&amp;S)</translation>
+    </message>
+    <message>
+        <source>Exit</source>
+        <translation>退出</translation>
+    </message>
+    <message>
+        <source>Zoom In</source>
+        <translation>放大</translation>
+    </message>
+    <message>
+        <source>Zoom Out</source>
+        <translation>缩小</translation>
+    </message>
+    <message>
+        <source>Reset</source>
+        <translation>还原</translation>
+    </message>
+    <message>
+        <source>&amp;Setting</source>
+        <translation>设置(&amp;S)</translation>
+    </message>
+    <message>
+        <source>English&lt;-&gt;Chinese</source>
+        <translation>English&lt;-&gt;中文</translation>
+    </message>
+    <message>
+        <source>About </source>
+        <translation>关于 </translation>
+    </message>
+    <message>
+        <source>IO Control</source>
+        <translation>IO 控制</translation>
+    </message>
+    <message>
+        <source>Zoom Fit</source>
+        <translation>适应窗口</translation>
+    </message>
+    <message>
+        <source>Rearrange</source>
+        <translation>重新排列</translation>
+    </message>
+    <message>
+        <source>LOGO</source>
+        <translation>LOGO</translation>
+    </message>
+    <message>
+        <source>Trigger</source>
+        <translation>触发</translation>
+    </message>
+    <message>
+        <source>Save Single</source>
+        <translation>保存单幅</translation>
+    </message>
+    <message>
+        <source>Tilt</source>
+        <translation>标记角点</translation>
+    </message>
+    <message>
+        <source>Clear</source>
+        <translation>清除</translation>
+    </message>
+    <message>
+        <source>Execute</source>
+        <translation>执行校正</translation>
+    </message>
+    <message>
+        <source>Enable</source>
+        <translation>启用校正</translation>
+    </message>
+    <message>
+        <source>Save Corner</source>
+        <translation>保存角点</translation>
+    </message>
+    <message>
+        <source>Load Corner</source>
+        <translation>载入角点</translation>
+    </message>
+    <message>
+        <source>Barcode</source>
+        <translation>条码</translation>
+    </message>
+    <message>
+        <source>Date Time</source>
+        <translation>日期时间</translation>
+    </message>
+    <message>
+        <source>Full screen</source>
+        <translation>全屏</translation>
+    </message>
+    <message>
+        <source>Exit full screen</source>
+        <translation>退出全屏</translation>
+    </message>
+    <message>
+        <source>Freeze</source>
+        <translation>冻结</translation>
+    </message>
+    <message>
+        <source>Error</source>
+        <translation>错误</translation>
+    </message>
+    <message>
+        <source>Register hotkey save img failed</source>
+        <translation>注册保存图像热键失败</translation>
+    </message>
+    <message>
+        <source>Set sn correctly first. Camera/Cam&lt;i&gt;</source>
+        <translation>请先正确设置序列号。Camera/Cam&lt;i&gt;</translation>
+    </message>
+    <message>
+        <source>Serial port %1 open failed.</source>
+        <translation>串口 %1 打开失败。</translation>
+    </message>
+    <message>
+        <source>%1 WM_USERDEFMSG received.</source>
+        <translation>已收到 WM_USERDEFMSG %1。</translation>
+    </message>
+    <message>
+        <source>#%1: %2 %3 Total:%4</source>
+        <translation>#%1: %2 %3 共:%4</translation>
+    </message>
+    <message>
+        <source>No image</source>
+        <translation>无图像</translation>
+    </message>
+    <message>
+        <source>notice</source>
+        <translation>提示</translation>
+    </message>
+    <message>
+        <source>Please select valid path!</source>
+        <translation>请选择有效路径！</translation>
+    </message>
+    <message>
+        <source>Saved image </source>
+        <translation>已保存图像 </translation>
+    </message>
+    <message>
+        <source>Restart</source>
+        <translation>重启</translation>
+    </message>
+    <message>
+        <source>Restart to continue.</source>
+        <translation>请重新启动程序以继续。</translation>
+    </message>
+</context>
+<context>
+    <name>SettingDialog</name>
+    <message>
+        <source>Setting</source>
+        <translation>设置</translation>
+    </message>
+    <message>
+        <source>Capture</source>
+        <translation>采集</translation>
+    </message>
+    <message>
+        <source>Save the captured image</source>
+        <translation>保存采集的图像</translation>
+    </message>
+</context>
+</TS>

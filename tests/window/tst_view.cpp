@@ -1,0 +1,549 @@
+#include <QAbstractButton>
+#include <QDialog>
+#include <QMenu>
+#include <QMenuBar>
+#include <QToolBar>
+
+#include "support/mainwindowtest.h"
+#include "support/recordingcamera.h"
+
+namespace {
+
+const QSize kFrame(64, 48);
+
+QStringList namesOf(const QList<QAction*>& actions) {
+    QStringList names;
+    for (const QAction* action : actions)
+        names.append(action->isSeparator() ? QStringLiteral("|") : action->objectName());
+    return names;
+}
+
+QStringList words(const char* text) {
+    return QString::fromLatin1(text).split(QLatin1Char(' '));
+}
+
+}  // namespace
+
+/// What people see and press: actions, menus, tool bar, language, arrangement and zoom.
+class TestView : public QObject {
+    Q_OBJECT
+
+private slots:
+    void init();
+    void actionsOfTheForm_data();
+    void actionsOfTheForm();
+    void everyActionHasAnIcon();
+    void menusInOrder();
+    void toolBarInOrder();
+    void formObjects();
+    void switchingLanguage_data();
+    void switchingLanguage();
+    void chineseTextsOfTheForms();
+    void laterTextsAreEnglish();
+    void languageWithoutTranslationFile();
+    void aboutBox();
+    void fullScreenHidesTheBars();
+    void escapeWhenNotInFullScreen();
+    void fullScreenKeysWorkWithoutBars();
+    void gridIsRearranged();
+    void rowIsRearranged();
+    void otherModesSortByXButUseColumns();
+    void columnsThatAreNone_data();
+    void columnsThatAreNone();
+    void restartOnlyWhenACameraChangesItsSlot();
+    void gridOfThreeTiles();
+    void rearrangeBeforeAnyFrame();
+    void rearrangeWithATileThatNeverCame();
+    void rearrangedPlacesAreThereAtTheNextStart();
+    void correctedRowIsJoined();
+    void correctedGridMeetsInOnePoint();
+    void savePosWithAList();
+    void zoomSteps();
+    void zoomFitWaitsForAllTiles();
+
+private:
+    /// A window with `count` tiles of 64 x 48 px at the given places.
+    static void startWithTiles(WindowUnderTest& window, const QVector<QPoint>& places, const QByteArray& ini = {});
+    static QVector<QPointF> placesByGrey(const WindowUnderTest& window, int count);
+    static QString disk(const char* key) { return WorkingFolder::keyOnDisk(QLatin1String(key)); }
+};
+
+void TestView::init() {
+    QVector<recording::Camera> cameras(4);
+    for (int i = 0; i < 4; ++i) {
+        cameras[i].serial = "SN" + QByteArray::number(i);
+        cameras[i].queryStatus = 5;  // the frames of the test are the only ones
+    }
+    recording::reset(cameras);
+}
+
+void TestView::startWithTiles(WindowUnderTest& window, const QVector<QPoint>& places, const QByteArray& ini) {
+    QByteArray settings = ini + "\n[Pos]\n";
+    for (int i = 0; i < places.size(); ++i)
+        settings += QStringLiteral("X%1=%2\nY%1=%3\n").arg(i).arg(places[i].x()).arg(places[i].y()).toLatin1();
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), settings));
+    recording::setReportedCount(places.size());
+    window.start();
+    QTRY_VERIFY(window->isMaximized());
+    for (int i = 0; i < places.size(); ++i)
+        window.sendFrame(i, 10 * (i + 1), 0, kFrame);
+}
+
+/// Where each tile is, tile 0 first: tiles are told apart by the grey that `startWithTiles` gave them.
+QVector<QPointF> TestView::placesByGrey(const WindowUnderTest& window, int count) {
+    QVector<QPointF> places(count);
+    for (const auto* tile : window.tiles())
+        places[WindowUnderTest::greyOf(tile) / 10 - 1] = tile->pos();
+    return places;
+}
+
+void TestView::actionsOfTheForm_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("shortcut");
+    QTest::addColumn<bool>("checkable");
+    const struct {
+        const char* name;
+        const char* text;
+        const char* shortcut;
+        bool checkable;
+    } table[] = {
+        {"action_Play", "&Play", "", false},
+        {"action_Stop", "Pa&use", "", false},
+        {"action_Save", "&Save", "", false},
+        {"actionExit", "Exit", "", false},
+        {"actionZoom_In", "Zoom In", "", false},
+        {"actionZoom_Out", "Zoom Out", "", false},
+        {"actionReset", "Reset", "", false},
+        {"action_Setting", "&Setting", "", false},
+        {"actionEnglish_Chinese", "English<->Chinese", "", false},
+        {"actionAbout", "About ", "", false},
+        {"actionIO_Control", "IO Control", "", false},
+        {"actionZoom_Fit", "Zoom Fit", "", false},
+        {"actionRearrange", "Rearrange", "", false},
+        {"LOGO", "LOGO", "", false},
+        {"actionTrigger", "Trigger", "", false},
+        {"actionSave_Single", "Save Single", "", false},
+        {"actionTilt", "Tilt", "", false},
+        {"actionClear", "Clear", "", false},
+        {"actionExecute", "Execute", "", false},
+        {"actionEnable", "Enable", "", true},
+        {"actionSave_Corner", "Save Corner", "", false},
+        {"actionLoad_Corner", "Load Corner", "", false},
+        {"actionBarcode", "Barcode", "", false},
+        {"actionDate_Time", "Date Time", "", false},
+        {"actionFull_screen", "Full screen", "F4", false},
+        {"actionExit_full_screen", "Exit full screen", "Esc", false},
+        {"actionFreeze", "Freeze", "", true},
+    };
+    for (const auto& row : table)
+        QTest::newRow(row.name) << QString::fromLatin1(row.text) << QString::fromLatin1(row.shortcut) << row.checkable;
+}
+
+void TestView::actionsOfTheForm() {
+    QFETCH(QString, text);
+    QFETCH(QString, shortcut);
+    QFETCH(bool, checkable);
+    WindowUnderTest window;
+    WorkingFolder::setKey(QStringLiteral("File/Lang"), 1);
+    window.start();
+    const QAction* action = window.action(QTest::currentDataTag());
+    QVERIFY(action);
+    QCOMPARE(action->text(), text);
+    QCOMPARE(action->shortcut().toString(), shortcut);
+    QCOMPARE(action->isCheckable(), checkable);
+    if (text == QLatin1String("Zoom Fit") || text == QLatin1String("Date Time"))
+        QCOMPARE(action->toolTip(), text);
+}
+
+void TestView::everyActionHasAnIcon() {
+    WindowUnderTest window;
+    window.start();
+    for (const QAction* action : window->findChildren<QAction*>(QRegularExpression(QStringLiteral("^(action|LOGO)")))) {
+        const QPixmap icon = action->icon().pixmap(24, 24);
+        QVERIFY2(icon.width() == 24, qPrintable(action->objectName()));
+    }
+    QVERIFY(!window->windowIcon().isNull());
+    QVERIFY(QFile::exists(QStringLiteral(":/icon/app")));
+}
+
+void TestView::menusInOrder() {
+    WindowUnderTest window;
+    WorkingFolder::setKey(QStringLiteral("File/Lang"), 1);
+    window.start();
+    QStringList menus;
+    QStringList entries;
+    for (const QAction* entry : window->menuBar()->actions()) {
+        menus.append(entry->menu()->objectName() + QLatin1Char('=') + entry->menu()->title());
+        entries.append(namesOf(entry->menu()->actions()).join(QLatin1Char(' ')));
+    }
+    QCOMPARE(menus,
+             words("menu_File=&File menu_View=&View menu_Set=&Tools menuCalibrate=Calibrate menu_Language=&Language "
+                   "menu_Help=&Help"));
+    QCOMPARE(entries[0], QStringLiteral("action_Play action_Stop action_Save actionExit actionFreeze"));
+    QCOMPARE(entries[1], QStringLiteral("actionZoom_In actionZoom_Out actionZoom_Fit actionReset | actionFull_screen "
+                                        "actionExit_full_screen"));
+    QCOMPARE(entries[2], QStringLiteral("action_Setting actionBarcode actionDate_Time"));
+    QCOMPARE(entries[3], QStringLiteral("actionTilt actionClear actionExecute actionEnable actionSave_Corner "
+                                        "actionLoad_Corner"));
+    QCOMPARE(entries[4], QStringLiteral("actionEnglish_Chinese"));
+    QCOMPARE(entries[5], QStringLiteral("actionAbout"));
+}
+
+void TestView::toolBarInOrder() {
+    WindowUnderTest window;
+    WorkingFolder::setKey(QStringLiteral("File/Lang"), 1);
+    window.start();
+    auto* bar = window->findChild<QToolBar*>(QStringLiteral("toolBar"));
+    QCOMPARE(namesOf(bar->actions()),
+             words("action_Play action_Stop actionFreeze action_Save actionZoom_In actionZoom_Out actionZoom_Fit "
+                   "actionReset action_Setting actionBarcode actionDate_Time | actionRearrange actionTilt "
+                   "actionExecute actionEnable actionClear actionSave_Corner actionLoad_Corner LOGO"));
+    QCOMPARE(bar->windowTitle(), QStringLiteral("toolBar"));
+    QCOMPARE(window->toolBarArea(bar), Qt::TopToolBarArea);
+}
+
+void TestView::formObjects() {
+    WindowUnderTest window;
+    window.start();
+    QCOMPARE(window.view()->contextMenuPolicy(), Qt::CustomContextMenu);
+    QVERIFY(window->findChild<QWidget*>(QStringLiteral("centralWidget")));
+    QVERIFY(window->findChild<QWidget*>(QStringLiteral("statusBar")));
+    QCOMPARE(window->windowTitle(), QStringLiteral("Bivista"));
+}
+
+void TestView::switchingLanguage_data() {
+    QTest::addColumn<int>("before");
+    QTest::addColumn<QString>("after");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("English to Chinese") << 1 << "2" << QString::fromUtf8("冻结");
+    QTest::newRow("Chinese to English") << 2 << "1" << QStringLiteral("Freeze");
+    QTest::newRow("anything else to English") << 7 << "1" << QStringLiteral("Freeze");
+    QTest::newRow("zero to English") << 0 << "1" << QStringLiteral("Freeze");
+}
+
+void TestView::switchingLanguage() {
+    QFETCH(int, before);
+    QFETCH(QString, after);
+    QFETCH(QString, text);
+    WindowUnderTest window;
+    WorkingFolder::setKey(QStringLiteral("File/Lang"), before);
+    WorkingFolder::setKey(QStringLiteral("File/Title"), QStringLiteral("Station 7"));
+    QVERIFY(WorkingFolder::installTranslation());
+    window.start();
+    window.action("actionEnglish_Chinese")->trigger();
+    QCOMPARE(disk("File/Lang"), after);
+    QCOMPARE(window.action("actionFreeze")->text(), text);
+    QCOMPARE(window->windowTitle(), QStringLiteral("Station 7"));
+    window.action("actionEnglish_Chinese")->trigger();
+    window.action("actionEnglish_Chinese")->trigger();
+    QCOMPARE(window.action("actionFreeze")->text(), text);
+}
+
+void TestView::chineseTextsOfTheForms() {
+    WindowUnderTest window;
+    QVERIFY(WorkingFolder::installTranslation());
+    window.start();  // Chinese is the default
+    QCOMPARE(window.action("action_Save")->text(), QString::fromUtf8("保存(&S)"));
+    QCOMPARE(window->findChild<QMenu*>(QStringLiteral("menu_Help"))->title(), QString::fromUtf8("帮助(&H)"));
+    QCOMPARE(window->findChild<QDialog*>(QStringLiteral("SettingDialog"))->windowTitle(), QString::fromUtf8("设置"));
+    QCOMPARE(window->findChild<QDialog*>(QStringLiteral("AboutDialog"))->windowTitle(), QString::fromUtf8("关于"));
+    QCOMPARE(window->findChild<QDialog*>(QStringLiteral("CalibrateDialog"))->windowTitle(),
+             QString::fromUtf8("网格校准"));
+}
+
+void TestView::laterTextsAreEnglish() {
+    WindowUnderTest window;
+    QVERIFY(WorkingFolder::installTranslation());
+    window.start();
+    window->saveImage();
+    QCOMPARE(window.leftText(), QStringLiteral("No image"));
+}
+
+void TestView::languageWithoutTranslationFile() {
+    WindowUnderTest window;
+    WorkingFolder::setKey(QStringLiteral("File/Lang"), 1);
+    window.start();
+    window.action("actionEnglish_Chinese")->trigger();
+    QCOMPARE(disk("File/Lang"), QStringLiteral("2"));
+    QCOMPARE(window.action("actionFreeze")->text(), QStringLiteral("Freeze"));
+}
+
+void TestView::aboutBox() {
+    WindowUnderTest window;
+    WorkingFolder::setKey(QStringLiteral("File/Lang"), 1);
+    window.start();
+    auto* box = window->findChild<QDialog*>(QStringLiteral("AboutDialog"));
+    QVERIFY(box && !box->isVisible());
+    for (const char* action : {"actionAbout", "LOGO"}) {
+        window.action(action)->trigger();
+        QVERIFY(box->isVisible());
+        QVERIFY(!box->isModal());
+        QCOMPARE(box->windowTitle(), QStringLiteral("About"));
+        QVERIFY(box->findChild<QLabel*>(QStringLiteral("label"))->text().contains(QLatin1String("multiple cameras demo application.")));
+        auto* close = box->findChild<QAbstractButton*>();
+        QCOMPARE(close->text(), QStringLiteral("Close"));
+        close->click();
+        QVERIFY(!box->isVisible());
+    }
+}
+
+void TestView::fullScreenHidesTheBars() {
+    WindowUnderTest window;
+    startWithTiles(window, {{0, 0}});
+    window.action("actionFull_screen")->trigger();
+    QVERIFY(window->isFullScreen());
+    QVERIFY(window.view()->isFullScreen());
+    for (const char* bar : {"toolBar", "menuBar", "statusBar"})
+        QVERIFY(window->findChild<QWidget*>(QLatin1String(bar))->isHidden());
+    window.action("actionExit_full_screen")->trigger();
+    QVERIFY(!window->isFullScreen());
+    QVERIFY(!window.view()->isFullScreen());
+    for (const char* bar : {"toolBar", "menuBar", "statusBar"})
+        QVERIFY(!window->findChild<QWidget*>(QLatin1String(bar))->isHidden());
+}
+
+void TestView::escapeWhenNotInFullScreen() {
+    WindowUnderTest window;
+    startWithTiles(window, {{0, 0}});
+    window->findChild<QWidget*>(QStringLiteral("toolBar"))->hide();
+    window.view()->resetTransform();
+    window.action("actionExit_full_screen")->trigger();
+    QVERIFY(!window->findChild<QWidget*>(QStringLiteral("toolBar"))->isHidden());
+    QVERIFY(window.view()->transform() != QTransform());
+}
+
+void TestView::fullScreenKeysWorkWithoutBars() {
+    WindowUnderTest window;
+    startWithTiles(window, {{0, 0}});
+    QApplication::setActiveWindow(window.get());
+    window.view()->setFocus();
+    QTest::keyClick(window.view(), Qt::Key_F4);
+    QVERIFY(window->isFullScreen());
+    QTest::keyClick(window.view(), Qt::Key_Escape);
+    QVERIFY(!window->isFullScreen());
+}
+
+void TestView::gridIsRearranged() {
+    WindowUnderTest window;
+    // Roughly a 2 x 2 grid; top left is tile 2.
+    startWithTiles(window, {{70, 5}, {3, 60}, {-4, 2}, {66, 49}}, "[Camera]\nMode=0\nColumn=2\n");
+    window.action("actionRearrange")->trigger();
+    QCOMPARE(placesByGrey(window, 4), (QVector<QPointF>{{64, 0}, {0, 48}, {0, 0}, {64, 48}}));
+    QCOMPARE(disk("Camera/Cam0"), QStringLiteral("SN2"));
+    QCOMPARE(disk("Camera/Cam1"), QStringLiteral("SN0"));
+    QCOMPARE(disk("Camera/Cam2"), QStringLiteral("SN1"));
+    QCOMPARE(disk("Camera/Cam3"), QStringLiteral("SN3"));
+    QCOMPARE(window.answerer.boxes.last().title, QStringLiteral("Restart"));
+    QCOMPARE(window.answerer.boxes.last().text, QStringLiteral("Restart to continue."));
+    QCOMPARE(window.answerer.boxes.last().icon, QMessageBox::Warning);
+    QCOMPARE(window.answerer.boxes.last().buttons, QMessageBox::Ok);
+    // Positions are stored per slot.
+    QCOMPARE(disk("Pos/X0"), QStringLiteral("0"));
+    QCOMPARE(disk("Pos/X1"), QStringLiteral("64"));
+    QCOMPARE(disk("Pos/Y2"), QStringLiteral("48"));
+    QCOMPARE(window.view()->scene()->sceneRect(), QRectF(0, 0, 128, 96));
+}
+
+void TestView::rowIsRearranged() {
+    WindowUnderTest window;
+    startWithTiles(window, {{300, 0}, {100, 9}, {200, -5}}, "[Camera]\nMode=1\nColumn=2\n");
+    window.action("actionRearrange")->trigger();
+    QCOMPARE(placesByGrey(window, 3), (QVector<QPointF>{{128, 0}, {0, 0}, {64, 0}}));
+}
+
+void TestView::otherModesSortByXButUseColumns() {
+    WindowUnderTest window;
+    startWithTiles(window, {{0, 0}, {100, 0}, {200, 0}, {300, 0}}, "[Camera]\nMode=2\nColumn=3\n");
+    window.action("actionRearrange")->trigger();
+    QCOMPARE(placesByGrey(window, 4), (QVector<QPointF>{{0, 0}, {64, 0}, {128, 0}, {0, 48}}));
+}
+
+void TestView::columnsThatAreNone_data() {
+    QTest::addColumn<QByteArray>("columns");
+    QTest::newRow("zero") << QByteArray("0");
+    QTest::newRow("negative") << QByteArray("-2");
+    QTest::newRow("text") << QByteArray("many");
+}
+
+void TestView::columnsThatAreNone() {
+    QFETCH(QByteArray, columns);
+    WindowUnderTest window;
+    startWithTiles(window, {{0, 0}, {100, 0}}, "[Camera]\nMode=2\nColumn=" + columns + "\n");
+    window.action("actionRearrange")->trigger();
+    QCOMPARE(placesByGrey(window, 2), (QVector<QPointF>{{0, 0}, {0, 48}}));
+}
+
+void TestView::restartOnlyWhenACameraChangesItsSlot() {
+    WindowUnderTest window;
+    startWithTiles(window, {{0, 0}, {100, 3}}, "[Camera]\nCam0=SN1\nCam1=SN0\n");
+    const int boxes = window.answerer.boxes.size();
+    window.action("actionRearrange")->trigger();
+    QCOMPARE(window.answerer.boxes.size(), boxes);
+    QCOMPARE(disk("Camera/Cam0"), QStringLiteral("SN1"));
+    for (auto* tile : window.tiles())
+        tile->setX(-tile->x());
+    window.action("actionRearrange")->trigger();
+    QCOMPARE(window.answerer.boxes.size(), boxes + 1);
+    QCOMPARE(disk("Camera/Cam0"), QStringLiteral("SN0"));
+    QCOMPARE(disk("Camera/Cam1"), QStringLiteral("SN1"));
+}
+
+void TestView::gridOfThreeTiles() {
+    WindowUnderTest window;
+    startWithTiles(window, {{100, 0}, {0, 1}, {0, 100}}, "[Camera]\nMode=0\n");
+    window.action("actionRearrange")->trigger();
+    QCOMPARE(placesByGrey(window, 3), (QVector<QPointF>{{64, 0}, {0, 0}, {0, 48}}));
+}
+
+void TestView::rearrangeBeforeAnyFrame() {
+    WindowUnderTest window;
+    window.start();
+    const QByteArray before = WorkingFolder::read(QStringLiteral("setting.ini"));
+    window.action("actionRearrange")->trigger();
+    QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini")), before);
+}
+
+void TestView::rearrangeWithATileThatNeverCame() {
+    WindowUnderTest window;
+    startWithTiles(window, {{0, 0}}, "[Camera]\nMode=1\nCam0=SN0\nCam1=SN1\nCam2=SN2\n");
+    window.end();
+    WindowUnderTest second;
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"),
+                                 "[Camera]\nMode=1\n[Pos]\nX0=0\nX1=100\nX2=200\nY0=0\nY1=0\nY2=0\n"));
+    recording::setReportedCount(3);
+    second.start();
+    second.sendFrame(0, 10);
+    second.sendFrame(2, 30);
+    second.action("actionRearrange")->trigger();
+    QCOMPARE(second.tiles()[1]->pos(), QPointF(128, 0));
+    second.sendFrame(1, 20);
+    QCOMPARE(second.tiles()[1]->pos(), QPointF(64, 0));  // where its slot is
+}
+
+void TestView::rearrangedPlacesAreThereAtTheNextStart() {
+    const WorkingFolder folder;
+    BoxAnswerer answerer;
+    recording::setReportedCount(2);
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), "[Pos]\nX0=90\nY0=0\nX1=0\nY1=7\n"));
+    const auto send = [](MainWindow& window, int tile, int grey) {
+        auto* buffer = new unsigned char[64 * 48];
+        std::fill_n(buffer, 64 * 48, static_cast<unsigned char>(grey));
+        window.process(tile, QImage(buffer, 64, 48, 64, QImage::Format_Grayscale8), buffer,
+                       static_cast<quint64>(QDateTime::currentMSecsSinceEpoch()));
+    };
+    {
+        MainWindow window(nullptr);
+        send(window, 0, 10);
+        send(window, 1, 20);
+        window.findChild<QAction*>(QStringLiteral("actionRearrange"))->trigger();
+    }
+    MainWindow window(nullptr);
+    // The cameras have changed places: tile 0 is now the camera that was right of it.
+    QCOMPARE(window.findChildren<CaptureThread*>()[0]->cameraIndex, 1);
+    send(window, 0, 20);
+    send(window, 1, 10);
+    auto* view = window.findChild<QGraphicsView*>();
+    for (QGraphicsItem* item : view->scene()->items()) {
+        auto* tile = qgraphicsitem_cast<QGraphicsPixmapItem*>(item);
+        QCOMPARE(tile->pos(), WindowUnderTest::greyOf(tile) == 20 ? QPointF(0, 0) : QPointF(64, 0));
+    }
+}
+
+namespace {
+
+QByteArray calibration(const QByteArray& corners) {
+    return R"(<?xml version="1.0"?>
+<opencv_storage>
+<calibrate type_id="opencv-matrix"><rows>3</rows><cols>3</cols><dt>d</dt><data>
+1. 0. 0. 0. 1. 0. 0. 0. 1.</data></calibrate>
+<corner_src type_id="opencv-matrix"><rows>4</rows><cols>2</cols><dt>f</dt><data>)" +
+           corners + R"(</data></corner_src>
+<corner_dst type_id="opencv-matrix"><rows>4</rows><cols>2</cols><dt>f</dt><data>)" +
+           corners + "</data></corner_dst>\n</opencv_storage>\n";
+}
+
+}  // namespace
+
+void TestView::correctedRowIsJoined() {
+    WindowUnderTest window;
+    QVERIFY(WorkingFolder::write(QStringLiteral("Cal0.xml"), calibration("6. 4. 50. 4. 6. 40. 50. 40.")));
+    QVERIFY(WorkingFolder::write(QStringLiteral("Cal1.xml"), calibration("8. 4. 56. 4. 8. 40. 56. 40.")));
+    QVERIFY(WorkingFolder::write(QStringLiteral("Cal2.xml"), calibration("9. 4. 60. 4. 9. 40. 60. 40.")));
+    startWithTiles(window, {{0, 0}, {1, 1}, {2, 2}}, "[Camera]\nMode=1\n[File]\nTrans=1\n");
+    window.action("actionRearrange")->trigger();
+    QCOMPARE(placesByGrey(window, 3), (QVector<QPointF>{{0, 0}, {50, 0}, {98, 0}}));
+    QCOMPARE(window.tiles()[1]->pixmap().size(), QSize(48, 48));
+    QCOMPARE(window.tiles()[2]->pixmap().size(), QSize(55, 48));
+    // No camera changes its slot when corrected tiles are joined.
+    QVERIFY(window.answerer.boxes.last().title != QLatin1String("Restart"));
+    QCOMPARE(disk("Pos/X2"), QStringLiteral("98"));
+}
+
+void TestView::correctedGridMeetsInOnePoint() {
+    WindowUnderTest window;
+    QVERIFY(WorkingFolder::write(QStringLiteral("Cal0.xml"), calibration("6. 4. 50. 4. 6. 40. 50. 40.")));
+    QVERIFY(WorkingFolder::write(QStringLiteral("Cal1.xml"), calibration("8. 4. 56. 4. 8. 40. 56. 40.")));
+    QVERIFY(WorkingFolder::write(QStringLiteral("Cal2.xml"), calibration("9. 5. 60. 5. 9. 40. 60. 40.")));
+    QVERIFY(WorkingFolder::write(QStringLiteral("Cal3.xml"), calibration("7. 6. 60. 6. 7. 40. 60. 40.")));
+    startWithTiles(window, {{0, 0}, {1, 1}, {2, 2}, {3, 3}}, "[Camera]\nMode=0\n[File]\nTrans=1\n");
+    window.action("actionRearrange")->trigger();
+    const auto places = placesByGrey(window, 4);
+    const auto tiles = window.tiles();
+    const auto sizeAt = [&](QPointF place) {
+        for (const auto* tile : tiles) {
+            if (tile->pos() == place)
+                return tile->pixmap().size();
+        }
+        return QSize();
+    };
+    const QPointF middle(50, 40);  // cropLeft, cropTop
+    QCOMPARE(places[0] + QPointF(sizeAt(places[0]).width(), sizeAt(places[0]).height()), middle);
+    QCOMPARE(places[1] + QPointF(0, sizeAt(places[1]).height()), middle);
+    QCOMPARE(places[2] + QPointF(sizeAt(places[2]).width(), 0), middle);
+    QCOMPARE(places[3], middle);
+}
+
+void TestView::savePosWithAList() {
+    WindowUnderTest window;
+    startWithTiles(window, {{11, 12}, {21, 22}});
+    window->savePos({{0, 0, 1}, {0, 0, 0}});
+    window->savePos({{0, 0, 99}});  // no such tile: nothing read past the tiles
+    window->savePos({{0, 0, 1}, {0, 0, 0}});
+    window->resetView();  // brings it to disk
+    QCOMPARE(disk("Pos/X0"), QStringLiteral("21"));
+    QCOMPARE(disk("Pos/Y1"), QStringLiteral("12"));
+    window->savePos({});
+    window->resetView();
+    QCOMPARE(disk("Pos/X0"), QStringLiteral("11"));
+}
+
+void TestView::zoomSteps() {
+    WindowUnderTest window;
+    startWithTiles(window, {{0, 0}});
+    window.action("actionReset")->trigger();
+    QCOMPARE(window.view()->transform(), QTransform());
+    QCOMPARE(disk("File/Zoom"), QStringLiteral("1"));
+    for (int i = 0; i < 10; ++i)
+        window.action("actionZoom_In")->trigger();
+    QVERIFY(qAbs(window.view()->transform().m11() - std::pow(1.1, 10)) < 1e-12);
+    QCOMPARE(window.view()->transform().m22(), window.view()->transform().m11());
+    window.action("actionZoom_Out")->trigger();
+    QVERIFY(qAbs(window.view()->transform().m11() - std::pow(1.1, 10) * 0.9090909090909091) < 1e-12);
+    QCOMPARE(disk("File/Zoom"), QStringLiteral("1"));  // the steps are not stored
+    window.action("actionReset")->trigger();
+    QCOMPARE(window.view()->transform(), QTransform());
+}
+
+void TestView::zoomFitWaitsForAllTiles() {
+    WindowUnderTest window;
+    recording::setReportedCount(2);
+    window.start();
+    window.sendFrame(0, 10);
+    window.action("actionZoom_Fit")->trigger();
+    QVERIFY(disk("File/Zoom").isNull());
+    window.sendFrame(1, 20);
+    QVERIFY(!disk("File/Zoom").isNull());
+}
+
+QTEST_MAIN(TestView)
+#include "tst_view.moc"
