@@ -21,14 +21,14 @@ double covered(int i, double low, double high) {
 
 }  // namespace
 
-Ink mixed(Ink background, Ink ink, double share) {
+Ink mixed(const Ink& background, const Ink& ink, double share) {
     Ink result;
     for (int c = 0; c < 3; ++c)
         result[c] = cv::saturate_cast<uchar>(background[c] + (ink[c] - background[c]) * share);
     return result;
 }
 
-Canvas::Canvas(const cv::Rect2d& area, double scale, Ink background)
+Canvas::Canvas(const cv::Rect2d& area, double scale, const Ink& background)
     : area_(area),
       scale_(scale),
       picture_(std::max(1, static_cast<int>(std::ceil(area.height * scale))),
@@ -39,7 +39,7 @@ cv::Matx33d Canvas::sceneToPixel() const {
     return {scale_, 0, -area_.x * scale_ - 0.5, 0, scale_, -area_.y * scale_ - 0.5, 0, 0, 1};
 }
 
-void Canvas::rectangle(const cv::Rect2d& rectangle, Ink ink) {
+void Canvas::rectangle(const cv::Rect2d& rectangle, const Ink& ink) {
     const double left = (rectangle.x - area_.x) * scale_;
     const double top = (rectangle.y - area_.y) * scale_;
     const double right = left + rectangle.width * scale_;
@@ -69,7 +69,7 @@ void Canvas::rectangle(const cv::Rect2d& rectangle, Ink ink) {
     }
 }
 
-void Canvas::outline(const cv::Rect2d& r, double width, Ink ink) {
+void Canvas::outline(const cv::Rect2d& r, double width, const Ink& ink) {
     rectangle({r.x, r.y, r.width, width}, ink);
     rectangle({r.x, r.y + r.height - width, r.width, width}, ink);
     rectangle({r.x, r.y + width, width, r.height - 2 * width}, ink);
@@ -79,7 +79,7 @@ void Canvas::outline(const cv::Rect2d& r, double width, Ink ink) {
 /// Calls `coverage(dx, dy)` with the offsets in px of every pixel centre from the middle of `bounds` (scene
 /// units).
 template <typename Coverage>
-void Canvas::blend(const cv::Rect2d& bounds, Ink ink, Coverage coverage) {
+void Canvas::blend(const cv::Rect2d& bounds, const Ink& ink, Coverage coverage) {
     const double centreX = (bounds.x + bounds.width / 2 - area_.x) * scale_ - 0.5;
     const double centreY = (bounds.y + bounds.height / 2 - area_.y) * scale_ - 0.5;
     const double reachX = bounds.width / 2 * scale_ + 1;
@@ -97,7 +97,7 @@ void Canvas::blend(const cv::Rect2d& bounds, Ink ink, Coverage coverage) {
     }
 }
 
-void Canvas::ring(cv::Point2d centre, double innerRadius, double outerRadius, Ink ink) {
+void Canvas::ring(cv::Point2d centre, double innerRadius, double outerRadius, const Ink& ink) {
     const double inner = innerRadius * scale_;
     const double outer = outerRadius * scale_;
     const cv::Rect2d bounds(centre.x - outerRadius, centre.y - outerRadius, 2 * outerRadius, 2 * outerRadius);
@@ -109,14 +109,21 @@ void Canvas::ring(cv::Point2d centre, double innerRadius, double outerRadius, In
     });
 }
 
-void Canvas::star(cv::Point2d centre, double radius, int sectors, Ink ink) {
+void Canvas::crossing(cv::Point2d centre, double radius, const Ink& ink) {
     const double reach = radius * scale_;
     const cv::Rect2d bounds(centre.x - radius, centre.y - radius, 2 * radius, 2 * radius);
-    const auto isInked = [sectors](double x, double y) {
-        if (sectors == 4)  // the many crossings of the grid, without the angle
-            return (x > 0) == (y > 0);
-        return static_cast<int>((std::atan2(y, x) / (2 * CV_PI) + 1) * sectors) % 2 == 0;
-    };
+    blend(bounds, ink, [=](double dx, double dy) {
+        const double inside = std::clamp(reach - std::hypot(dx, dy) + 0.5, 0.0, 1.0);
+        // The parts of the pixel to the right of the centre and below it.
+        const double right = std::clamp(dx + 0.5, 0.0, 1.0);
+        const double below = std::clamp(dy + 0.5, 0.0, 1.0);
+        return inside * (right * below + (1 - right) * (1 - below));
+    });
+}
+
+void Canvas::star(cv::Point2d centre, double radius, int sectors, const Ink& ink) {
+    const double reach = radius * scale_;
+    const cv::Rect2d bounds(centre.x - radius, centre.y - radius, 2 * radius, 2 * radius);
     blend(bounds, ink, [=](double dx, double dy) {
         if (dx * dx + dy * dy > (reach + 1) * (reach + 1))
             return 0.0;
@@ -125,8 +132,10 @@ void Canvas::star(cv::Point2d centre, double radius, int sectors, Ink ink) {
             for (int i = 0; i < kStarDetail; ++i) {
                 const double x = dx + (i + 0.5) / kStarDetail - 0.5;
                 const double y = dy + (j + 0.5) / kStarDetail - 0.5;
-                if (x * x + y * y <= reach * reach && isInked(x, y))
-                    ++hits;
+                if (x * x + y * y > reach * reach)
+                    continue;
+                const double turn = (std::atan2(y, x) / (2 * CV_PI) + 1) * sectors;
+                hits += static_cast<int>(turn) % 2 == 0 ? 1 : 0;
             }
         }
         return static_cast<double>(hits) / (kStarDetail * kStarDetail);
@@ -139,7 +148,8 @@ double Canvas::textWidth(double height, const std::string& text) {
     return cv::getTextSize(text, kFont, kDetail, 1, &base).width / (kDetail * kFontHeight) * height;
 }
 
-void Canvas::text(cv::Point2d baseline, double height, const std::string& text, Ink ink, double weight) {
+void Canvas::text(cv::Point2d baseline, double height, const std::string& text, const Ink& ink,
+                  double weight) {
     const double detail = scale_ * kTextDetail;
     const double fontScale = height * detail / kFontHeight;
     const int stroke = std::max(1, static_cast<int>(std::lround(height * detail * weight)));

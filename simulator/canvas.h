@@ -15,7 +15,7 @@ using Ink = cv::Vec3b;
 class Canvas {
 public:
     /// `area` in scene units; `scale` in px per scene unit.
-    Canvas(const cv::Rect2d& area, double scale, Ink background);
+    Canvas(const cv::Rect2d& area, double scale, const Ink& background);
 
     /// Three channels, red green blue.
     cv::Mat& picture() { return picture_; }
@@ -24,22 +24,25 @@ public:
     /// Scene -> pixel of this picture, whole numbers being pixel centres.
     cv::Matx33d sceneToPixel() const;
 
-    void rectangle(const cv::Rect2d& rectangle, Ink ink);
+    void rectangle(const cv::Rect2d& rectangle, const Ink& ink);
     /// A frame of the given line width, inside the rectangle.
-    void outline(const cv::Rect2d& rectangle, double width, Ink ink);
-    void ring(cv::Point2d centre, double innerRadius, double outerRadius, Ink ink);
-    void disc(cv::Point2d centre, double radius, Ink ink) { ring(centre, 0, radius, ink); }
+    void outline(const cv::Rect2d& rectangle, double width, const Ink& ink);
+    void ring(cv::Point2d centre, double innerRadius, double outerRadius, const Ink& ink);
+    void disc(cv::Point2d centre, double radius, const Ink& ink) { ring(centre, 0, radius, ink); }
+    /// Two opposite quadrants of a disc: their meeting point is as exact as the edges of a rectangle.
+    void crossing(cv::Point2d centre, double radius, const Ink& ink);
     /// A disc of sectors that are inked in turn, the first one beginning at the x axis.
-    void star(cv::Point2d centre, double radius, int sectors, Ink ink);
+    void star(cv::Point2d centre, double radius, int sectors, const Ink& ink);
     /// One line of ASCII. `baseline` is the left end of its base line, `height` that of a capital letter;
     /// `weight` is the stroke's share of the height.
-    void text(cv::Point2d baseline, double height, const std::string& text, Ink ink, double weight = 0.13);
+    void text(cv::Point2d baseline, double height, const std::string& text, const Ink& ink,
+              double weight = 0.13);
     /// Width of such a line in scene units.
     static double textWidth(double height, const std::string& text);
 
 private:
     template <typename Coverage>
-    void blend(const cv::Rect2d& bounds, Ink ink, Coverage coverage);
+    void blend(const cv::Rect2d& bounds, const Ink& ink, Coverage coverage);
 
     cv::Rect2d area_;
     double scale_;
@@ -47,6 +50,6 @@ private:
 };
 
 /// `background` with `share` (0 ... 1) of `ink` over it.
-Ink mixed(Ink background, Ink ink, double share);
+Ink mixed(const Ink& background, const Ink& ink, double share);
 
 }  // namespace kvsim

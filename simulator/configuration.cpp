@@ -97,9 +97,13 @@ public:
         }
     }
 
-    void complain(const char* key, const QString& value) const {
-        qWarning().noquote().nospace() << "KVCap2: " << sections_.first() << '/' << key << " = \"" << value
-                                       << "\" makes no sense, the default is used";
+    /// Once for each value, however many cameras it is for.
+    void complain(const char* key, const QString& value) {
+        const QString text = QStringLiteral("%1 = \"%2\"").arg(QLatin1String(key), value);
+        if (complaints_.contains(text))
+            return;
+        complaints_.insert(text);
+        qWarning().noquote() << "KVCap2:" << text << "makes no sense, the default is used";
     }
 
 private:
@@ -127,6 +131,7 @@ private:
     Environment environment_;
     QStringList sections_;
     QSet<QString> known_;
+    QSet<QString> complaints_;
 };
 
 QVector<QSize> parsedModes(const QString& text) {

@@ -39,7 +39,7 @@ bool touch(const cv::Rect2d& a, const cv::Rect2d& b) {
     return !(a & b).empty();
 }
 
-void centredText(Canvas& canvas, cv::Point2d middle, double height, const std::string& text, Ink ink,
+void centredText(Canvas& canvas, cv::Point2d middle, double height, const std::string& text, const Ink& ink,
                  double weight = 0.13) {
     canvas.text({middle.x - Canvas::textWidth(height, text) / 2, middle.y + height / 2}, height, text, ink,
                 weight);
@@ -69,8 +69,8 @@ void drawColours(Canvas& canvas, const cv::Rect2d& area) {
     const double width = (area.width - 7 * gap) / 6;
     const double height = (area.height - 5 * gap) / 4;
     for (size_t i = 0; i < kColours.size(); ++i) {
-        const auto column = static_cast<double>(i % 6);
-        const auto row = static_cast<double>(i / 6);
+        const int column = static_cast<int>(i) % 6;
+        const int row = static_cast<int>(i) / 6;
         canvas.rectangle(
             {area.x + gap + column * (width + gap), area.y + gap + row * (height + gap), width, height},
             kColours[i]);
@@ -122,7 +122,7 @@ void drawBars(Canvas& canvas, const cv::Rect2d& area) {
 void drawRings(Canvas& canvas, const cv::Rect2d& area) {
     drawPlate(canvas, area);
     const cv::Point2d centre = (area.tl() + area.br()) * 0.5;
-    for (double radius = 76; radius > 12; radius -= 14)
+    for (const double radius : {76, 62, 48, 34, 20})
         canvas.ring(centre, radius - 6, radius, kBlack);
     canvas.disc(centre, 6, kBlack);
 }
@@ -134,10 +134,10 @@ void drawStar(Canvas& canvas, const cv::Rect2d& area) {
     canvas.disc(centre, 7, kPlate);
 }
 
-/// Two opposite quadrants of a disc: the crossing in its middle can be found to a small part of a pixel.
+/// A mark whose middle can be found to a small part of a pixel.
 void drawFiducial(Canvas& canvas, cv::Point2d centre, double radius) {
     canvas.disc(centre, radius * 1.25, kPlate);
-    canvas.star(centre, radius, 4, kBlack);
+    canvas.crossing(centre, radius, kBlack);
 }
 
 std::string rowName(int row) {
@@ -187,8 +187,9 @@ cv::Size2d Scene::size() const {
 }
 
 cv::Point2d Scene::fieldOrigin(int camera) const {
-    return {kMargin + camera % fieldColumns() * kFieldColumns * kCell,
-            kMargin + camera / fieldColumns() * kFieldRows * kCell};
+    const int column = camera % fieldColumns();
+    const int row = camera / fieldColumns();
+    return {kMargin + column * kFieldColumns * kCell, kMargin + row * kFieldRows * kCell};
 }
 
 cv::Rect2d Scene::field(int camera) const {

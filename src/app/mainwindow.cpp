@@ -32,7 +32,8 @@
 #include "settings/settingsfile.h"
 #include "ui_mainwindow.h"
 
-/// The icons lie in a static library, whose resources have to be asked for. Outside any namespace: the macro needs it.
+/// The icons lie in a static library, whose resources have to be asked for. Outside any namespace: the macro
+/// needs it.
 static void initResources() {
     Q_INIT_RESOURCE(bivista);
 }
@@ -168,8 +169,10 @@ void MainWindow::assignTiles() {
         if (tile == table.unmatchedTile) {
             qDebug() << "no camera for tile" << tile << configured[tile];
             // The text is literal: it names the kind of key, not the one at fault.
-            QMessageBox::warning(this, tr("Error"), tr("Set sn correctly first. Camera/Cam<i>"),
-                                 QMessageBox::Ok);
+            QMessageBox box(QMessageBox::Warning, tr("Error"), tr("Set sn correctly first. Camera/Cam<i>"),
+                            QMessageBox::Ok, this);
+            box.setTextFormat(Qt::PlainText);  // or "<i>" were italics
+            box.exec();
             std::exit(0);
         }
         cameraOfTile[tile] = table.cameraOfTile[tile];
@@ -204,6 +207,8 @@ void MainWindow::startRateTimer() {
 
 void MainWindow::createStatusLabels() {
     statusLeft = new QLabel(QString(36, QLatin1Char(' ')), this);
+    // Names from outside (ports, barcodes, folders) are shown as they are, whatever brackets they hold.
+    statusLeft->setTextFormat(Qt::PlainText);
     statusLeft->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     statusLeft->setMinimumSize(statusLeft->sizeHint());
     ui->statusBar->addWidget(statusLeft, 0);
@@ -306,8 +311,7 @@ void MainWindow::retranslate() {
     calibrateDialog->retranslate();
 }
 
-// ---- shutdown
-// ------------------------------------------------------------------------------------------------------
+// ---- shutdown ----------------------------------------------------------------------------------
 
 void MainWindow::closeEvent(QCloseEvent* event) {
     qDebug() << "Close event";
@@ -332,8 +336,7 @@ void MainWindow::waitForThreads() {
     }
 }
 
-// ---- messages of the desktop
-// ---------------------------------------------------------------------------------------
+// ---- messages of the desktop -------------------------------------------------------------------
 
 bool MainWindow::nativeEvent(const QByteArray& eventType, void* message, long* result) {
     switch (platform::classify(eventType, message)) {
@@ -351,7 +354,8 @@ bool MainWindow::nativeEvent(const QByteArray& eventType, void* message, long* r
 }
 
 void MainWindow::CheckCom() {
-    qDebug() << "serial" << serialPort->readAll();
+    if (serialPort)
+        qDebug() << "serial" << serialPort->readAll();
 }
 
 void MainWindow::showMessage(const QString& text) {
@@ -359,8 +363,7 @@ void MainWindow::showMessage(const QString& text) {
         statusLeft->setText(text);
 }
 
-// ---- frames
-// --------------------------------------------------------------------------------------------------------
+// ---- frames ------------------------------------------------------------------------------------
 
 void MainWindow::process(int id, QImage img, unsigned char* buffer, quint64 timestamp) {
     const std::unique_ptr<unsigned char[]> owned(buffer);
@@ -383,7 +386,8 @@ void MainWindow::showInTile(int id, const QImage& picture) {
     Tile& tile = tiles[id];
     if (!tile.item) {
         tile.item = scene->addPixmap(QPixmap::fromImage(picture));
-        tile.item->setPos(tilePosition(settings->read(keys::tileX(id))), tilePosition(settings->read(keys::tileY(id))));
+        tile.item->setPos(tilePosition(settings->read(keys::tileX(id))),
+                          tilePosition(settings->read(keys::tileY(id))));
         tile.item->setFlags(QGraphicsItem::ItemIsMovable);
     } else if (settingDialog->isFreezeImage()) {
         tile.heldImage = picture.copy();
@@ -455,7 +459,7 @@ void MainWindow::on_actionEnable_triggered(bool checked) {
 }
 
 void MainWindow::setMark(double x, double y, int item_type, Mark* mark) {
-    if (!tiles[0].item)
+    if (!tiles[0].item || !mark)
         return;
     if (item_type == kDateTimeTextMark || item_type == kBarcodeTextMark) {
         settings->write(item_type == kDateTimeTextMark ? keys::kDateTimeMark : keys::kBarcodeMark,
@@ -478,8 +482,7 @@ void MainWindow::setMark(double x, double y, int item_type, Mark* mark) {
                     .arg(list.size()));
 }
 
-// ---- saved pictures
-// ------------------------------------------------------------------------------------------------
+// ---- saved pictures ----------------------------------------------------------------------------
 
 void MainWindow::pushHeldImages() {
     for (int i = 0; i < cameraCount; ++i) {
@@ -532,8 +535,7 @@ void MainWindow::on_actionSave_Single_triggered() {
     writePicture(item->pixmap().toImage(), fileName, settings->read(keys::kQuality));
 }
 
-// ---- the view
-// ------------------------------------------------------------------------------------------------------
+// ---- the view ----------------------------------------------------------------------------------
 
 void MainWindow::sizeWindow() {
     setWindowState(Qt::WindowMaximized);
@@ -679,8 +681,7 @@ void MainWindow::on_gvMain_customContextMenuRequested(const QPoint& point) {
     menu.exec(QCursor::pos());
 }
 
-// ---- dialogs and language
-// ------------------------------------------------------------------------------------------
+// ---- dialogs and language ----------------------------------------------------------------------
 
 void MainWindow::openSetting() {
     settingDialog->show();

@@ -61,8 +61,8 @@ public slots:
 
     // The view.
 
-    /// Stores the tiles' positions (scene px) for the next start, not yet on disk. An empty list stores where each tile
-    /// is; otherwise slot k gets the place of the tile in entry k.
+    /// Stores the tiles' positions (scene px) for the next start, not yet on disk. An empty list stores where
+    /// each tile is; otherwise slot k gets the place of the tile in entry k.
     void savePos(QList<ImagePos> lst);
     /// Maximises the window, then starts the streams.
     void sizeWindow();

@@ -31,7 +31,8 @@ QPointF slotPosition(int slot, int columns, QSize tileSize) {
     return {double(slot % columns) * tileSize.width(), double(slot / columns) * tileSize.height()};
 }
 
-QVector<QPointF> correctedPositions(const QVector<QSize>& sizes, const std::array<int, 4>& rowWidths, int layoutMode) {
+QVector<QPointF> correctedPositions(const QVector<QSize>& sizes, const std::array<int, 4>& rowWidths,
+                                    int layoutMode) {
     QVector<QPointF> positions;
     if (layoutMode != 0) {
         double x = 0.0;

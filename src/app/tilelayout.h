@@ -16,21 +16,22 @@ struct ImagePos {
     int index = 0;  ///< tile
 };
 
-/// The tiles in reading order. `layoutMode` 0 takes them for a 2 x 2 grid (top left, top right, bottom left, bottom
-/// right: by y, then each pair by x); any other value for a row (by x).
+/// The tiles in reading order. `layoutMode` 0 takes them for a 2 x 2 grid (top left, top right, bottom left,
+/// bottom right: by y, then each pair by x); any other value for a row (by x).
 QList<ImagePos> readingOrder(QList<ImagePos> tiles, int layoutMode);
 
-/// Tiles per row when uncorrected tiles are arranged: all of them in layout mode 1, otherwise what is configured, at
-/// least one.
+/// Tiles per row when uncorrected tiles are arranged: all of them in layout mode 1, otherwise what is
+/// configured, at least one.
 int arrangedColumns(int configured, int layoutMode, int tileCount);
 
 /// Where slot `slot` of the arrangement lies, scene px.
 QPointF slotPosition(int slot, int columns, QSize tileSize);
 
-/// Where corrected tiles lie, scene px, so that their pictures join: in a row each begins where the widths of those
-/// before it end; in the 2 x 2 grid all meet at the lower right corner of tile 0. `sizes` are those of the tiles'
-/// pictures, `rowWidths` the widths of the crop.
-QVector<QPointF> correctedPositions(const QVector<QSize>& sizes, const std::array<int, 4>& rowWidths, int layoutMode);
+/// Where corrected tiles lie, scene px, so that their pictures join: in a row each begins where the widths of
+/// those before it end; in the 2 x 2 grid all meet at the lower right corner of tile 0. `sizes` are those of
+/// the tiles' pictures, `rowWidths` the widths of the crop.
+QVector<QPointF> correctedPositions(const QVector<QSize>& sizes, const std::array<int, 4>& rowWidths,
+                                    int layoutMode);
 
 /// How the view has to be set to show all tiles.
 struct ZoomFit {

@@ -2,6 +2,7 @@
 
 #include <QDebug>
 #include <QFile>
+#include <QXmlStreamReader>
 
 namespace {
 
@@ -17,6 +18,18 @@ std::optional<cv::Mat> readMatrix(const cv::FileStorage& storage, const char* no
         return {};
     matrix.convertTo(matrix, type);
     return matrix;
+}
+
+/// Whether the text is a whole XML document of the right kind. OpenCV's parser is not asked about anything
+/// else: it reads past the end of a text that stops behind an attribute's "=".
+bool isStorageDocument(const QByteArray& text) {
+    if (text.contains('\0'))
+        return false;
+    QXmlStreamReader xml(text);
+    const bool isStorage = xml.readNextStartElement() && xml.name() == QLatin1String("opencv_storage");
+    while (!xml.atEnd())
+        xml.readNext();
+    return isStorage && !xml.hasError();
 }
 
 std::optional<Calibration> parse(const QByteArray& text) {
@@ -54,12 +67,12 @@ std::optional<Calibration> readCalibration(const QString& fileName) {
     std::optional<Calibration> calibration;
     QByteArray reason = "not a calibration";
     try {
-        if (!text.isEmpty())
+        if (isStorageDocument(text))
             calibration = parse(text);
     } catch (const std::exception& error) {
         reason = error.what();
     }
     if (!calibration)
-        qWarning("%s: %s; taken as missing", qUtf8Printable(fileName), reason.constData());
+        qWarning("%s: %s; taken as missing", qUtf8Printable(fileName), reason.simplified().constData());
     return calibration;
 }

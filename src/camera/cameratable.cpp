@@ -1,14 +1,12 @@
 #include "camera/cameratable.h"
 
-#include <QTextCodec>
 #include <algorithm>
 
 namespace {
 
 bool isUtf8(const QByteArray& bytes) {
-    QTextCodec::ConverterState state;
-    QTextCodec::codecForName("UTF-8")->toUnicode(bytes.constData(), bytes.size(), &state);
-    return state.invalidChars == 0 && state.remainingChars == 0;
+    // There and back, not only there: a byte order mark would be swallowed on the way.
+    return QString::fromUtf8(bytes).toUtf8() == bytes;
 }
 
 }  // namespace

@@ -53,8 +53,7 @@ void CaptureThread::stopCapturing() {
 
 void CaptureThread::run() {
     qDebug() << "thread run" << cameraIndex;
-    // An object of its own: one QSettings is not shared between threads.
-    const bool color = SettingsFile(settingsFile).read(keys::kColor) != 0;
+    const bool color = readSetting(settingsFile, keys::kColor) != 0;
     const FrameKind kind = color ? FrameKind{kFormatRgb24, QImage::Format_RGB888, 3}
                                  : FrameKind{kFormatMono8, QImage::Format_Grayscale8, 1};
 
@@ -83,9 +82,9 @@ void CaptureThread::captureDemoFrame(const FrameKind& kind) {
     const int32_t length = bytes <= std::numeric_limits<int32_t>::max() ? static_cast<int32_t>(bytes) : 0;
     // Rows are taken as packed although those of the picture may be padded; such pictures come out sheared,
     // which is kept as it always was.
-    auto block = std::make_unique<unsigned char[]>(static_cast<size_t>(length));
+    std::unique_ptr<unsigned char[]> block(new (std::nothrow) unsigned char[static_cast<size_t>(length)]);
     QImage image;
-    if (length > 0) {
+    if (block && length > 0) {
         std::memcpy(block.get(), picture.constBits(), static_cast<size_t>(length));
         image = QImage(block.get(), picture.width(), picture.height(), picture.width() * kind.bytesPerPixel,
                        kind.imageFormat);

@@ -39,8 +39,8 @@ QImage renderedScene(QGraphicsScene* scene) {
 }
 
 bool writePicture(const QImage& picture, const QString& fileName, int quality) {
-    // Encoded in memory and put in place in one step: whoever watches the folder never sees half a picture, and a
-    // full disk leaves the old file.
+    // Encoded in memory and put in place in one step: whoever watches the folder never sees half a picture,
+    // and a full disk leaves the old file.
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);

@@ -19,6 +19,6 @@ QString snapshotSuffix(int type);
 /// when the rectangle is smaller than a pixel or the memory does not suffice.
 QImage renderedScene(QGraphicsScene* scene);
 
-/// Writes a picture in the format of the file's suffix; a file of that name is replaced. False, and a line in the log,
-/// when that fails: then the old file, if there is one, is still there.
+/// Writes a picture in the format of the file's suffix; a file of that name is replaced. False, and a line in
+/// the log, when that fails: then the old file, if there is one, is still there.
 bool writePicture(const QImage& picture, const QString& fileName, int quality);

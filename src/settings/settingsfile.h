@@ -8,9 +8,10 @@
 /// The configuration file `setting.ini`: INI, UTF-8, one object for the GUI thread for the whole run. Another
 /// thread makes an object of its own on the same file; `QSettings` keeps the two consistent.
 ///
-/// A file that is there but cannot be understood (not readable, binary, not UTF-8, lines that are no INI) is
-/// never written: what could be read serves, the rest are defaults, and what would have been stored is lost
-/// with one line in the log. A damaged file may be all that is left of somebody's set-up.
+/// A file that is there but cannot be understood (not readable, binary, not UTF-8, no INI at all) is never
+/// written: it may be all that is left of somebody's set-up. Defaults serve, and changes of this run are
+/// lost, with a line in the log. A file with stray lines among its keys is understood but for those: before
+/// the first write loses them, it is copied to setting.ini.bak.
 class SettingsFile : public QSettings {
     Q_OBJECT
 
@@ -42,9 +43,20 @@ public:
     void flush();
 
 private:
+    bool prepareWrite();
+
+    bool keepCopy = false;
     bool intact = true;
     bool failureLogged = false;
 };
+
+/// Reads one key of a configuration file from any thread: one QSettings object is not shared between threads.
+template <typename T>
+T readSetting(const QString& fileName, const SettingKey<T>& key) {
+    QSettings settings(fileName, QSettings::IniFormat);
+    settings.setIniCodec("UTF-8");
+    return settings.value(key.name, key.fallback).template value<T>();
+}
 
 /// Values with bare commas, as people write them by hand (`XCount=5,3,5`), arrive as a list: joined again
 /// here.

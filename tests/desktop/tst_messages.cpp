@@ -43,7 +43,8 @@ void TestMessages::foreignMessageIsIgnored() {
     window.start();
     QVERIFY(QTest::qWaitForWindowExposed(window.get()));
     const QString before = window.leftText();
-    QVERIFY(runUntilDone(QStringLiteral(SEND_MESSAGE), {QString::number(window->winId()), QStringLiteral("OTHER")}));
+    QVERIFY(runUntilDone(QStringLiteral(SEND_MESSAGE),
+                         {QString::number(window->winId()), QStringLiteral("OTHER")}));
     QVERIFY(runUntilDone(QStringLiteral("xdotool"), {QStringLiteral("key"), QStringLiteral("ctrl+e")}));
     QCOMPARE(window.leftText(), before);
 }
@@ -78,7 +79,8 @@ void TestMessages::contextMenuHoldsFullScreen() {
     });
     QVERIFY(QMetaObject::invokeMethod(window.get(), "on_gvMain_customContextMenuRequested",
                                       Q_ARG(QPoint, QPoint(5, 5))));
-    QCOMPARE(entries, (QStringList{QStringLiteral("actionFull_screen"), QStringLiteral("actionExit_full_screen")}));
+    QCOMPARE(entries,
+             (QStringList{QStringLiteral("actionFull_screen"), QStringLiteral("actionExit_full_screen")}));
 }
 
 TEST_ON_DESKTOP_MAIN(TestMessages)

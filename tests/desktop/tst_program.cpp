@@ -1,5 +1,5 @@
-// The program as its users have it: on a desktop with a window manager, beside other programs, with the camera library
-// it is built with.
+// The program as its users have it: on a desktop with a window manager, beside other programs, with the
+// camera library it is built with.
 
 #include "support/xserver.h"
 
@@ -18,7 +18,8 @@ namespace {
 class Bivista {
 public:
     explicit Bivista(XServer& desktop) : server(desktop) {
-        write("setting.ini", "[File]\nType=2\nLang=1\n[Pos]\nX0=0\nX1=320\nX2=640\nX3=960\nY1=0\nY2=0\nY3=0\n");
+        write("setting.ini",
+              "[File]\nType=2\nLang=1\n[Pos]\nX0=0\nX1=320\nX2=640\nX3=960\nY1=0\nY2=0\nY3=0\n");
         write("kvcap2.ini", "[Library]\nCount=4\n[Camera]\nModes=640x480\nRate=20\n");
     }
 
@@ -36,11 +37,14 @@ public:
     void start(const QByteArray& cameras = "4") {
         QProcessEnvironment environment = server.environment();
         environment.insert("KVCAP2_CAMERAS", QString::fromLatin1(cameras));
-        process = std::make_unique<DesktopProgram>(environment, QStringLiteral(BIVISTA), QStringList(), folder.path());
+        process = std::make_unique<DesktopProgram>(environment, QStringLiteral(BIVISTA), QStringList(),
+                                                   folder.path());
     }
 
     /// Pictures saved so far.
-    QStringList pictures() const { return QDir(folder.path()).entryList({"snapshot-*.png"}, QDir::Files, QDir::Name); }
+    QStringList pictures() const {
+        return QDir(folder.path()).entryList({"snapshot-*.png"}, QDir::Files, QDir::Name);
+    }
 
     bool waitForPictures(int count) const {
         return waitFor([&] { return pictures().size() >= count; });
@@ -189,8 +193,8 @@ void TestProgram::otherLibraryOnThePathIsUsed() {
     QProcessEnvironment environment = server->environment();
     environment.insert("LD_LIBRARY_PATH", QStringLiteral(RECORDING_LIBRARY));
     environment.insert("RECORDING_CAMERAS", "2");
-    bivista.process =
-        std::make_unique<DesktopProgram>(environment, QStringLiteral(BIVISTA), QStringList(), bivista.folder.path());
+    bivista.process = std::make_unique<DesktopProgram>(environment, QStringLiteral(BIVISTA), QStringList(),
+                                                       bivista.folder.path());
     const quint32 window = server->waitForWindow("Bivista");
     QVERIFY(window);
     QVERIFY(Bivista::waitFor([&] { return bivista.read("setting.ini").contains("Cam1=SN1"); }));

@@ -6,17 +6,17 @@
 
 #include "support/xserver.h"
 
-/// main() of a test whose own windows have to stand on a real desktop: the process starts an X server and a window
-/// manager and runs itself again on it, with the same arguments, as an ordinary Qt Test program.
-#define TEST_ON_DESKTOP_MAIN(TestClass)                                                 \
-    int main(int argc, char* argv[]) {                                                  \
-        if (qEnvironmentVariableIsSet("BIVISTA_TEST_ON_DESKTOP")) {                     \
-            QApplication application(argc, argv);                                       \
-            TestClass test;                                                             \
-            return QTest::qExec(&test, argc, argv);                                     \
-        }                                                                               \
-        const QCoreApplication application(argc, argv);                                 \
-        return runOnDesktop();                                                          \
+/// main() of a test whose own windows have to stand on a real desktop: the process starts an X server and a
+/// window manager and runs itself again on it, with the same arguments, as an ordinary Qt Test program.
+#define TEST_ON_DESKTOP_MAIN(TestClass)                             \
+    int main(int argc, char* argv[]) {                              \
+        if (qEnvironmentVariableIsSet("BIVISTA_TEST_ON_DESKTOP")) { \
+            QApplication application(argc, argv);                   \
+            TestClass test;                                         \
+            return QTest::qExec(&test, argc, argv);                 \
+        }                                                           \
+        const QCoreApplication application(argc, argv);             \
+        return runOnDesktop();                                      \
     }
 
 inline int runOnDesktop() {

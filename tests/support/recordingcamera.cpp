@@ -207,8 +207,9 @@ int32_t CameraReadSerialNumber(int32_t index, char* buffer, int32_t length) {
     const Camera* camera = recording::record("CameraReadSerialNumber", index, QString::number(length));
     if (!camera || camera->status != 0)
         return camera ? camera->status : -1;
-    // Like the maker's: no terminating zero when the text fills the buffer.
-    std::memcpy(buffer, camera->serial.constData(), static_cast<size_t>(qMin(length, camera->serial.size())));
+    // No terminating zero, and as careless about the length as a library can be that knows its callers'
+    // buffers.
+    std::memcpy(buffer, camera->serial.constData(), static_cast<size_t>(qMin(16, camera->serial.size())));
     return 0;
 }
 

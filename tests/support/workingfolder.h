@@ -56,7 +56,9 @@ public:
     }
 #endif
 
-    QString path() const { return folder.path(); }
+    QString path() const {
+        return folder.path();
+    }
 
 private:
     QString before;

@@ -100,6 +100,9 @@ void TestCameraTable::anyBytesSurviveTheFile_data() {
     QTest::newRow("chinese") << QByteArray("相机一号");
     QTest::newRow("no UTF-8") << QByteArray("\xff\xfe\x80\x81\xc3(");
     QTest::newRow("controls") << QByteArray("\x01\x7f\t\n\x9f");
+    QTest::newRow("byte order mark") << QByteArray(
+        "\xef\xbb\xbf"
+        "AB");
     QTest::newRow("torn UTF-8") << QByteArray("abc\xe7\x9b");
 }
 

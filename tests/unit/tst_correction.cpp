@@ -74,6 +74,7 @@ private slots:
     void cornersFindTheirTile_data();
     void cornersFindTheirTile();
     void calibrationFileOfPlainOpenCv();
+    void anyCutOrNulIsSurvived();
     void brokenCalibrationIsMissing_data();
     void brokenCalibrationIsMissing();
 };
@@ -299,6 +300,25 @@ void TestCorrection::calibrationFileOfPlainOpenCv() {
     QCOMPARE(cv::norm(calibration->cornerSrc, src, cv::NORM_INF), 0.0);
     QCOMPARE(cv::norm(calibration->cornerDst, dst, cv::NORM_INF), 0.0);
     QVERIFY(!readCalibration(QStringLiteral("Cal3.xml")));
+}
+
+void TestCorrection::anyCutOrNulIsSurvived() {
+    const WorkingFolder folder;
+    const cv::Mat corners = (cv::Mat_<float>(4, 2) << 1, 2, 3, 4, 5, 6, 7, 8);
+    const QByteArray good = calibrationXml(mildTransform(64, 48), corners, corners);
+    const QtMessageHandler handler =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {});
+    int accepted = 0;
+    for (int i = 0; i < good.trimmed().size(); ++i) {
+        QByteArray holed = good;
+        holed[i] = '\0';
+        for (const QByteArray& bytes : {good.left(i), holed}) {
+            WorkingFolder::write(QStringLiteral("Cal0.xml"), bytes);
+            accepted += readCalibration(QStringLiteral("Cal0.xml")) ? 1 : 0;
+        }
+    }
+    qInstallMessageHandler(handler);
+    QCOMPARE(accepted, 0);
 }
 
 void TestCorrection::brokenCalibrationIsMissing_data() {

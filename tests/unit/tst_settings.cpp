@@ -1,4 +1,5 @@
 #include <QtTest>
+#include <memory>
 
 #include "settings/settingsfile.h"
 #include "support/workingfolder.h"
@@ -20,7 +21,10 @@ private slots:
     void removedKeysAreGoneFromDisk();
     void damagedFileIsNeverWritten_data();
     void damagedFileIsNeverWritten();
-    void damagedFileStillServesWhatCanBeRead();
+    void strayLinesAreKeptInACopy();
+    void harmlessOddities_data();
+    void harmlessOddities();
+    void anotherThreadsReading();
     void unwritableFolderIsSurvived();
 };
 
@@ -156,7 +160,7 @@ void TestSettings::damagedFileIsNeverWritten_data() {
     QTest::newRow("binary") << QByteArray("\x7f\x00\x01[File]\nLang=1\n", 17);
     QTest::newRow("not UTF-8") << QByteArray("[File]\nTitle=\xc4\xe3\xba\xc3\n");
     QTest::newRow("no INI") << QByteArray("<html><body>404</body></html>\n");
-    QTest::newRow("a torn line") << QByteArray("[File]\nLang=1\nTit");
+    QTest::newRow("words") << QByteArray("to be filled in\n");
 }
 
 void TestSettings::damagedFileIsNeverWritten() {
@@ -175,12 +179,53 @@ void TestSettings::damagedFileIsNeverWritten() {
     QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini")), content);
 }
 
-void TestSettings::damagedFileStillServesWhatCanBeRead() {
+void TestSettings::strayLinesAreKeptInACopy() {
     const WorkingFolder folder;
-    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), "stray words\n[File]\nLang=1\n"));
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("cannot be understood")));
-    const SettingsFile settings(QStringLiteral("./setting.ini"));
+    const QByteArray content = "stray words\n[File]\nLang=1\nTit";
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), content));
+    SettingsFile settings(QStringLiteral("./setting.ini"));
+    QVERIFY(settings.isIntact());
     QCOMPARE(settings.read(keys::kLang), 1);
+    QVERIFY(!QFile::exists(QStringLiteral("setting.ini.bak")));  // nothing is lost by reading
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("lines that are no settings")));
+    settings.write(keys::kQuality, 33);
+    QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini.bak")), content);
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Quality")), QStringLiteral("33"));
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Lang")), QStringLiteral("1"));
+    settings.write(keys::kQuality, 34);  // one copy only: of the file as it was found
+    QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini.bak")), content);
+}
+
+void TestSettings::harmlessOddities_data() {
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("byte order mark") << QByteArray("\xef\xbb\xbf[File]\r\nLang=1\r\n");
+    QTest::newRow("number sign comment") << QByteArray("# made by hand\n[File]\nLang=1\n");
+    QTest::newRow("semicolon comment") << QByteArray("; made by hand\n[File]\nLang=1\n");
+    QTest::newRow("blank lines") << QByteArray("\n\n  \n[File]\n\nLang=1");
+}
+
+void TestSettings::harmlessOddities() {
+    QFETCH(QByteArray, content);
+    const WorkingFolder folder;
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), content));
+    SettingsFile settings(QStringLiteral("./setting.ini"));
+    QCOMPARE(settings.read(keys::kLang), 1);
+    settings.write(keys::kQuality, 33);
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Quality")), QStringLiteral("33"));
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Lang")), QStringLiteral("1"));
+    QVERIFY(!QFile::exists(QStringLiteral("setting.ini.bak")));
+}
+
+void TestSettings::anotherThreadsReading() {
+    const WorkingFolder folder;
+    SettingsFile settings(QStringLiteral("./setting.ini"));
+    settings.write(keys::kColor, 1);
+    int read = 0;
+    const std::unique_ptr<QThread> thread(
+        QThread::create([&] { read = readSetting(settings.fileName(), keys::kColor); }));
+    thread->start();
+    QVERIFY(thread->wait(5000));
+    QCOMPARE(read, 1);
 }
 
 void TestSettings::unwritableFolderIsSurvived() {

@@ -2,8 +2,8 @@
 #include <QXmlStreamReader>
 #include <QtTest>
 
-/// The Chinese translation is complete: collecting the texts of the sources anew finds none that it lacks and none that
-/// is gone.
+/// The Chinese translation is complete: collecting the texts of the sources anew finds none that it lacks and
+/// none that is gone.
 class TestTranslation : public QObject {
     Q_OBJECT
 
@@ -16,8 +16,8 @@ void TestTranslation::everyTextIsTranslated() {
     const QString copy = folder.filePath(QStringLiteral("tilecam_zh_CN.ts"));
     QVERIFY(QFile::copy(QStringLiteral(TRANSLATION), copy));
     QProcess lupdate;
-    lupdate.start(QStringLiteral(LUPDATE), {QStringLiteral(SOURCES), QStringLiteral("-locations"), QStringLiteral("none"),
-                                            QStringLiteral("-ts"), copy});
+    lupdate.start(QStringLiteral(LUPDATE), {QStringLiteral(SOURCES), QStringLiteral("-locations"),
+                                            QStringLiteral("none"), QStringLiteral("-ts"), copy});
     QVERIFY(lupdate.waitForFinished());
     QCOMPARE(lupdate.exitCode(), 0);
 

@@ -1,8 +1,8 @@
 #include "support/mainwindowtest.h"
 
-/// The window on the simulated cameras, well and ill. The library reads its configuration once per process, so all
-/// cameras of this file come from one: 0 is well, 1 loses its cable for a while, 2 changes its frame size, 3 never
-/// opens.
+/// The window on the simulated cameras, well and ill. The library reads its configuration once per process,
+/// so all cameras of this file come from one: 0 is well, 1 loses its cable for a while, 2 changes its frame
+/// size, 3 never opens.
 class TestLive : public QObject {
     Q_OBJECT
 
@@ -22,10 +22,11 @@ private:
 void TestLive::initTestCase() {
     QFile file(configuration.filePath(QStringLiteral("kvcap2.ini")));
     QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write("[Library]\nCount=4\n[Camera]\nModes=320x240,161x121\nRate=40\n"
-               "[Camera1]\nCableOutAtFrame=30\nCableOutFor=1500\n"
-               "[Camera2]\nSizeChangeAfter=20\nSizeChangeMode=1\n"
-               "[Camera3]\nInitFails=true\n");
+    file.write(
+        "[Library]\nCount=4\n[Camera]\nModes=320x240,161x121\nRate=40\n"
+        "[Camera1]\nCableOutAtFrame=30\nCableOutFor=1500\n"
+        "[Camera2]\nSizeChangeAfter=20\nSizeChangeMode=1\n"
+        "[Camera3]\nInitFails=true\n");
     file.close();
     qputenv("KVCAP2_CONFIG", QFile::encodeName(file.fileName()));
 }
@@ -40,8 +41,9 @@ QGraphicsPixmapItem* TestLive::tileAt(const WindowUnderTest& window, int x) {
 
 void TestLive::wellAndIllCamerasSideBySide() {
     WindowUnderTest window;
-    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), "[Pos]\nX0=0\nX1=400\nX2=800\nX3=1200\n"
-                                                                "[Control]\nTimeout=500\n"));
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"),
+                                 "[Pos]\nX0=0\nX1=400\nX2=800\nX3=1200\n"
+                                 "[Control]\nTimeout=500\n"));
     window.start();
     QVERIFY(window.waitForTiles(3));
     QVERIFY(!tileAt(window, 1200));

@@ -30,7 +30,7 @@ QByteArray calibration() {
     return R"(<?xml version="1.0"?>
 <opencv_storage>
 <calibrate type_id="opencv-matrix"><rows>3</rows><cols>3</cols><dt>d</dt><data>
-1. 0. 0. 0. 1. 0. 0. 0. 1.</data></calibrate>
+1. 0. 3. 0. 1. 0. 0. 0. 1.</data></calibrate>
 <corner_src type_id="opencv-matrix"><rows>4</rows><cols>2</cols><dt>f</dt><data>
 4. 4. 60. 4. 4. 44. 60. 44.</data></corner_src>
 <corner_dst type_id="opencv-matrix"><rows>4</rows><cols>2</cols><dt>f</dt><data>
@@ -52,6 +52,11 @@ private slots:
     void timeoutIsPassedUnchanged();
     void firstRunWritesSerialNumbers();
     void laterRunWritesNothing();
+    void detectionOrderOfTheFirstRunStays();
+    void serialNumberThatCouldNotBeRead();
+    void negativeDemoOpensNothing();
+    void frameSizeComesFromTheFirstCamera();
+    void orderOfTheStart();
     void oneCameraAndCamNumOne();
     void fourCamerasButTwoWanted();
     void sixCameras();
@@ -146,6 +151,85 @@ void TestStartup::laterRunWritesNothing() {
     window.start();
     QVERIFY(WorkingFolder::keyOnDisk(QStringLiteral("Camera/Cam1")).isNull());
     QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini")), QByteArray("[Camera]\nCam0=SN0\n"));
+}
+
+void TestStartup::detectionOrderOfTheFirstRunStays() {
+    const WorkingFolder folder;
+    recording::reset(2);
+    {
+        BoxAnswerer answerer;
+        const MainWindow first(nullptr);
+    }
+    const QByteArray written = WorkingFolder::read(QStringLiteral("setting.ini"));
+    QVector<recording::Camera> swapped(2);
+    swapped[0].serial = "SN1";
+    swapped[1].serial = "SN0";
+    recording::reset(swapped);
+    BoxAnswerer answerer;
+    const MainWindow second(nullptr);
+    QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini")), written);
+    for (auto* thread : second.findChildren<CaptureThread*>())
+        QCOMPARE(thread->cameraIndex, 1 - thread->tileIndex);
+}
+
+void TestStartup::serialNumberThatCouldNotBeRead() {
+    QVector<recording::Camera> cameras(2);
+    cameras[0].serial = "SN0";
+    cameras[1].status = 4;
+    recording::reset(cameras);
+    WindowUnderTest window;
+    window.start();
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("Camera/Cam0")), QStringLiteral("SN0"));
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("Camera/Cam1")), QString());
+    QVERIFY(window.waitForTiles(1));  // the other one is a tile without frames
+}
+
+void TestStartup::negativeDemoOpensNothing() {
+    WindowUnderTest window;
+    WorkingFolder::setKey(QStringLiteral("Camera/Demo"), -1);
+    window.start();
+    QVERIFY(window.waitForTiles(4));
+    window.end();
+    QCOMPARE(recording::calls().size(), 1);
+}
+
+void TestStartup::frameSizeComesFromTheFirstCamera() {
+    // Tile 0 shows camera 1; the maps are still made for the size of camera 0.
+    QVector<recording::Camera> cameras(2);
+    cameras[0].serial = "A";
+    cameras[0].width = 50;
+    cameras[1].serial = "B";
+    for (auto& camera : cameras)
+        camera.queryStatus = 5;
+    recording::reset(cameras);
+    WindowUnderTest window;
+    QVERIFY(
+        WorkingFolder::write(QStringLiteral("setting.ini"), "[Camera]\nCam0=B\nCam1=A\n[File]\nTrans=1\n"));
+    QVERIFY(WorkingFolder::write(QStringLiteral("Cal0.xml"), calibration()));
+    QVERIFY(WorkingFolder::write(QStringLiteral("Cal1.xml"), calibration()));
+    window.start();
+    window.sendFrame(1, 9);  // the last tile of the row keeps everything right of its rectangle's left edge
+    QCOMPARE(window.tiles().first()->pixmap().width(), 50 - 4);
+}
+
+void TestStartup::orderOfTheStart() {
+    // Seen while the hot key's box is up: nothing of the later steps has happened.
+    const WorkingFolder folder;
+    bool looked = false;
+    QTimer::singleShot(0, qApp, [&] {
+        looked = true;
+        QVERIFY(recording::calls().isEmpty());
+        QVERIFY(!QFile::exists(QStringLiteral("setting.ini")));
+        QApplication::activeModalWidget()->close();
+    });
+    const MainWindow window(nullptr);
+    QVERIFY(looked);
+    // The size of camera 0 is asked when every camera is open.
+    QStringList order;
+    for (const auto& call : recording::calls())
+        order.append(call.operation);
+    QCOMPARE(order.last(), QStringLiteral("CameraGetImageSize"));
+    QCOMPARE(order.first(), QStringLiteral("CameraGetCount"));
 }
 
 void TestStartup::oneCameraAndCamNumOne() {
@@ -323,8 +407,14 @@ void TestStartup::calibrationOfOneTileMissing() {
     window.start();
     QVERIFY(!window.action("actionEnable")->isChecked());
     QVERIFY(!window.action("actionEnable")->isEnabled());
-    window.sendFrame(0, 9);
+    // A frame that is black but for its left column: the calibration would move it away.
+    auto* buffer = new unsigned char[64 * 48]();
+    for (int y = 0; y < 48; ++y)
+        buffer[64 * y] = 255;
+    window->process(0, QImage(buffer, 64, 48, 64, QImage::Format_Grayscale8), buffer,
+                    static_cast<quint64>(QDateTime::currentMSecsSinceEpoch()));
     QCOMPARE(window.tiles().first()->pixmap().size(), QSize(64, 48));
+    QCOMPARE(WindowUnderTest::greyOf(window.tiles().first()), 255);
 }
 
 void TestStartup::allCalibrationsThere() {
@@ -336,7 +426,13 @@ void TestStartup::allCalibrationsThere() {
     QVERIFY(window.action("actionEnable")->isChecked());
     QVERIFY(window.action("actionEnable")->isEnabled());
     window.sendFrame(0, 9);
-    QCOMPARE(window.tiles().first()->pixmap().size(), QSize(60, 48));  // cut at the rectangle's left edge
+    QCOMPARE(window.tiles().first()->pixmap().size(), QSize(60, 48));  // 64 less the rectangle's left edge
+    // A colour frame goes the same way.
+    auto* buffer = new unsigned char[64 * 48 * 3]();
+    buffer[0] = 200;
+    window->process(0, QImage(buffer, 64, 48, 64 * 3, QImage::Format_RGB888), buffer,
+                    static_cast<quint64>(QDateTime::currentMSecsSinceEpoch()));
+    QCOMPARE(window.tiles().first()->pixmap().toImage().pixel(3, 0), qRgb(200, 0, 0));  // moved by 3 px
     window.action("actionEnable")->trigger();
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Trans")), QStringLiteral("0"));
     window.sendFrame(0, 9);

@@ -63,7 +63,8 @@ private slots:
 
 private:
     /// A window with `count` tiles of 64 x 48 px at the given places.
-    static void startWithTiles(WindowUnderTest& window, const QVector<QPoint>& places, const QByteArray& ini = {});
+    static void startWithTiles(WindowUnderTest& window, const QVector<QPoint>& places,
+                               const QByteArray& ini = {});
     static QVector<QPointF> placesByGrey(const WindowUnderTest& window, int count);
     static QString disk(const char* key) { return WorkingFolder::keyOnDisk(QLatin1String(key)); }
 };
@@ -80,7 +81,8 @@ void TestView::init() {
 void TestView::startWithTiles(WindowUnderTest& window, const QVector<QPoint>& places, const QByteArray& ini) {
     QByteArray settings = ini + "\n[Pos]\n";
     for (int i = 0; i < places.size(); ++i)
-        settings += QStringLiteral("X%1=%2\nY%1=%3\n").arg(i).arg(places[i].x()).arg(places[i].y()).toLatin1();
+        settings +=
+            QStringLiteral("X%1=%2\nY%1=%3\n").arg(i).arg(places[i].x()).arg(places[i].y()).toLatin1();
     QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), settings));
     recording::setReportedCount(places.size());
     window.start();
@@ -136,7 +138,8 @@ void TestView::actionsOfTheForm_data() {
         {"actionFreeze", "Freeze", "", true},
     };
     for (const auto& row : table)
-        QTest::newRow(row.name) << QString::fromLatin1(row.text) << QString::fromLatin1(row.shortcut) << row.checkable;
+        QTest::newRow(row.name) << QString::fromLatin1(row.text) << QString::fromLatin1(row.shortcut)
+                                << row.checkable;
 }
 
 void TestView::actionsOfTheForm() {
@@ -158,7 +161,8 @@ void TestView::actionsOfTheForm() {
 void TestView::everyActionHasAnIcon() {
     WindowUnderTest window;
     window.start();
-    for (const QAction* action : window->findChildren<QAction*>(QRegularExpression(QStringLiteral("^(action|LOGO)")))) {
+    for (const QAction* action :
+         window->findChildren<QAction*>(QRegularExpression(QStringLiteral("^(action|LOGO)")))) {
         const QPixmap icon = action->icon().pixmap(24, 24);
         QVERIFY2(icon.width() == 24, qPrintable(action->objectName()));
     }
@@ -176,12 +180,15 @@ void TestView::menusInOrder() {
         menus.append(entry->menu()->objectName() + QLatin1Char('=') + entry->menu()->title());
         entries.append(namesOf(entry->menu()->actions()).join(QLatin1Char(' ')));
     }
-    QCOMPARE(menus,
-             words("menu_File=&File menu_View=&View menu_Set=&Tools menuCalibrate=Calibrate menu_Language=&Language "
-                   "menu_Help=&Help"));
+    QCOMPARE(
+        menus,
+        words(
+            "menu_File=&File menu_View=&View menu_Set=&Tools menuCalibrate=Calibrate menu_Language=&Language "
+            "menu_Help=&Help"));
     QCOMPARE(entries[0], QStringLiteral("action_Play action_Stop action_Save actionExit actionFreeze"));
-    QCOMPARE(entries[1], QStringLiteral("actionZoom_In actionZoom_Out actionZoom_Fit actionReset | actionFull_screen "
-                                        "actionExit_full_screen"));
+    QCOMPARE(entries[1],
+             QStringLiteral("actionZoom_In actionZoom_Out actionZoom_Fit actionReset | actionFull_screen "
+                            "actionExit_full_screen"));
     QCOMPARE(entries[2], QStringLiteral("action_Setting actionBarcode actionDate_Time"));
     QCOMPARE(entries[3], QStringLiteral("actionTilt actionClear actionExecute actionEnable actionSave_Corner "
                                         "actionLoad_Corner"));
@@ -194,10 +201,11 @@ void TestView::toolBarInOrder() {
     WorkingFolder::setKey(QStringLiteral("File/Lang"), 1);
     window.start();
     auto* bar = window->findChild<QToolBar*>(QStringLiteral("toolBar"));
-    QCOMPARE(namesOf(bar->actions()),
-             words("action_Play action_Stop actionFreeze action_Save actionZoom_In actionZoom_Out actionZoom_Fit "
-                   "actionReset action_Setting actionBarcode actionDate_Time | actionRearrange actionTilt "
-                   "actionExecute actionEnable actionClear actionSave_Corner actionLoad_Corner LOGO"));
+    QCOMPARE(
+        namesOf(bar->actions()),
+        words("action_Play action_Stop actionFreeze action_Save actionZoom_In actionZoom_Out actionZoom_Fit "
+              "actionReset action_Setting actionBarcode actionDate_Time | actionRearrange actionTilt "
+              "actionExecute actionEnable actionClear actionSave_Corner actionLoad_Corner LOGO"));
     QCOMPARE(bar->windowTitle(), QStringLiteral("toolBar"));
     QCOMPARE(window->toolBarArea(bar), Qt::TopToolBarArea);
 }
@@ -245,8 +253,10 @@ void TestView::chineseTextsOfTheForms() {
     window.start();  // Chinese is the default
     QCOMPARE(window.action("action_Save")->text(), QString::fromUtf8("保存(&S)"));
     QCOMPARE(window->findChild<QMenu*>(QStringLiteral("menu_Help"))->title(), QString::fromUtf8("帮助(&H)"));
-    QCOMPARE(window->findChild<QDialog*>(QStringLiteral("SettingDialog"))->windowTitle(), QString::fromUtf8("设置"));
-    QCOMPARE(window->findChild<QDialog*>(QStringLiteral("AboutDialog"))->windowTitle(), QString::fromUtf8("关于"));
+    QCOMPARE(window->findChild<QDialog*>(QStringLiteral("SettingDialog"))->windowTitle(),
+             QString::fromUtf8("设置"));
+    QCOMPARE(window->findChild<QDialog*>(QStringLiteral("AboutDialog"))->windowTitle(),
+             QString::fromUtf8("关于"));
     QCOMPARE(window->findChild<QDialog*>(QStringLiteral("CalibrateDialog"))->windowTitle(),
              QString::fromUtf8("网格校准"));
 }
@@ -279,7 +289,9 @@ void TestView::aboutBox() {
         QVERIFY(box->isVisible());
         QVERIFY(!box->isModal());
         QCOMPARE(box->windowTitle(), QStringLiteral("About"));
-        QVERIFY(box->findChild<QLabel*>(QStringLiteral("label"))->text().contains(QLatin1String("multiple cameras demo application.")));
+        QVERIFY(box->findChild<QLabel*>(QStringLiteral("label"))
+                    ->text()
+                    .contains(QLatin1String("multiple cameras demo application.")));
         auto* close = box->findChild<QAbstractButton*>();
         QCOMPARE(close->text(), QStringLiteral("Close"));
         close->click();
