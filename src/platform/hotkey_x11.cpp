@@ -386,9 +386,13 @@ void DesktopLink::keyPressed(const xcb_key_press_event_t& press) {
     message.window = window_;
     message.type = hotkeyMessage_;
     message.data.data32[0] = press.time;
-    // With an empty mask the event goes to the window's creator, which is Qt's connection.
-    xcb_send_event(connection_, 0, window_, XCB_EVENT_MASK_NO_EVENT, reinterpret_cast<const char*>(&message));
-    xcb_flush(connection_);
+    // With an empty mask the event goes to the window's creator, which is Qt's connection. Checked: the
+    // window may have gone a moment ago, and an order of events that nothing else on the server can overtake
+    // is worth a round trip.
+    const auto sent = xcb_send_event_checked(connection_, 0, window_, XCB_EVENT_MASK_NO_EVENT,
+                                             reinterpret_cast<const char*>(&message));
+    if (isRefused(sent))
+        unregisterKey(window_);
 }
 
 void DesktopLink::keyReleased(const xcb_key_release_event_t& release) {

@@ -6,6 +6,7 @@
 #include <QElapsedTimer>
 #include <QTest>
 
+#include <csignal>
 #include <memory>
 
 namespace {
@@ -22,6 +23,7 @@ constexpr int kUsW = 25;  // Z on a French keyboard
 constexpr int kUsZ = 52;  // W on a French keyboard
 constexpr int kControl = 37;
 constexpr int kMenu = 135;
+constexpr int kX = 53;
 
 /// A window process and its X window.
 struct Window {
@@ -36,6 +38,11 @@ struct Window {
         const QStringList lines = program.waitForAnyLine(answers);
         return lines.isEmpty() ? QString() : lines.last();
     }
+    QByteArray whyNoWindow() {
+        return "running: " + QByteArray::number(program.isRunning()) +
+               ", windows: " + server.titles().join(", ").toUtf8() + ", said: " + program.errors();
+    }
+
     QString doRegister() { return ask("register", {"registered", "refused"}); }
 
     /// What was reported since the last question, everything pressed or sent so far included. A press of the
@@ -100,7 +107,7 @@ private slots:
 
 private:
     void setLayout(const QStringList& arguments);
-    void otherSeesUndo(const QVector<int>& codes);
+    void onlyOtherSees(const QVector<int>& codes, const QString& report);
     bool pressUntilReported(const QVector<int>& codes);
     bool send(quint32 window, const QString& name = QStringLiteral("KV CAMERA"));
     bool registers(Window& window);
@@ -117,22 +124,27 @@ void TestGlobalKeys::initTestCase() {
 
 void TestGlobalKeys::init() {
     ours_ = std::make_unique<Window>(*server_, "Ours");
-    QVERIFY(ours_->id != 0);
+    QVERIFY2(ours_->id != 0, ours_->whyNoWindow().constData());
     QCOMPARE(ours_->doRegister(), QString("registered"));
     other_ = std::make_unique<Window>(*server_, "Other");
-    QVERIFY(other_->id != 0);
+    QVERIFY2(other_->id != 0, other_->whyNoWindow().constData());
     QVERIFY(server_->activate(other_->id));
     // Not only the window manager's word: a key really arrives there.
-    QVERIFY(server_->key("x"));
-    QCOMPARE(other_->program.waitForLine("key X"), QStringList{"key X"});
-    QCOMPARE(ours_->reports(), QStringList{});
+    onlyOtherSees({kX}, "key X");
     QCOMPARE(server_->modifiers(), 0);
 }
 
-/// The programs end by themselves, so that the sanitizers they are built with can say what they found.
+/// The programs end by themselves, so that the sanitizers they are built with can say what they found. A test
+/// that failed may leave locks, held keys and layouts behind: the next one gets a new desktop.
 void TestGlobalKeys::cleanup() {
+    if (QTest::currentTestFailed()) {
+        ours_.reset();
+        other_.reset();
+        initTestCase();
+        return;
+    }
     for (auto* window : {&ours_, &other_}) {
-        if (*window != nullptr && (*window)->program.isRunning()) {
+        if ((*window)->program.isRunning()) {
             (*window)->program.write("quit");
             QVERIFY((*window)->program.waitForEnd());
             QVERIFY2((*window)->program.exitCode() == 0, (*window)->program.errors().constData());
@@ -161,14 +173,20 @@ bool TestGlobalKeys::pressUntilReported(const QVector<int>& codes) {
     return false;
 }
 
-/// Presses what is Ctrl+Z now, and it reaches the window that has the keyboard and not the hot key.
-void TestGlobalKeys::otherSeesUndo(const QVector<int>& codes) {
+/// These keys reach the window that has the keyboard, as this report, and never the hot key. Pressed until
+/// they do: after a change of the layout the window manager sets itself up anew, and for a moment another
+/// window has the keyboard, or none.
+void TestGlobalKeys::onlyOtherSees(const QVector<int>& codes, const QString& report) {
     other_->reports();
-    QVERIFY(server_->pressPlaces(codes));
-    const QStringList ours = ours_->reports();
-    const QStringList others = other_->reports();
-    const QString seen = "ours: " + ours.join(", ") + "; other: " + others.join(", ");
-    QVERIFY2(ours.isEmpty() && others.contains("key Ctrl+Z"), qPrintable(seen));
+    QStringList others;
+    QElapsedTimer timer;
+    timer.start();
+    do {
+        QVERIFY(server_->pressPlaces(codes));
+        QVERIFY(!ours_->reports().contains("hotkey"));
+        others += other_->reports();
+    } while (!others.contains(report) && timer.elapsed() < kDesktopLimit);
+    QVERIFY2(others.contains(report), qPrintable(QStringList(others.mid(0, 9)).join(", ")));
 }
 
 bool TestGlobalKeys::send(quint32 window, const QString& name) {
@@ -341,19 +359,20 @@ void TestGlobalKeys::destroyedWindowGivesTheKeyBack() {
     QVERIFY(registers(*other_));
     QVERIFY(server_->key("ctrl+w"));
     QCOMPARE(other_->reports().count("hotkey"), 1);
-    QCOMPARE(ours_->reports(), QStringList{});
+    // There is no window of ours any more to report anything; the process goes on.
+    QCOMPARE(ours_->ask("ping", {"pong"}), QString("pong"));
 }
 
 void TestGlobalKeys::followsTheLayout() {
     setLayout({"fr"});
     QVERIFY(pressUntilReported({kControl, kUsZ}));
-    otherSeesUndo({kControl, kUsW});
+    onlyOtherSees({kControl, kUsW}, "key Ctrl+Z");
     QVERIFY(server_->pressPlaces({kControl, kUsZ}));
     QCOMPARE(ours_->reports(), QStringList{"hotkey"});
 
     setLayout({"us"});
     QVERIFY(pressUntilReported({kControl, kUsW}));
-    otherSeesUndo({kControl, kUsZ});
+    onlyOtherSees({kControl, kUsZ}, "key Ctrl+Z");
 }
 
 /// Two layouts in one keymap: only the one in use says where W is, or Ctrl+Z of the other programs would be
@@ -363,7 +382,7 @@ void TestGlobalKeys::followsTheGroup() {
     QVERIFY(pressUntilReported({kControl, kUsW}));
     QVERIFY(server_->pressPlaces({kMenu}));
     QVERIFY(pressUntilReported({kControl, kUsZ}));
-    otherSeesUndo({kControl, kUsW});
+    onlyOtherSees({kControl, kUsW}, "key Ctrl+Z");
     QVERIFY(server_->pressPlaces({kMenu}));
     QVERIFY(pressUntilReported({kControl, kUsW}));
     setLayout({"-layout", "us", "-option", ""});
@@ -375,8 +394,7 @@ void TestGlobalKeys::layoutWithoutW() {
     setLayout({"-layout", "us,ru", "-option", "grp:menu_toggle"});
     QVERIFY(pressUntilReported({kControl, kUsW}));
     QVERIFY(server_->pressPlaces({kMenu}));
-    QVERIFY(server_->pressPlaces({kUsW}));
-    QVERIFY(!other_->program.waitForLine(QString::fromUtf8("key \u0426")).isEmpty());
+    onlyOtherSees({kUsW}, QString::fromUtf8("key \u0426"));
     QVERIFY(pressUntilReported({kControl, kUsW}));
     QVERIFY(server_->pressPlaces({kMenu}));
     setLayout({"-layout", "us", "-option", ""});
@@ -421,8 +439,10 @@ void TestGlobalKeys::serverEnds() {
     Window window(*desktop, "Left behind");
     QCOMPARE(window.doRegister(), QString("registered"));
     desktop.reset();
-    QVERIFY2(window.program.waitForEnd(), window.program.errors().constData());
-    QVERIFY2(!window.program.errors().contains("Sanitizer"), window.program.errors().constData());
+    // In the middle of a write to the server it is the signal of a broken pipe that ends it.
+    const bool ended = window.program.waitForEnd() || window.program.exitCode() == SIGPIPE;
+    const QByteArray errors = window.program.errors();
+    QVERIFY2(ended && !window.program.isRunning() && !errors.contains("Sanitizer"), errors.constData());
 }
 
 void TestGlobalKeys::screenshotShowsTheDesktop() {
