@@ -44,6 +44,7 @@ constexpr int kRatePeriod = 1000;      // ms
 constexpr int kMessageTicks = 60;      // rate updates that a message in the status bar outlives at most
 constexpr int kShutdownSleep = 600;    // ms
 constexpr int kSizeWindowDelay = 100;  // ms
+constexpr int kResizeTime = 1000;      // ms, in which a desktop has resized a window it was asked to
 constexpr double kZoomStep = 1.1;
 constexpr double kZoomStepBack = 0.9090909090909091;
 constexpr int kChinese = 2;
@@ -103,6 +104,7 @@ void MainWindow::createForm() {
     for (const int size : {16, 24, 32, 48, 64, 128})
         icon.addFile(QStringLiteral(":/icon/app-%1.png").arg(size));
     setWindowIcon(icon);
+    ui->gvMain->installEventFilter(this);
     // Also the window's own, so that the keys work while the menu bar is hidden.
     addActions({ui->actionFull_screen, ui->actionExit_full_screen});
 }
@@ -538,6 +540,7 @@ void MainWindow::on_actionSave_Single_triggered() {
 // ---- the view ----------------------------------------------------------------------------------
 
 void MainWindow::sizeWindow() {
+    fitDeadline.setRemainingTime(kResizeTime);
     setWindowState(Qt::WindowMaximized);
     streamVideo();
 }
@@ -574,11 +577,7 @@ QList<ImagePos> MainWindow::arrangeInSlots(bool& restartNeeded) {
     list = readingOrder(list, layoutMode);
     for (int slot = 0; slot < cameraCount; ++slot) {
         ImagePos& entry = list[slot];
-        // Slot k shows the camera of this tile from the next start on; until then tiles keep their cameras.
-        if (cameraOfTile[entry.index] != cameraOfTile[slot]) {
-            settings->write(keys::cameraSerial(slot), serialText(serialNumbers[cameraOfTile[entry.index]]));
-            restartNeeded = true;
-        }
+        bindSlot(slot, entry.index, restartNeeded);
         const QPointF place = slotPosition(slot, columns, size);
         entry.x = place.x();
         entry.y = place.y();
@@ -586,6 +585,22 @@ QList<ImagePos> MainWindow::arrangeInSlots(bool& restartNeeded) {
             tiles[entry.index].item->setPos(place);
     }
     return list;
+}
+
+/// From the next start on, slot `slot` shows the camera of `tile`; until then tiles keep their cameras.
+void MainWindow::bindSlot(int slot, int tile, bool& restartNeeded) {
+    const int camera = cameraOfTile[tile];
+    const QString serial = serialText(serialNumbers[camera]);
+    // Without a serial number (demo mode, a camera that told none) there is nothing to bind, and the file
+    // keeps what it knows of real cameras.
+    if (serial.isEmpty())
+        return;
+    if (camera != cameraOfTile[slot])
+        restartNeeded = true;
+    else if (settings->read(keys::cameraSerial(slot)) == serial)
+        return;
+    // Also when the tile is back where it started: an earlier arrangement of this run may stand in the file.
+    settings->write(keys::cameraSerial(slot), serial);
 }
 
 void MainWindow::arrangeCorrected() {
@@ -654,7 +669,7 @@ void MainWindow::on_actionFull_screen_triggered() {
     setBarsVisible(false);
     showFullScreen();
     ui->gvMain->showFullScreen();
-    on_actionZoom_Fit_triggered();
+    fitToNewWindowState();
 }
 
 void MainWindow::on_actionExit_full_screen_triggered() {
@@ -665,7 +680,22 @@ void MainWindow::exitFullscreen() {
     setBarsVisible(true);
     showNormal();
     ui->gvMain->showNormal();
+    fitToNewWindowState();
+}
+
+void MainWindow::fitToNewWindowState() {
+    // A window manager resizes the window some time after it was asked: fitted only now, the view would be
+    // fitted to the size it is about to lose.
+    fitDeadline.setRemainingTime(kResizeTime);
     on_actionZoom_Fit_triggered();
+}
+
+bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
+    const bool handled = QMainWindow::eventFilter(watched, event);
+    // Queued: the view takes its new size when it handles the event, which is after this.
+    if (watched == ui->gvMain && event->type() == QEvent::Resize && !fitDeadline.hasExpired())
+        QMetaObject::invokeMethod(this, &MainWindow::on_actionZoom_Fit_triggered, Qt::QueuedConnection);
+    return handled;
 }
 
 void MainWindow::setBarsVisible(bool visible) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDeadlineTimer>
 #include <QMainWindow>
 #include <array>
 #include <cstdint>
@@ -95,6 +96,7 @@ private slots:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    bool eventFilter(QObject* watched, QEvent* event) override;
     bool nativeEvent(const QByteArray& eventType, void* message, long* result) override;
 
 private:
@@ -125,8 +127,11 @@ private:
     void pushHeldImages();
     QPointF tilePlace(int tile) const;
     QList<ImagePos> arrangeInSlots(bool& restartNeeded);
+    void bindSlot(int slot, int tile, bool& restartNeeded);
     void arrangeCorrected();
     void setBarsVisible(bool visible);
+    /// Fits the view now, and again at each size that the desktop gives it within the next moment.
+    void fitToNewWindowState();
     /// A message for the left of the status bar; silently nothing before the status bar is there.
     void showMessage(const QString& text);
 
@@ -153,4 +158,5 @@ private:
     bool transEnabled = false;  // frames are shown corrected
     int32_t tileWidth = 0;      // px of a frame
     int32_t tileHeight = 0;
+    QDeadlineTimer fitDeadline;  // until then a resized view is fitted
 };

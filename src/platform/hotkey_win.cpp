@@ -4,7 +4,7 @@
 
 namespace {
 
-// Both are names that the whole session shares, so they are asked for once, before main runs.
+// Both are names that the whole desktop shares, so they are asked for once, before main runs.
 const ATOM hotkeyAtom = GlobalAddAtomA("hotkey_save_img");
 const UINT cameraMessage = RegisterWindowMessageW(L"KV CAMERA");
 

@@ -44,11 +44,11 @@
     </message>
     <message>
         <source>X Grid Count</source>
-        <translation>X 网格数</translation>
+        <translation>X 向网格数</translation>
     </message>
     <message>
         <source>Y Grid Count</source>
-        <translation>Y 网格数</translation>
+        <translation>Y 向网格数</translation>
     </message>
     <message>
         <source>OK</source>
@@ -98,12 +98,24 @@
         <translation>播放(&amp;P)</translation>
     </message>
     <message>
+        <source>Play</source>
+        <translation>播放</translation>
+    </message>
+    <message>
         <source>Pa&amp;use</source>
         <translation>暂停(&amp;U)</translation>
     </message>
     <message>
+        <source>Pause</source>
+        <translation>暂停</translation>
+    </message>
+    <message>
         <source>&amp;Save</source>
         <translation>保存(&amp;S)</translation>
+    </message>
+    <message>
+        <source>Save</source>
+        <translation>保存</translation>
     </message>
     <message>
         <source>Exit</source>
@@ -119,11 +131,15 @@
     </message>
     <message>
         <source>Reset</source>
-        <translation>还原</translation>
+        <translation>实际大小</translation>
     </message>
     <message>
         <source>&amp;Setting</source>
         <translation>设置(&amp;S)</translation>
+    </message>
+    <message>
+        <source>Setting</source>
+        <translation>设置</translation>
     </message>
     <message>
         <source>English&lt;-&gt;Chinese</source>
@@ -135,7 +151,7 @@
     </message>
     <message>
         <source>IO Control</source>
-        <translation>IO 控制</translation>
+        <translation>I/O 控制</translation>
     </message>
     <message>
         <source>Zoom Fit</source>
@@ -155,7 +171,7 @@
     </message>
     <message>
         <source>Save Single</source>
-        <translation>保存单幅</translation>
+        <translation>保存单幅图像</translation>
     </message>
     <message>
         <source>Tilt</source>
@@ -167,7 +183,7 @@
     </message>
     <message>
         <source>Execute</source>
-        <translation>执行校正</translation>
+        <translation>执行校准</translation>
     </message>
     <message>
         <source>Enable</source>
@@ -223,7 +239,7 @@
     </message>
     <message>
         <source>#%1: %2 %3 Total:%4</source>
-        <translation>#%1: %2 %3 共:%4</translation>
+        <translation>#%1: %2 %3 共 %4 个</translation>
     </message>
     <message>
         <source>No image</source>
@@ -243,7 +259,7 @@
     </message>
     <message>
         <source>Restart</source>
-        <translation>重启</translation>
+        <translation>重新启动</translation>
     </message>
     <message>
         <source>Restart to continue.</source>

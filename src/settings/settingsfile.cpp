@@ -34,6 +34,18 @@ Content contentOf(const QByteArray& bytes) {
     return hasKeys ? Content::IniWithStrayLines : Content::Foreign;
 }
 
+/// Says which numbers are none. They count as 0, which is rarely what was meant.
+void warnOfTextInNumbers(const QSettings& settings) {
+    for (const auto& key : keys::all()) {
+        const auto type = key.fallback.type();
+        bool isNumber = true;
+        if (settings.contains(key.name) && (type == QVariant::Int || type == QVariant::Double))
+            settings.value(key.name).toDouble(&isNumber);
+        if (!isNumber)
+            qWarning("%s is no number; taken as 0", qUtf8Printable(key.name));
+    }
+}
+
 }  // namespace
 
 SettingsFile::SettingsFile(const QString& fileName, QObject* parent)
@@ -50,6 +62,7 @@ SettingsFile::SettingsFile(const QString& fileName, QObject* parent)
     if (!intact)
         qWarning("%s cannot be understood; it stays as it is and changes of this run are not kept",
                  qUtf8Printable(fileName));
+    warnOfTextInNumbers(*this);
 }
 
 /// Whether the file may be written; keeps a copy first of what the writing would lose.
@@ -93,7 +106,8 @@ void SettingsFile::flush() {
     if (!intact)
         return;
     sync();
-    if (status() == QSettings::NoError) {
+    // Not any other status: what was odd about the file when it was read stays on record there.
+    if (status() != QSettings::AccessError) {
         failureLogged = false;
     } else if (!failureLogged) {
         failureLogged = true;

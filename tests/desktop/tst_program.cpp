@@ -36,7 +36,7 @@ public:
 
     void start(const QByteArray& cameras = "4") {
         QProcessEnvironment environment = server.environment();
-        environment.insert("KVCAP2_CAMERAS", QString::fromLatin1(cameras));
+        environment.insert("KVCAP2_COUNT", QString::fromLatin1(cameras));
         process = std::make_unique<DesktopProgram>(environment, QStringLiteral(BIVISTA), QStringList(),
                                                    folder.path());
     }
@@ -208,11 +208,13 @@ void TestProgram::pullsThroughWithoutCameras() {
     bivista.start("0");
     const quint32 window = server->waitForWindow("Bivista");
     QVERIFY(window);
+    QVERIFY(Bivista::waitFor([&] { return bivista.process->errors().contains("Device count: 0"); }));
     QVERIFY(server->key("ctrl+w"));
     QVERIFY(server->closeWindow(window));
     QVERIFY(bivista.process->waitForEnd());
     QCOMPARE(bivista.process->exitCode(), 0);
     QVERIFY(bivista.pictures().isEmpty());
+    QVERIFY(!bivista.read("setting.ini").contains("Cam0="));
 }
 
 QTEST_GUILESS_MAIN(TestProgram)

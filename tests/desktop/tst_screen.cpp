@@ -16,6 +16,7 @@ private slots:
     void init() { recording::reset(2); }
     void fillsTheScreenAtStart();
     void fullScreenByKeys();
+    void draggedTileIsRearranged();
     void contextMenuAtTheCursor();
     void fullScreenFromTheContextMenu();
     void exitActionEndsIt();
@@ -23,6 +24,8 @@ private slots:
 private:
     static void startOnScreen(WindowUnderTest& window);
     static void whileTheMenuIsUp(const std::function<void(QMenu*)>& look, const QStringList& keys);
+    /// The whole scene is in view, as large as it can be.
+    static bool isFitted(const WindowUnderTest& window);
     static bool press(const QStringList& xdotool);
 };
 
@@ -30,6 +33,13 @@ void TestScreen::startOnScreen(WindowUnderTest& window) {
     window.start();
     QVERIFY(QTest::qWaitForWindowActive(window.get(), kWait));
     QVERIFY(window.waitForTiles(2));
+}
+
+bool TestScreen::isFitted(const WindowUnderTest& window) {
+    const QRectF scene = window.view()->scene()->sceneRect();
+    const double scale = std::min((window.view()->width() - 2) / scene.width(),
+                                  (window.view()->height() - 2) / scene.height());
+    return qFuzzyCompare(window.view()->transform().m11(), scale);
 }
 
 /// Runs xdotool while the windows of this process go on.
@@ -59,12 +69,45 @@ void TestScreen::fullScreenByKeys() {
     QTRY_COMPARE_WITH_TIMEOUT(window->geometry(), screen, kWait);
     QTRY_COMPARE_WITH_TIMEOUT(window.view()->size(), screen.size(), kWait);
     QVERIFY(bar->isHidden());
+    QTRY_VERIFY_WITH_TIMEOUT(isFitted(window), kWait);
     // The keys still work although the bars that hold the actions are hidden.
     QVERIFY(press({QStringLiteral("key"), QStringLiteral("Escape")}));
     QTRY_VERIFY_WITH_TIMEOUT(!window->isFullScreen(), kWait);
     QVERIFY(!bar->isHidden());
+    // The window manager gives the normal size some time later; the view follows it.
+    QTRY_VERIFY_WITH_TIMEOUT(window->height() < screen.height() - 100, kWait);
+    QTRY_VERIFY_WITH_TIMEOUT(isFitted(window), kWait);
     QVERIFY(press({QStringLiteral("key"), QStringLiteral("F4")}));
     QTRY_VERIFY_WITH_TIMEOUT(window->isFullScreen(), kWait);
+    QTRY_COMPARE_WITH_TIMEOUT(window.view()->size(), screen.size(), kWait);
+    QTRY_VERIFY_WITH_TIMEOUT(isFitted(window), kWait);
+}
+
+void TestScreen::draggedTileIsRearranged() {
+    WindowUnderTest window;
+    WorkingFolder::setKey(QStringLiteral("Pos/X1"), 64);
+    WorkingFolder::setKey(QStringLiteral("Pos/Y1"), 0);
+    startOnScreen(window);
+    QTRY_VERIFY_WITH_TIMEOUT(isFitted(window), kWait);
+    auto* right = window.tiles()[1];
+    // Tile 1 is dragged to the left of tile 0 by the mouse.
+    const auto onScreen = [&](QPointF scenePoint) {
+        const QPoint point = window.view()->viewport()->mapToGlobal(window.view()->mapFromScene(scenePoint));
+        return QStringList{QString::number(point.x()), QString::number(point.y())};
+    };
+    const QStringList from = onScreen({96, 24});
+    const QStringList to = onScreen({26, 26});
+    const QString half = QString::number((from[0].toInt() + to[0].toInt()) / 2);
+    QVERIFY(
+        press({QStringLiteral("mousemove"), from[0], from[1], QStringLiteral("mousedown"),
+               QStringLiteral("1"), QStringLiteral("mousemove"), half, from[1], QStringLiteral("mousemove"),
+               to[0], to[1], QStringLiteral("mouseup"), QStringLiteral("1")}));
+    QTRY_VERIFY_WITH_TIMEOUT(right->x() < 0, kWait);
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("Pos/X1")),
+             QStringLiteral("64"));  // dragging stores nothing
+    window.action("actionRearrange")->trigger();
+    QCOMPARE(right->pos(), QPointF(0, 0));
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("Camera/Cam0")), QStringLiteral("SN1"));
 }
 
 /// The menu runs an event loop of its own: what happens while it is up happens in here.

@@ -473,7 +473,13 @@ void TestStartup::deliveredSignatures_data() {
                                   "on_actionZoom_Fit_triggered()",
                                   "on_actionFreeze_triggered(bool)",
                                   "on_actionEnable_triggered(bool)",
-                                  "on_LOGO_triggered()"})
+                                  "on_LOGO_triggered()",
+                                  "savePos(QList<ImagePos>)",
+                                  "on_actionRearrange_triggered()",
+                                  "on_actionFull_screen_triggered()",
+                                  "on_actionExit_full_screen_triggered()",
+                                  "on_gvMain_customContextMenuRequested(QPoint)",
+                                  "on_actionSave_Single_triggered()"})
         QTest::newRow(signature) << QByteArray(signature);
 }
 

@@ -51,10 +51,13 @@ private slots:
     void columnsThatAreNone_data();
     void columnsThatAreNone();
     void restartOnlyWhenACameraChangesItsSlot();
+    void rearrangedThereAndBack();
+    void demoKeepsTheCamerasOfTheFile();
     void gridOfThreeTiles();
     void rearrangeBeforeAnyFrame();
     void rearrangeWithATileThatNeverCame();
     void rearrangedPlacesAreThereAtTheNextStart();
+    void correctedRowIsJoined_data();
     void correctedRowIsJoined();
     void correctedGridMeetsInOnePoint();
     void savePosWithAList();
@@ -242,6 +245,15 @@ void TestView::switchingLanguage() {
     QCOMPARE(disk("File/Lang"), after);
     QCOMPARE(window.action("actionFreeze")->text(), text);
     QCOMPARE(window->windowTitle(), QStringLiteral("Station 7"));
+    const bool isChinese = after == QLatin1String("2");
+    for (const auto& [dialog, chinese, english] :
+         {std::make_tuple("SettingDialog", "设置", "Setting"),
+          std::make_tuple("AboutDialog", "关于", "About"),
+          std::make_tuple("CalibrateDialog", "网格校准", "CalibrateDialog")})
+        QCOMPARE(window->findChild<QDialog*>(QLatin1String(dialog))->windowTitle(),
+                 QString::fromUtf8(isChinese ? chinese : english));
+    for (const QAction* action : window->findChild<QToolBar*>()->actions())
+        QVERIFY2(!action->iconText().contains(QLatin1Char('(')), qPrintable(action->iconText()));
     window.action("actionEnglish_Chinese")->trigger();
     window.action("actionEnglish_Chinese")->trigger();
     QCOMPARE(window.action("actionFreeze")->text(), text);
@@ -267,6 +279,10 @@ void TestView::laterTextsAreEnglish() {
     window.start();
     window->saveImage();
     QCOMPARE(window.leftText(), QStringLiteral("No image"));
+    window.action("actionEnglish_Chinese")->trigger();
+    window.action("actionEnglish_Chinese")->trigger();
+    QCOMPARE(window.action("actionFreeze")->text(), QString::fromUtf8("冻结"));
+    QCOMPARE(QCoreApplication::translate("MainWindow", "No image"), QStringLiteral("No image"));
 }
 
 void TestView::languageWithoutTranslationFile() {
@@ -289,9 +305,10 @@ void TestView::aboutBox() {
         QVERIFY(box->isVisible());
         QVERIFY(!box->isModal());
         QCOMPARE(box->windowTitle(), QStringLiteral("About"));
-        QVERIFY(box->findChild<QLabel*>(QStringLiteral("label"))
-                    ->text()
-                    .contains(QLatin1String("multiple cameras demo application.")));
+        auto* label = box->findChild<QLabel*>();
+        QCOMPARE(label->textFormat(), Qt::RichText);
+        QCOMPARE(label->text().count(QLatin1String("<p>")), 3);
+        QVERIFY(label->text().contains(QLatin1String("Bivista</b> multiple cameras demo application.")));
         auto* close = box->findChild<QAbstractButton*>();
         QCOMPARE(close->text(), QStringLiteral("Close"));
         close->click();
@@ -400,6 +417,37 @@ void TestView::restartOnlyWhenACameraChangesItsSlot() {
     QCOMPARE(disk("Camera/Cam1"), QStringLiteral("SN1"));
 }
 
+void TestView::rearrangedThereAndBack() {
+    WindowUnderTest window;
+    startWithTiles(window, {{0, 0}, {100, 0}}, "[Camera]\nCam0=SN0\nCam1=SN1\n");
+    const auto swapTiles = [&] {
+        const auto tiles = window.tiles();
+        tiles[0]->setX(500);
+        window.action("actionRearrange")->trigger();
+    };
+    swapTiles();
+    QCOMPARE(disk("Camera/Cam0"), QStringLiteral("SN1"));
+    const int boxes = window.answerer.boxes.size();
+    swapTiles();
+    QCOMPARE(disk("Camera/Cam0"), QStringLiteral("SN0"));  // what is seen is what the next start shows
+    QCOMPARE(disk("Camera/Cam1"), QStringLiteral("SN1"));
+    QCOMPARE(window.answerer.boxes.size(), boxes);  // and that is what runs already
+}
+
+void TestView::demoKeepsTheCamerasOfTheFile() {
+    WindowUnderTest window;
+    recording::setReportedCount(0);
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"),
+                                 "[Camera]\nDemo=2\nCam0=A\nCam1=B\n[Pos]\nX0=100\nX1=0\n"));
+    window.start();
+    QVERIFY(window.waitForTiles(2));
+    const int boxes = window.answerer.boxes.size();
+    window.action("actionRearrange")->trigger();
+    QCOMPARE(disk("Camera/Cam0"), QStringLiteral("A"));
+    QCOMPARE(disk("Camera/Cam1"), QStringLiteral("B"));
+    QCOMPARE(window.answerer.boxes.size(), boxes);
+}
+
 void TestView::gridOfThreeTiles() {
     WindowUnderTest window;
     startWithTiles(window, {{100, 0}, {0, 1}, {0, 100}}, "[Camera]\nMode=0\n");
@@ -476,12 +524,19 @@ QByteArray calibration(const QByteArray& corners) {
 
 }  // namespace
 
+void TestView::correctedRowIsJoined_data() {
+    QTest::addColumn<QByteArray>("mode");
+    for (const char* mode : {"1", "2", "-1"})
+        QTest::newRow(mode) << QByteArray(mode);
+}
+
 void TestView::correctedRowIsJoined() {
     WindowUnderTest window;
     QVERIFY(WorkingFolder::write(QStringLiteral("Cal0.xml"), calibration("6. 4. 50. 4. 6. 40. 50. 40.")));
     QVERIFY(WorkingFolder::write(QStringLiteral("Cal1.xml"), calibration("8. 4. 56. 4. 8. 40. 56. 40.")));
     QVERIFY(WorkingFolder::write(QStringLiteral("Cal2.xml"), calibration("9. 4. 60. 4. 9. 40. 60. 40.")));
-    startWithTiles(window, {{0, 0}, {1, 1}, {2, 2}}, "[Camera]\nMode=1\n[File]\nTrans=1\n");
+    QFETCH(QByteArray, mode);
+    startWithTiles(window, {{0, 0}, {1, 1}, {2, 2}}, "[Camera]\nMode=" + mode + "\n[File]\nTrans=1\n");
     window.action("actionRearrange")->trigger();
     QCOMPARE(placesByGrey(window, 3), (QVector<QPointF>{{0, 0}, {50, 0}, {98, 0}}));
     QCOMPARE(window.tiles()[1]->pixmap().size(), QSize(48, 48));
