@@ -28,7 +28,9 @@ int arrangedColumns(int configured, int layoutMode, int tileCount) {
 }
 
 QPointF slotPosition(int slot, int columns, QSize tileSize) {
-    return {double(slot % columns) * tileSize.width(), double(slot / columns) * tileSize.height()};
+    const int column = slot % columns;
+    const int row = slot / columns;
+    return {double(column) * tileSize.width(), double(row) * tileSize.height()};
 }
 
 QVector<QPointF> correctedPositions(const QVector<QSize>& sizes, const std::array<int, 4>& rowWidths,
