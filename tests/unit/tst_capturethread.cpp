@@ -395,7 +395,8 @@ void TestCaptureThread::demoCallsNoLibrary() {
 
 void TestCaptureThread::framesComeInOrder() {
     recording::Camera camera;
-    // Slow enough for a receiver under a sanitizer: an event loop that is fed faster than it works never returns.
+    // Slow enough for a receiver under a sanitizer: an event loop that is fed faster than it works never
+    // returns.
     camera.queryDelay = 3;
     recording::reset({camera});
     CaptureThread* thread = makeThread();
