@@ -61,6 +61,7 @@ private slots:
     void correctedRowIsJoined();
     void correctedGridMeetsInOnePoint();
     void savePosWithAList();
+    void singleTileIsSaved();
     void zoomSteps();
     void zoomFitWaitsForAllTiles();
 
@@ -582,6 +583,30 @@ void TestView::savePosWithAList() {
     window->savePos({});
     window->resetView();
     QCOMPARE(disk("Pos/X0"), QStringLiteral("11"));
+}
+
+void TestView::singleTileIsSaved() {
+    WindowUnderTest window;
+    startWithTiles(window, {{0, 0}, {64, 0}}, "[File]\nType=2\n");
+    const auto saved = [] { return QDir().entryList({QStringLiteral("snapshot-*.png")}); };
+    window.action("actionSave_Single")->trigger();
+    QVERIFY(saved().isEmpty());  // nothing is selected
+    auto* line = window.view()->scene()->addLine(0, 0, 5, 5);
+    line->setFlag(QGraphicsItem::ItemIsSelectable);
+    line->setSelected(true);
+    window.action("actionSave_Single")->trigger();
+    QVERIFY(saved().isEmpty());  // and that is no picture
+    delete line;
+    auto* tile = window.tiles()[1];
+    tile->setFlag(QGraphicsItem::ItemIsSelectable);
+    tile->setSelected(true);
+    const QString before = window.leftText();
+    window.action("actionSave_Single")->trigger();
+    QCOMPARE(saved().size(), 1);
+    const QImage picture(saved().first());
+    QCOMPARE(picture.size(), kFrame);
+    QCOMPARE(qGray(picture.pixel(5, 5)), 20);
+    QCOMPARE(window.leftText(), before);
 }
 
 void TestView::zoomSteps() {
