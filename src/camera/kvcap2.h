@@ -9,9 +9,8 @@
 /// - a camera is named by its index, 0 ... count - 1, in the library's order of detection;
 /// - `bool` is the C++ one (one byte);
 /// - units of exposure, delay and time-out are the library's own; the program passes the numbers through;
-/// - parameter calls may come from the GUI thread while a capture thread is inside `CameraQueryImage` for the
-/// same
-///   index: the library has to stand that, callers hold no lock.
+/// - parameter calls may come from the GUI thread while a capture thread is inside `CameraQueryImage` for
+///   the same index: the library has to stand that, callers hold no lock.
 #pragma once
 
 #include <cstdint>

@@ -2,6 +2,7 @@
 
 #include <QSettings>
 #include <QStringList>
+#include <type_traits>
 
 #include "settings/settingkeys.h"
 
@@ -9,9 +10,9 @@
 /// thread makes an object of its own on the same file; `QSettings` keeps the two consistent.
 ///
 /// A file that is there but cannot be understood (not readable, binary, not UTF-8, no INI at all) is never
-/// written: it may be all that is left of somebody's set-up. Defaults serve, and changes of this run are
-/// lost, with a line in the log. A file with stray lines among its keys is understood but for those: before
-/// the first write loses them, it is copied to setting.ini.bak.
+/// written: it may be all that is left of somebody's set-up. What can be read of it serves, defaults for the
+/// rest, and changes of this run are lost, with a line in the log. A file with stray lines among its keys is
+/// understood but for those: before the first write loses them, it is copied to setting.ini.bak.
 class SettingsFile : public QSettings {
     Q_OBJECT
 
@@ -55,6 +56,7 @@ template <typename T>
 T readSetting(const QString& fileName, const SettingKey<T>& key) {
     QSettings settings(fileName, QSettings::IniFormat);
     settings.setIniCodec("UTF-8");
+    static_assert(!std::is_same_v<T, QString>, "text needs SettingsFile, which keeps its commas");
     return settings.value(key.name, key.fallback).template value<T>();
 }
 
