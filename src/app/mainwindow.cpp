@@ -198,6 +198,11 @@ void MainWindow::showScene() {
     ui->gvMain->setScene(scene);
     connect(scene, &InteractiveScene::finished, this, &MainWindow::setMark);
     connect(scene, &InteractiveScene::scanned, this, &MainWindow::saveScanned);
+    connect(scene, &InteractiveScene::removed, this, &MainWindow::forgetMark);
+    // The cross-hair that is being placed follows the mouse without a button.
+    ui->gvMain->viewport()->setMouseTracking(true);
+    // Barcode readers type into whatever has the focus.
+    ui->gvMain->setFocus();
 }
 
 void MainWindow::startRateTimer() {
@@ -459,12 +464,15 @@ void MainWindow::on_actionEnable_triggered(bool checked) {
     settings->flush();
 }
 
+// ---- marks -------------------------------------------------------------------------------------
+
 void MainWindow::setMark(double x, double y, int item_type, Mark* mark) {
-    if (!tiles[0].item || !mark)
+    if (!tiles[0].item)
         return;
     if (item_type == kDateTimeTextMark || item_type == kBarcodeTextMark) {
-        settings->write(item_type == kDateTimeTextMark ? keys::kDateTimeMark : keys::kBarcodeMark,
-                        mark->toText());
+        if (mark)
+            settings->write(item_type == kDateTimeTextMark ? keys::kDateTimeMark : keys::kBarcodeMark,
+                            mark->toText());
         return;
     }
     if (item_type != kCoordinatesMark)
@@ -481,6 +489,66 @@ void MainWindow::setMark(double x, double y, int item_type, Mark* mark) {
                     .arg(assigned->point.x())
                     .arg(assigned->point.y())
                     .arg(list.size()));
+}
+
+/// A corner keeps its place when its cross-hair is deleted, but points to it no longer: another mark may get
+/// the same address.
+void MainWindow::forgetMark(Mark* mark) {
+    for (auto& list : cornerLists) {
+        for (CornerPoint& corner : list) {
+            if (corner.mark == mark)
+                corner.mark = nullptr;
+        }
+    }
+}
+
+/// While marks are placed, tiles have no flags, so that clicks reach the scene.
+void MainWindow::setTileFlags(QGraphicsItem::GraphicsItemFlags flags) {
+    for (int i = 0; i < cameraCount; ++i) {
+        if (tiles[i].item)
+            tiles[i].item->setFlags(flags);
+    }
+}
+
+void MainWindow::on_actionBarcode_triggered() {
+    scene->setMode(kBarcodeTextMark);
+    setTileFlags({});
+}
+
+void MainWindow::on_actionDate_Time_triggered() {
+    scene->setMode(kDateTimeTextMark);
+    setTileFlags({});
+}
+
+void MainWindow::on_actionTilt_triggered() {
+    scene->setMode(kCoordinatesMark);
+    // Corners are marked in the uncorrected pictures. The stored setting stays: the next start corrects
+    // again.
+    transEnabled = false;
+    ui->actionEnable->setChecked(false);
+    setTileFlags({});
+}
+
+void MainWindow::on_actionClear_triggered() {
+    scene->clearMarks();
+    setTileFlags(QGraphicsItem::ItemIsMovable);
+    settings->removeKeys({keys::kDateTimeMark.name, keys::kBarcodeMark.name});
+}
+
+void MainWindow::on_actionSave_Corner_triggered() {
+    if (!scene->hasMarks() &&
+        QMessageBox::question(this, tr("Override?"), tr("No marks in the curvas, do you still want to save?"),
+                              QMessageBox::Save | QMessageBox::Cancel,
+                              QMessageBox::Cancel) != QMessageBox::Save)
+        return;
+    scene->saveMarks(0);
+}
+
+void MainWindow::on_actionLoad_Corner_triggered() {
+    on_actionClear_triggered();
+    for (auto& list : cornerLists)
+        list.clear();
+    scene->loadMarks(0);
 }
 
 // ---- saved pictures ----------------------------------------------------------------------------
@@ -542,6 +610,9 @@ void MainWindow::sizeWindow() {
     fitDeadline.setRemainingTime(kResizeTime);
     setWindowState(Qt::WindowMaximized);
     streamVideo();
+    scene->restoreBarcodeMark(settings->read(keys::kBarcodeMark));
+    scene->dateTimeFormat = settings->read(keys::kDateTimeFormat);
+    scene->restoreDateTimeMark(settings->read(keys::kDateTimeMark));
 }
 
 /// Where a tile is; one that has had no picture yet counts where it will appear.

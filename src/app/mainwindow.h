@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QDeadlineTimer>
+#include <QGraphicsItem>
 #include <QMainWindow>
 #include <array>
 #include <cstdint>
@@ -65,7 +66,7 @@ public slots:
     /// Stores the tiles' positions (scene px) for the next start, not yet on disk. An empty list stores where
     /// each tile is; otherwise slot k gets the place of the tile in entry k.
     void savePos(QList<ImagePos> lst);
-    /// Maximises the window, then starts the streams.
+    /// Maximises the window, starts the streams and puts the saved overlays back.
     void sizeWindow();
     void resetView();
     void zoomIn();
@@ -91,6 +92,12 @@ private slots:
     void on_actionFreeze_triggered(bool checked);
     void on_actionEnable_triggered(bool checked);
     void on_actionSave_Single_triggered();
+    void on_actionBarcode_triggered();
+    void on_actionDate_Time_triggered();
+    void on_actionClear_triggered();
+    void on_actionTilt_triggered();
+    void on_actionSave_Corner_triggered();
+    void on_actionLoad_Corner_triggered();
     void on_LOGO_triggered();
     void on_gvMain_customContextMenuRequested(const QPoint& point);
 
@@ -130,6 +137,8 @@ private:
     void bindSlot(int slot, int tile, bool& restartNeeded);
     void arrangeCorrected();
     void setBarsVisible(bool visible);
+    void setTileFlags(QGraphicsItem::GraphicsItemFlags flags);
+    void forgetMark(Mark* mark);
     /// Fits the view now, and again at each size that the desktop gives it within the next moment.
     void fitToNewWindowState();
     /// A message for the left of the status bar; silently nothing before the status bar is there.

@@ -6,7 +6,8 @@
 #include <QGraphicsScene>
 #include <QImageWriter>
 #include <QPainter>
-#include <QSaveFile>
+
+#include "platform/platform.h"
 
 QString snapshotName(const QDateTime& time) {
     return QStringLiteral("snapshot-%1").arg(time.toString(QStringLiteral("yyyyMMddhhmmsszzz")));
@@ -39,8 +40,7 @@ QImage renderedScene(QGraphicsScene* scene) {
 }
 
 bool writePicture(const QImage& picture, const QString& fileName, int quality) {
-    // Encoded in memory and put in place in one step: whoever watches the folder never sees half a picture,
-    // and a full disk leaves the old file.
+    // Encoded in memory first: whoever watches the folder never sees half a picture.
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
@@ -50,10 +50,5 @@ bool writePicture(const QImage& picture, const QString& fileName, int quality) {
         qWarning("%s was not written: %s", qUtf8Printable(fileName), qUtf8Printable(writer.errorString()));
         return false;
     }
-    QSaveFile file(fileName);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
-        qWarning("%s was not written: %s", qUtf8Printable(fileName), qUtf8Printable(file.errorString()));
-        return false;
-    }
-    return true;
+    return platform::replaceFile(fileName, bytes);
 }

@@ -1,15 +1,310 @@
 #include "marks/interactivescene.h"
 
-#include "marks/mark.h"
+#include <QDebug>
+#include <QFile>
+#include <QGraphicsSceneMouseEvent>
+#include <QKeyEvent>
+#include <QLineF>
+#include <QMessageBox>
+#include <algorithm>
+
+#include "marks/coordinatesmark.h"
+#include "marks/markfile.h"
+#include "marks/textmark.h"
+#include "platform/platform.h"
+
+namespace {
+
+// A key held down for a night is no barcode; the longest of those has some 7000 characters.
+constexpr int kLongestBarcode = 8192;
+
+}  // namespace
 
 InteractiveScene::InteractiveScene(QObject* parent, int optionBits)
     : QGraphicsScene(nullptr), options(optionBits) {
     setParent(parent);
+    connect(this, &QGraphicsScene::sceneRectChanged, this, &InteractiveScene::takeSceneRect);
 }
 
-void InteractiveScene::removeMark(Mark* mark) {
-    if (marks.removeOne(mark)) {
-        removeItem(mark);
-        delete mark;
+/// Kept here instead of asked for: the scene may have to ask its items for its rectangle, and they it for
+/// theirs.
+void InteractiveScene::takeSceneRect(const QRectF& rect) {
+    if (rect.size() == extent)
+        return;
+    for (Mark* mark : qAsConst(marks))
+        mark->prepareForNewSceneSize();
+    extent = rect.size();
+}
+
+QString InteractiveScene::unitText() const {
+    switch (unit) {
+        case 0:
+            return QStringLiteral("pix");
+        case 1:
+            return QStringLiteral("mm");
+        default:
+            return QStringLiteral("um");
     }
+}
+
+// ---- placing, clearing -------------------------------------------------------------------------
+
+void InteractiveScene::setMode(int m) {
+    mode = m;
+    if (m == kCoordinatesMark && !activeMark) {
+        activeMark = new CoordinatesMark(this);
+        activeMark->setZValue(kPlacedZ);
+        addItem(activeMark);
+    } else if (m == kBarcodeTextMark) {
+        if (!barcodeMark)
+            barcodeMark = addOverlay(std::make_unique<TextMark>(this));
+        barcodeMark->markType = kBarcodeTextMark;
+        barcodeMark->showBarcode();
+        barcodeMark->setBarcode(QString());
+        barcodeBuffer.clear();
+    } else if (m == kDateTimeTextMark) {
+        if (!dateTimeMark)
+            dateTimeMark = addOverlay(std::make_unique<TextMark>(this));
+        dateTimeMark->markType = kDateTimeTextMark;
+        dateTimeMark->showDateTime(dateTimeFormat);
+    }
+}
+
+TextMark* InteractiveScene::addOverlay(std::unique_ptr<TextMark> overlay) {
+    overlay->setFlags(kPlacedFlags);
+    addItem(overlay.get());
+    return overlay.release();
+}
+
+void InteractiveScene::clearMarks() {
+    if (activeMark) {
+        QMessageBox::warning(qobject_cast<QWidget*>(parent()), tr("Warning"),
+                             tr("Please finish the current action first."), QMessageBox::Ok);
+        return;
+    }
+    while (!marks.isEmpty())
+        removeMark(marks.first());
+    update(wholeRect());
+    destroy(dateTimeMark);
+    dateTimeMark = nullptr;
+    destroy(barcodeMark);
+    barcodeMark = nullptr;
+}
+
+void InteractiveScene::removeMark(Mark* m) {
+    if (marks.removeOne(m))
+        destroy(m);
+}
+
+/// The one place where marks end: whoever knows one forgets it first.
+void InteractiveScene::destroy(Mark* mark) {
+    if (!mark)
+        return;
+    if (grabbedMark == mark)
+        grabbedMark = nullptr;
+    emit removed(mark);
+    removeItem(mark);
+    delete mark;
+}
+
+// ---- mark file and saved overlays --------------------------------------------------------------
+
+void InteractiveScene::saveMarks(int index) {
+    if (items().isEmpty())
+        return;
+    platform::replaceFile(markFileName(index), markFileContent(marks));
+}
+
+void InteractiveScene::loadMarks(int index) {
+    if (items().isEmpty())
+        return;
+    clearMarks();
+    QFile file(markFileName(index));
+    if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
+        qWarning("%s was not read: %s", qUtf8Printable(file.fileName()), qUtf8Printable(file.errorString()));
+        return;
+    }
+    MarkFileReader reader(&file);
+    while (auto read = reader.next(this)) {
+        Mark* mark = read.release();
+        // Told before it is in the list: a listener that makes room for it can only take older ones.
+        if (auto* crossHair = dynamic_cast<CoordinatesMark*>(mark))
+            emit finished(crossHair->point().x(), crossHair->point().y(), kCoordinatesMark, mark);
+        marks.append(mark);
+        addItem(mark);
+    }
+}
+
+void InteractiveScene::restoreBarcodeMark(const QString& line) {
+    if (barcodeMark || line.isEmpty())
+        return;
+    if (auto overlay = TextMark::fromText(line, this))
+        barcodeMark = addOverlay(std::move(overlay));
+}
+
+void InteractiveScene::restoreDateTimeMark(const QString& line) {
+    if (!dateTimeMark && !line.isEmpty()) {
+        if (auto overlay = TextMark::fromText(line, this))
+            dateTimeMark = addOverlay(std::move(overlay));
+    }
+    // The format of the saved line is cut at its space.
+    if (dateTimeMark)
+        dateTimeMark->setDateTimeFormat(dateTimeFormat);
+}
+
+void InteractiveScene::updateOverlayGeometry() {
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            for (TextMark* overlay : {barcodeMark, dateTimeMark}) {
+                if (overlay)
+                    overlay->updateGeometry();
+            }
+        },
+        Qt::QueuedConnection);
+}
+
+// ---- mouse -------------------------------------------------------------------------------------
+
+void InteractiveScene::mousePressEvent(QGraphicsSceneMouseEvent* event) {
+    if (items().isEmpty())
+        return;
+    if (event->button() == Qt::RightButton) {
+        // The mode stays: whoever cancels a cross-hair sets the mode again to place another.
+        destroy(activeMark);
+        activeMark = nullptr;
+        grabbedMark = nullptr;
+        return;
+    }
+    switch (mode) {
+        case kCoordinatesMark:
+            placeCrossHair(event);
+            break;
+        case kBarcodeTextMark:
+            placeOverlay(barcodeMark, kBarcodeTextMark, event);
+            break;
+        case kDateTimeTextMark:
+            placeOverlay(dateTimeMark, kDateTimeTextMark, event);
+            break;
+        case 0:
+            grabCrossHair(event->buttonDownScenePos(Qt::LeftButton));
+            break;
+        default:
+            break;
+    }
+    QGraphicsScene::mousePressEvent(event);
+}
+
+void InteractiveScene::placeCrossHair(QGraphicsSceneMouseEvent* event) {
+    if (!activeMark)
+        return;
+    CoordinatesMark* placed = activeMark;
+    placed->pressPoint(event);
+    placed->setZValue(kPlacedZ);
+    placed->setFlags(kPlacedFlags);
+    placed->setSelected(false);
+    marks.append(placed);
+    emit finished(placed->point().x(), placed->point().y(), kCoordinatesMark, placed);
+    activeMark = nullptr;
+    mode = 0;
+}
+
+void InteractiveScene::placeOverlay(TextMark* overlay, int kind, QGraphicsSceneMouseEvent* event) {
+    if (!overlay)
+        return;
+    overlay->pressPoint(event);
+    mode = 0;
+    emit finished(overlay->anchor().x(), overlay->anchor().y(), kind, overlay);
+}
+
+void InteractiveScene::grabCrossHair(QPointF point) {
+    for (Mark* mark : qAsConst(marks)) {
+        mark->setSelected(false);
+        mark->setFlags({});
+        auto* crossHair = dynamic_cast<CoordinatesMark*>(mark);
+        if (crossHair && QLineF(crossHair->point(), point).length() < CoordinatesMark::kGrabDistance) {
+            crossHair->setFlags(kPlacedFlags);
+            crossHair->setSelected(true);
+            grabbedMark = crossHair;  // the last one wins; a press that reaches none leaves the one there was
+        }
+        qDebug() << "mark" << mark->markType << "selected" << mark->isSelected();
+    }
+}
+
+void InteractiveScene::mouseMoveEvent(QGraphicsSceneMouseEvent* event) {
+    if (activeMark)
+        activeMark->dragPoint(event);
+    else if (grabbedMark && event->buttons().testFlag(Qt::LeftButton))
+        grabbedMark->dragPoint(event);
+    else
+        QGraphicsScene::mouseMoveEvent(event);
+}
+
+void InteractiveScene::mouseReleaseEvent(QGraphicsSceneMouseEvent* event) {
+    QGraphicsScene::mouseReleaseEvent(event);
+}
+
+// ---- keys --------------------------------------------------------------------------------------
+
+void InteractiveScene::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Delete && (options & DeleteKeyDeletes))
+        deleteSelectedMark();
+    if (mode != 0)
+        return;
+    if (grabbedMark)
+        nudge(event->key());
+    if (barcodeMark)
+        typed(event);
+}
+
+void InteractiveScene::deleteSelectedMark() {
+    const auto selected =
+        std::find_if(marks.cbegin(), marks.cend(), [](const Mark* mark) { return mark->isSelected(); });
+    if (selected != marks.cend())
+        removeMark(*selected);
+}
+
+void InteractiveScene::nudge(int key) {
+    switch (key) {
+        case Qt::Key_Left:
+        case Qt::Key_A:
+            grabbedMark->shiftBy(-1, 0);
+            break;
+        case Qt::Key_Right:
+        case Qt::Key_D:
+            grabbedMark->shiftBy(1, 0);
+            break;
+        case Qt::Key_Up:
+        case Qt::Key_W:
+            grabbedMark->shiftBy(0, -1);
+            break;
+        case Qt::Key_Down:
+        case Qt::Key_S:
+            grabbedMark->shiftBy(0, 1);
+            break;
+        default:
+            break;
+    }
+    update();
+}
+
+/// A key while there is a barcode overlay. Readers type like a keyboard, so people can as well; the time
+/// between keys makes no difference.
+void InteractiveScene::typed(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
+        const QString barcode = barcodeBuffer;
+        emit scanned(barcode);
+        qDebug() << "scanned" << barcode;
+        // The listener may have shown a box, and people may have cleared the overlay meanwhile.
+        if (barcodeMark)
+            barcodeMark->setBarcode(barcode);
+        barcodeBuffer.clear();
+    } else {
+        if (event->key() == Qt::Key_Backspace)
+            barcodeBuffer.chop(1);
+        else if (barcodeBuffer.size() < kLongestBarcode)
+            barcodeBuffer += event->text();
+        barcodeMark->setBarcode(barcodeBuffer);
+    }
+    update();
 }

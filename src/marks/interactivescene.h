@@ -2,11 +2,17 @@
 
 #include <QGraphicsScene>
 #include <QList>
+#include <QString>
+#include <memory>
 
+class CoordinatesMark;
 class Mark;
+class TextMark;
 
-/// The scene of the main view: the camera pictures (owned here as items, made by the main window) and the
-/// marks laid over them. GUI thread.
+/// The scene of the main view: the camera pictures (items made by the main window) and the marks laid over
+/// them, which it owns. Cross-hairs and the two text overlays are placed with the mouse, cross-hairs are
+/// moved with mouse and keys, and what a keyboard-wedge barcode reader types is collected. All points are
+/// scene px. GUI thread.
 class InteractiveScene : public QGraphicsScene {
     Q_OBJECT
 
@@ -14,18 +20,77 @@ public:
     /// Bits of `options`.
     enum Option { DeleteKeyDeletes = 1 };
 
+    /// Message boxes are shown on `parent`, which should be a widget.
     explicit InteractiveScene(QObject* parent, int optionBits);
 
+    /// What the next press of a mouse button places: 7 a cross-hair, which follows the mouse until then, 10
+    /// the barcode overlay, 11 the date-time overlay. Other values place nothing; then only 0 lets marks be
+    /// grabbed and keys work.
+    void setMode(int m);
+    /// Deletes all marks and both overlays, or, while a cross-hair is being placed, tells people to finish
+    /// first.
+    void clearMarks();
     /// Takes a mark out of the scene and deletes it; no effect on a mark that is not in the list.
-    void removeMark(Mark* mark);
+    void removeMark(Mark* m);
+    /// Marks are there, overlays not counted.
+    bool hasMarks() const { return !marks.isEmpty(); }
+
+    /// Writes the marks, without the overlays, to the mark file; does nothing in a scene without any item. A
+    /// failure is a line in the log and leaves the old file.
+    void saveMarks(int index);
+    /// Clears the marks and reads those of the mark file; does nothing in a scene without any item. A refused
+    /// clearing does not keep it from loading.
+    void loadMarks(int index);
+
+    /// Makes an overlay from its saved line, unless there is one already or the line is none.
+    void restoreBarcodeMark(const QString& line);
+    void restoreDateTimeMark(const QString& line);
+
+    /// 0, 0, width, height: where marks that go across the scene are drawn, px.
+    QRectF wholeRect() const { return QRectF(QPointF(0.0, 0.0), extent); }
+    /// "pix", "mm" or "um".
+    QString unitText() const;
+    /// The text of an overlay has outgrown its place: mended as soon as the painting is over.
+    void updateOverlayGeometry();
+
+    QString dateTimeFormat;  ///< for the date-time overlay, as QDateTime::toString takes it
+    double unitScale = 1.0;  ///< display units per px
+    int unit = 0;            ///< 0 pix, 1 mm, others um
+    double viewZoom = 1.0;   ///< view px per scene px; pens and captions keep their size on screen by it
 
 signals:
-    /// A mark was placed: its first point in scene px, its kind number, itself (owned by the scene).
+    /// A mark was placed, or a cross-hair read: its first point in scene px, its kind number, itself (owned
+    /// by the scene).
     void finished(double x, double y, int item_type, Mark* mark);
-    /// A barcode was completed.
+    /// A barcode was completed with Return or Enter.
     void scanned(QString barcode);
+    /// A mark is about to be deleted; nobody may keep a pointer to it.
+    void removed(Mark* mark);
+
+protected:
+    void mousePressEvent(QGraphicsSceneMouseEvent* event) override;
+    void mouseMoveEvent(QGraphicsSceneMouseEvent* event) override;
+    void mouseReleaseEvent(QGraphicsSceneMouseEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
 
 private:
+    void placeCrossHair(QGraphicsSceneMouseEvent* event);
+    void placeOverlay(TextMark* overlay, int kind, QGraphicsSceneMouseEvent* event);
+    void grabCrossHair(QPointF point);
+    void deleteSelectedMark();
+    void nudge(int key);
+    void typed(QKeyEvent* event);
+    void destroy(Mark* mark);
+    TextMark* addOverlay(std::unique_ptr<TextMark> overlay);
+    void takeSceneRect(const QRectF& rect);
+
+    int mode = 0;
+    CoordinatesMark* activeMark = nullptr;   // in the scene, not yet in marks; follows the mouse
+    CoordinatesMark* grabbedMark = nullptr;  // in marks; moves with mouse and keys
+    TextMark* barcodeMark = nullptr;         // in the scene, not in marks
+    TextMark* dateTimeMark = nullptr;        // in the scene, not in marks
+    QString barcodeBuffer;                   // typed since the last Return
     int options;
-    QList<Mark*> marks;  // owned, in order of creation
+    QList<Mark*> marks;       // owned, in order of creation or loading
+    QSizeF extent{0.0, 0.0};  // px, of the scene rectangle
 };

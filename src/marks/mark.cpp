@@ -1,7 +1,42 @@
 #include "marks/mark.h"
 
+#include <QPainter>
+
+#include "marks/interactivescene.h"
+#include "marks/markgeometry.h"
+#include "marks/markline.h"
+
+Mark::Mark(InteractiveScene* owner, int kind, const QColor& color, int width, const QString& toolTip)
+    : markType(kind), penColor(color), penWidth(width), interactiveScene(owner) {
+    setToolTip(toolTip);
+    setAcceptedMouseButtons(Qt::LeftButton);
+}
+
 Mark::~Mark() = default;
 
 void Mark::dragPoint(QGraphicsSceneMouseEvent* event) {
     Q_UNUSED(event)
+}
+
+double Mark::zoom() const {
+    const double zoom = interactiveScene->viewZoom;
+    return zoom > 0.0 && zoom <= kDrawableLimit ? zoom : 1.0;
+}
+
+void Mark::applyPen(QPainter* painter) {
+    penWidth = penWidthAt(zoom());
+    QPen pen(penColor);
+    pen.setWidth(penWidth);
+    painter->setPen(pen);
+    painter->setBrush(Qt::NoBrush);
+}
+
+QString Mark::lineStart(const QString& keyword) const {
+    return QStringLiteral("%1 %2 %3 %4").arg(keyword, penColor.name()).arg(penWidth).arg(showMeasure ? 1 : 0);
+}
+
+void Mark::readLineStart(const MarkFields& fields, int first) {
+    penColor.setNamedColor(fields.text(first).trimmed());
+    penWidth = fields.integer(first + 1);
+    showMeasure = fields.integer(first + 2) > 0 ? 1 : 0;
 }

@@ -4,23 +4,39 @@
 #include <QGraphicsItem>
 #include <QString>
 
+class InteractiveScene;
+class MarkFields;
 class QGraphicsSceneMouseEvent;
 
-/// Kind numbers that the main window tells apart; marks keep theirs in `markType`.
+/// Kind numbers. Two of them look like slips and are not to be mended, since files and programs know them:
+/// upright lines share number 1 with lines, and there is no 5.
+constexpr int kLineMark = 1;
+constexpr int kCircleMark = 2;
+constexpr int kRectangleMark = 3;
+constexpr int kArcMark = 4;
+constexpr int kHLineMark = 6;
 constexpr int kCoordinatesMark = 7;
+constexpr int kPolygonMark = 8;
+constexpr int kEllipseMark = 9;
 constexpr int kBarcodeTextMark = 10;
 constexpr int kDateTimeTextMark = 11;
+constexpr int kVLineMark = kLineMark;
+
+/// Flags of a mark that people can take hold of; the others have none.
+constexpr QGraphicsItem::GraphicsItemFlags kPlacedFlags =
+    QGraphicsItem::ItemIsMovable | QGraphicsItem::ItemIsSelectable | QGraphicsItem::ItemSendsGeometryChanges;
+constexpr double kPlacedZ = 1000.0;
+constexpr double kLoadedZ = 5.0;
 
 /// Base of everything that people lay over the camera pictures. Points are scene px. GUI thread; owned by the
 /// scene.
 class Mark : public QGraphicsItem {
 public:
-    Mark() = default;
     ~Mark() override;
 
     /// Takes the event's scene position as the next defining point; true when the mark is complete.
     virtual bool pressPoint(QGraphicsSceneMouseEvent* event) = 0;
-    /// Moves the point being defined to the event's scene position. The base does nothing.
+    /// Moves the point being defined, or the only one, to the event's scene position. The base does nothing.
     virtual void dragPoint(QGraphicsSceneMouseEvent* event);
     /// Moves every defining point, px.
     virtual void shiftBy(double dx, double dy) = 0;
@@ -29,6 +45,25 @@ public:
 
     int markType = 0;     ///< kind number
     QColor penColor;      ///< set by each kind
-    int penWidth = 1;     ///< px
+    int penWidth = 1;     ///< px; set by the last paint
     int showMeasure = 1;  ///< not 0: measurement texts are drawn
+
+    /// The scene is about to tell its marks of a new size; those that cover all of it depend on it.
+    void prepareForNewSceneSize() { prepareGeometryChange(); }
+
+protected:
+    /// `owner` is the scene whose unit and zoom the mark uses; it outlives the mark.
+    Mark(InteractiveScene* owner, int kind, const QColor& color, int width, const QString& toolTip);
+
+    /// Zoom of the view, greater than 0.
+    double zoom() const;
+    /// Sets the painter's pen, as wide as the zoom asks for, and keeps that width: a saved mark has the width
+    /// of its last paint.
+    void applyPen(QPainter* painter);
+    /// How lines begin: keyword, colour, width, measurements on.
+    QString lineStart(const QString& keyword) const;
+    /// Reads what every line begins with, from the given field on.
+    void readLineStart(const MarkFields& fields, int first);
+
+    InteractiveScene* const interactiveScene;  // not owned
 };

@@ -38,4 +38,9 @@ NativeMessage classify(const QByteArray& eventType, const void* message);
 /// A file of the working folder as this system writes it: ".\name" on Windows, "./name" elsewhere.
 QString workingFolderFile(const QString& name);
 
+/// Puts a file of this content in place of whatever has the name, in one step: readers see the old file or
+/// the new one, and when it fails (folder gone or not writable, disk full) the old one is still there. False
+/// then, and a line in the log. Any thread.
+bool replaceFile(const QString& fileName, const QByteArray& content);
+
 }  // namespace platform

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "marks/figuremark.h"
+
+/// A circle through three points, its centre and its radius.
+class CircleMark : public FigureMark {
+public:
+    static constexpr const char* kKeyword = "Circle";
+
+    explicit CircleMark(InteractiveScene* scene);
+    /// The mark of a line of the mark file, split at its first space; nothing when it is none of this kind.
+    static std::unique_ptr<Mark> fromText(const QString& keyword, const QString& rest,
+                                          InteractiveScene* scene);
+
+    QString toText() override;
+
+protected:
+    void drawFigure(QPainter* painter) const override;
+    QRectF figureRect() const override;
+    QVector<Caption> captions() const override;
+};

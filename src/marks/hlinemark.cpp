@@ -1,0 +1,34 @@
+#include "marks/hlinemark.h"
+
+#include <QPainter>
+
+#include "marks/interactivescene.h"
+#include "marks/markgeometry.h"
+#include "marks/markline.h"
+
+HLineMark::HLineMark(InteractiveScene* scene)
+    : FigureMark(scene, kHLineMark, Qt::green, 1, QStringLiteral("Horizontal Line Mark"), 1) {}
+
+std::unique_ptr<Mark> HLineMark::fromText(const QString& keyword, const QString& rest,
+                                          InteractiveScene* scene) {
+    return read<HLineMark>(keyword, MarkFields(rest), 4, scene);
+}
+
+QString HLineMark::toText() {
+    return lineStart(QLatin1String(kKeyword)) + QStringLiteral(" |") + pointsText();
+}
+
+void HLineMark::drawFigure(QPainter* painter) const {
+    const QRectF line = figureRect();
+    painter->drawLine(line.topLeft(), line.bottomRight());
+}
+
+QRectF HLineMark::figureRect() const {
+    return {0.0, points[0].y(), wholeScene().width(), 0.0};
+}
+
+QVector<FigureMark::Caption> HLineMark::captions() const {
+    // At the left end, above the line; below it where there is no room above.
+    const double y = points[0].y() * zoom();
+    return {{around(70.0, y < 24.0 ? y + 14.0 : y - 12.0), lengthText(points[0].y())}};
+}

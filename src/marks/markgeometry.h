@@ -1,0 +1,42 @@
+/// The arithmetic of the measuring marks. Points and lengths are scene px unless said otherwise; y grows
+/// downwards. Pure; any thread.
+#pragma once
+
+#include <QPointF>
+#include <QVector>
+#include <optional>
+
+/// Coordinates and lengths beyond this are not painted: no picture is that large, and neither Qt's rasteriser
+/// nor an int is made for what a damaged file can hold.
+constexpr double kDrawableLimit = 1e6;
+
+/// Every coordinate is a number within the limit.
+bool isDrawable(QPointF point);
+bool isDrawable(const QVector<QPointF>& points);
+
+/// The pen width that looks about one px wide on screen, px: 1 from zoom 1 up, else 1/zoom rounded.
+int penWidthAt(double zoom);
+
+struct Circle {
+    QPointF centre;
+    double radius;
+};
+
+/// The circle through three points: its centre is where the perpendicular bisectors of the chords a-b and a-c
+/// meet. Nothing when they do not meet (points on one line, two of them equal) or meet beyond the drawable
+/// limit.
+std::optional<Circle> circleThrough(QPointF a, QPointF b, QPointF c);
+
+/// The length of a vector, in single precision.
+float lengthOf(QPointF vector);
+
+/// The angle at `vertex` between the arms to p and q, radians in 0 ... pi, by the law of cosines in single
+/// precision. Not a number when an arm has no length.
+float angleAt(QPointF vertex, QPointF p, QPointF q);
+
+/// The direction of the arm from `vertex` to p, degrees counter-clockwise from the x axis as they are seen on
+/// screen, 0 ... 360. Not a number when the arm has no length.
+double armDirection(QPointF vertex, QPointF p);
+
+/// The area that a closed polygon encloses, px^2 (shoelace formula); 0 below three vertices.
+double enclosedArea(const QVector<QPointF>& vertices);

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "marks/boxmark.h"
+
+/// A rectangle, its size and its first corner.
+class RectangleMark : public BoxMark {
+public:
+    static constexpr const char* kKeyword = "Rectangle";
+
+    explicit RectangleMark(InteractiveScene* scene);
+    /// The mark of a line of the mark file, split at its first space; nothing when it is none of this kind.
+    static std::unique_ptr<Mark> fromText(const QString& keyword, const QString& rest,
+                                          InteractiveScene* scene);
+
+    QString toText() override;
+
+protected:
+    void drawFigure(QPainter* painter) const override;
+    QVector<Caption> captions() const override;
+};
