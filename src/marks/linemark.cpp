@@ -2,6 +2,7 @@
 
 #include <QPainter>
 #include <algorithm>
+#include <cmath>
 
 #include "marks/interactivescene.h"
 #include "marks/markgeometry.h"
@@ -9,10 +10,12 @@
 
 namespace {
 
-constexpr double kCaptionOffset = 16.0;  // screen px
-constexpr double kLeftMargin = 20.0;     // screen px
-constexpr double kTopMargin = 40.0;      // screen px
-constexpr double kLeastX = 60.0;         // screen px, room for half a caption
+// Screen px.
+constexpr double kCaptionOffset = 4.0;  // from the line
+constexpr double kHalfWidth = 45.0;     // of a usual caption
+constexpr double kHalfHeight = 8.0;
+constexpr double kLeftMargin = 20.0;
+constexpr double kTopMargin = 40.0;
 
 }  // namespace
 
@@ -41,11 +44,19 @@ QRectF LineMark::figureRect() const {
 }
 
 QVector<FigureMark::Caption> LineMark::captions() const {
-    // Above the middle of the line, but inside the scene's left and top edges.
-    const QPointF middle = (points[0] + points[1]) / 2.0 * zoom();
+    // Beside the middle of the line, above it where that can be said, but inside the scene's left and top
+    // edges.
+    const QPointF along = points[1] - points[0];
+    const double extent = std::hypot(along.x(), along.y());
+    QPointF normal = extent > 0.0 ? QPointF(along.y(), -along.x()) / extent : QPointF(0.0, -1.0);
+    if (normal.y() > 0.0)
+        normal = -normal;
     const QPointF nearest(std::min(points[0].x(), points[1].x()), std::min(points[0].y(), points[1].y()));
-    const double x = nearest.x() * zoom() < kLeftMargin ? std::max(middle.x(), kLeastX) : middle.x();
-    const double y = middle.y() + (nearest.y() * zoom() < kTopMargin ? kCaptionOffset : -kCaptionOffset);
+    if (nearest.x() * zoom() < kLeftMargin ? normal.x() < 0.0 : nearest.y() * zoom() < kTopMargin)
+        normal = -normal;
+    const double distance =
+        kHalfWidth * std::abs(normal.x()) + kHalfHeight * std::abs(normal.y()) + kCaptionOffset;
+    const QPointF centre = (points[0] + points[1]) / 2.0 * zoom() + normal * distance;
     const double length = static_cast<double>(lengthOf(points[1] - points[0]));
-    return {{around(x, y), lengthText(length)}};
+    return {{around(centre.x(), centre.y()), lengthText(length)}};
 }

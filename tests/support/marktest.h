@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QGraphicsSceneMouseEvent>
+#include <QImage>
+#include <QPainter>
+#include <memory>
+
+#include "marks/interactivescene.h"
+#include "marks/mark.h"
+#include "marks/markfile.h"
+
+/// A left press, or a move with the left button held, at a scene point, as a mark gets it.
+inline std::unique_ptr<QGraphicsSceneMouseEvent> sceneMouse(QEvent::Type type, QPointF point) {
+    auto event = std::make_unique<QGraphicsSceneMouseEvent>(type);
+    event->setButton(Qt::LeftButton);
+    event->setButtons(Qt::LeftButton);
+    event->setScenePos(point);
+    event->setButtonDownScenePos(Qt::LeftButton, point);
+    return event;
+}
+
+inline bool press(Mark& mark, QPointF point) {
+    return mark.pressPoint(sceneMouse(QEvent::GraphicsSceneMousePress, point).get());
+}
+
+inline void drag(Mark& mark, QPointF point) {
+    mark.dragPoint(sceneMouse(QEvent::GraphicsSceneMouseMove, point).get());
+}
+
+/// The scene on white, `scale` px a scene px.
+inline QImage rendered(QGraphicsScene& scene, double scale = 1.0) {
+    QImage image((scene.sceneRect().size() * scale).toSize(), QImage::Format_RGB32);
+    image.fill(Qt::white);
+    QPainter painter(&image);
+    scene.render(&painter);
+    return image;
+}
+
+/// Adds the mark of a line of the mark file to the scene, which owns it as an item.
+inline Mark* addFromLine(InteractiveScene& scene, const QString& line) {
+    auto mark = markFromLine(line, &scene);
+    if (mark)
+        scene.addItem(mark.get());
+    return mark.release();
+}

@@ -1,0 +1,499 @@
+#include <QBuffer>
+#include <QDirIterator>
+#include <QGraphicsRectItem>
+#include <QSignalSpy>
+#include <QtTest>
+
+#include "marks/coordinatesmark.h"
+#include "marks/markline.h"
+#include "marks/textmark.h"
+#include "support/boxanswerer.h"
+#include "support/marktest.h"
+#include "support/workingfolder.h"
+
+Q_DECLARE_METATYPE(Mark*)
+
+namespace {
+
+const QString kFile = QStringLiteral("mark0.txt");
+
+QList<Mark*> marksIn(const QGraphicsScene& scene) {
+    QList<Mark*> marks;
+    const auto items = scene.items(Qt::AscendingOrder);
+    for (QGraphicsItem* item : items) {
+        if (auto* mark = dynamic_cast<Mark*>(item))
+            marks.append(mark);
+    }
+    return marks;
+}
+
+QStringList linesOf(InteractiveScene& scene) {
+    scene.saveMarks(7);
+    QByteArray content = WorkingFolder::read(QStringLiteral("mark7.txt"));
+    content.chop(content.endsWith("\r\n") ? 2 : 0);
+    return content.isEmpty() ? QStringList() : QString::fromLatin1(content).split(QStringLiteral("\r\n"));
+}
+
+}  // namespace
+
+/// The mark file and the saved lines of the overlays.
+class TestMarkFile : public QObject {
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void numbers_data();
+    void numbers();
+    void fields();
+    void linesComeBack_data();
+    void linesComeBack();
+    void linesAreRead_data();
+    void linesAreRead();
+    void linesAreRejected_data();
+    void linesAreRejected();
+    void loadedMarksAreComplete();
+    void loadedMarksLieLow();
+    void goldenFile();
+    void lineEnds_data();
+    void lineEnds();
+    void strangeBytes_data();
+    void strangeBytes();
+    void longLines();
+    void nothingInAnEmptyScene();
+    void noMarksMakeAnEmptyFile();
+    void disabledMarksAndOverlaysAreLeftOut();
+    void oldFileSurvivesAFailedWrite();
+    void missingFileClears();
+    void crossHairsAreAnnouncedInOrder();
+    void announcedBeforeItIsInTheScene();
+    void listenerMayRemoveOlderMarks();
+    void loadingWhileACrossHairIsPlaced();
+    void textLine();
+    void textLineIsReadByPosition();
+    void dateTimeFormatIsMended();
+    void overlaysAreNotReplaced();
+    void kinds();
+
+private:
+    std::unique_ptr<WorkingFolder> folder;
+    std::unique_ptr<InteractiveScene> scene;
+};
+
+void TestMarkFile::init() {
+    folder = std::make_unique<WorkingFolder>();
+    scene = std::make_unique<InteractiveScene>(nullptr, 1);
+    scene->setSceneRect(0, 0, 640, 480);
+    scene->addRect(0, 0, 640, 480);  // a tile
+}
+
+void TestMarkFile::cleanup() {
+    scene.reset();
+    folder.reset();
+}
+
+void TestMarkFile::numbers_data() {
+    QTest::addColumn<double>("number");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("six digits") << 123.4567 << QStringLiteral("123.457");
+    QTest::newRow("four before the point") << 1234.5678 << QStringLiteral("1234.57");
+    QTest::newRow("a million") << 1e6 << QStringLiteral("1e+06");
+    QTest::newRow("below a million") << 999999.0 << QStringLiteral("999999");
+    QTest::newRow("negative") << -0.5 << QStringLiteral("-0.5");
+    QTest::newRow("small") << 0.00001234 << QStringLiteral("1.234e-05");
+    QTest::newRow("whole") << 12.0 << QStringLiteral("12");
+    QTest::newRow("zero") << 0.0 << QStringLiteral("0");
+}
+
+void TestMarkFile::numbers() {
+    QFETCH(double, number);
+    QTEST(markNumber(number), "text");
+}
+
+void TestMarkFile::fields() {
+    const MarkFields some(QStringLiteral("  a  12  x 2.5 -3 "));
+    QCOMPARE(some.count(), 5);
+    QCOMPARE(some.text(0), QStringLiteral("a"));
+    QCOMPARE(some.integer(1), 12);
+    QCOMPARE(some.integer(2), 0);
+    QCOMPARE(some.point(3), QPointF(2.5, -3));
+    QCOMPARE(some.integer(3), 0);  // no whole number
+    QCOMPARE(some.text(9), QString());
+    QCOMPARE(some.number(9), 0.0);
+    QCOMPARE(MarkFields(QString()).count(), 0);
+    QCOMPARE(MarkFields(QStringLiteral("1 ").repeated(100000)).count(), int(MarkFields::kMost));
+}
+
+void TestMarkFile::linesComeBack_data() {
+    QTest::addColumn<QString>("line");
+    for (const char* line : {
+             "Line #ff0000 3 1 | 60 200 300.5 120.25",
+             "Circle #ffff00 1 0 | 1 2 3 4 5 6",
+             "Arc #123abc 2 1 | -1 -2 -3 -4 -5 -6",
+             "Rectangle #0000ff 1 1 -12.5 | 1 2 3 4",
+             "Ellipse #ff0000 1 0 90 | 1 2 3 4",
+             "HLine #00ff00 1 1 | 5 6",
+             "VLine #00ff00 1 1 | 5 6",
+             "Coordinates #0000ff 1 1 | 1234.57 1e+06",
+             "Polygon #00ff00 3 1 1 | 1 2 ",
+             "Polygon #00ff00 3 1 3 | 1 2 3 4 5 6 ",
+         })
+        QTest::newRow(line) << QString::fromLatin1(line);
+}
+
+void TestMarkFile::linesComeBack() {
+    QFETCH(QString, line);
+    const auto mark = markFromLine(line, scene.get());
+    QVERIFY(mark);
+    QCOMPARE(mark->toText(), line);
+}
+
+void TestMarkFile::linesAreRead_data() {
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QString>("as");
+    const auto row = [](const char* line, const char* as) {
+        QTest::newRow(line) << QString::fromLatin1(line) << QString::fromLatin1(as);
+    };
+    row("HLine  #0000FF   1 1  |  5  6 ", "HLine #0000ff 1 1 | 5 6");
+    row("HLine red 1 1 | 5 6", "HLine #ff0000 1 1 | 5 6");
+    row("HLine #12f 1 1 | 5 6", "HLine #1122ff 1 1 | 5 6");
+    row("HLine nocolour 1 1 | 5 6", "HLine #000000 1 1 | 5 6");
+    row("HLine #0000ff x 2 | 5 6", "HLine #0000ff 0 1 | 5 6");
+    row("HLine #0000ff 1 -1 | 5 6", "HLine #0000ff 1 0 | 5 6");
+    row("HLine #0000ff 1 1 5 6 7", "HLine #0000ff 1 1 | 6 7");  // the bar is skipped by its position
+    row("HLine #0000ff 1 1 | a b", "HLine #0000ff 1 1 | 0 0");
+    row("HLine #0000ff 1 1 | 5 6 7 8", "HLine #0000ff 1 1 | 5 6");
+    row("HLine #0000ff 99999999999 1 | 5 6", "HLine #0000ff 0 1 | 5 6");
+    row("Rectangle #0000ff 1 1 x | 1 2 3 4", "Rectangle #0000ff 1 1 0 | 1 2 3 4");
+    row("Polygon #00ff00 3 1 2 | 1 2 3 4 5 6 7", "Polygon #00ff00 3 1 2 | 1 2 3 4 ");
+}
+
+void TestMarkFile::linesAreRead() {
+    QFETCH(QString, line);
+    const auto mark = markFromLine(line, scene.get());
+    QVERIFY(mark);
+    QTEST(mark->toText(), "as");
+}
+
+void TestMarkFile::linesAreRejected_data() {
+    QTest::addColumn<QString>("line");
+    for (const char* line : {
+             "",
+             " ",
+             "Line",
+             "Coordinates",
+             "line #ff0000 3 1 | 1 2 3 4",
+             "LINE #ff0000 3 1 | 1 2 3 4",
+             " Line #ff0000 3 1 | 1 2 3 4",
+             "Lines #ff0000 3 1 | 1 2 3 4",
+             "\tLine #ff0000 3 1 | 1 2 3 4",
+             "Line\t#ff0000 3 1 | 1 2 3 4",
+             "Text #ff0000 1 1 | 1 2 3 4 | 0 x 0 y 1 0 0 0",
+             "Line #ff0000 3 1 | 1 2 3",
+             "Circle #ff0000 3 1 | 1 2 3 4 5",
+             "Arc #ff0000 3 1 | 1 2 3 4 5",
+             "Rectangle #ff0000 3 1 0 | 1 2 3",
+             "Ellipse #ff0000 3 1 0 | 1 2 3",
+             "HLine #ff0000 3 1 | 1",
+             "VLine #ff0000 3 1 | 1",
+             "Coordinates #ff0000 3 1 | 1",
+             "Polygon #ff0000 3 1",
+             "Polygon #ff0000 3 1 0",
+             "Polygon #ff0000 3 1 0 | ",
+             "Polygon #ff0000 3 1 -1 | 1 2",
+             "Polygon #ff0000 3 1 x | 1 2",
+             "Polygon #ff0000 3 1 2 | 1 2",
+             // The last y is missing, which a count of fields from 0 would not notice.
+             "Polygon #ff0000 3 1 2 | 1 2 3",
+             "Polygon #ff0000 3 1 2147483647 | 1 2 3 4",
+             "Polygon #ff0000 3 1 2147483648 | 1 2 3 4",
+             "Polygon #ff0000 3 1 1073741824 | 1 2 3 4",
+         })
+        QTest::newRow(*line ? line : "empty") << QString::fromLatin1(line);
+    const QString pair = QStringLiteral("1 2 ");
+    QTest::newRow("51 vertices") << QStringLiteral("Polygon #ff0000 3 1 51 | ") + pair.repeated(51);
+}
+
+void TestMarkFile::linesAreRejected() {
+    QFETCH(QString, line);
+    QVERIFY(!markFromLine(line, scene.get()));
+}
+
+void TestMarkFile::loadedMarksAreComplete() {
+    QVERIFY(markFromLine(QStringLiteral("Polygon #ff0000 3 1 50 | ") + QStringLiteral("1 2 ").repeated(50),
+                         scene.get()));
+    // A complete mark takes no more clicks.
+    for (const char* line : {"Line #ff0000 3 1 | 60 200 300 120", "Circle #ffff00 1 0 | 1 2 3 4 5 6",
+                             "Arc #123abc 2 1 | 1 2 3 4 5 6", "Rectangle #0000ff 1 1 0 | 1 2 3 4",
+                             "Ellipse #ff0000 1 0 0 | 1 2 3 4", "Polygon #00ff00 3 1 2 | 1 2 3 4 "}) {
+        const auto mark = markFromLine(QString::fromLatin1(line), scene.get());
+        QVERIFY(press(*mark, {500, 500}));
+        drag(*mark, {600, 600});
+        QCOMPARE(mark->toText(), QString::fromLatin1(line));
+    }
+}
+
+void TestMarkFile::loadedMarksLieLow() {
+    QVERIFY(WorkingFolder::write(kFile,
+                                 "HLine #00ff00 1 1 | 5 6\r\nLine #ff0000 3 1 | 1 2 3 4\r\n"
+                                 "Coordinates #0000ff 1 1 | 9 9\r\n"));
+    scene->loadMarks(0);
+    const auto marks = marksIn(*scene);
+    QCOMPARE(marks.size(), 3);
+    for (const Mark* mark : marks) {
+        QCOMPARE(mark->zValue(), mark->toolTip() == QLatin1String("Line Mark") ? 1000.0 : 5.0);
+        QCOMPARE(mark->flags(), QGraphicsItem::GraphicsItemFlags());
+    }
+}
+
+void TestMarkFile::goldenFile() {
+    QFile golden(QStringLiteral(TEST_DATA "/mark0.txt"));
+    QVERIFY(golden.open(QIODevice::ReadOnly));
+    const QByteArray content = golden.readAll();
+    QCOMPARE(content.count("\r\n"), 10);
+    QVERIFY(WorkingFolder::write(kFile, content));
+    scene->loadMarks(0);
+    QCOMPARE(marksIn(*scene).size(), 10);
+    scene->saveMarks(0);
+    QCOMPARE(WorkingFolder::read(kFile), content);
+    QCOMPARE(QDir().entryList(QDir::Files), QStringList{kFile});  // and nothing beside it
+}
+
+void TestMarkFile::lineEnds_data() {
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("CR LF") << QByteArray("HLine #00ff00 1 1 | 5 6\r\nVLine #00ff00 1 1 | 7 8\r\n");
+    QTest::newRow("LF") << QByteArray("HLine #00ff00 1 1 | 5 6\nVLine #00ff00 1 1 | 7 8\n");
+    QTest::newRow("none at the end") << QByteArray("HLine #00ff00 1 1 | 5 6\r\nVLine #00ff00 1 1 | 7 8");
+    QTest::newRow("empty lines") << QByteArray(
+        "\n\r\nHLine #00ff00 1 1 | 5 6\r\n\n\nVLine #00ff00 1 1 | 7 8\n\n");
+    QTest::newRow("nonsense between") << QByteArray(
+        "HLine #00ff00 1 1 | 5 6\r\nLine #ff\r\n\xff\xfe\x80 x\r\nText a b\r\nVLine #00ff00 1 1 | 7 8\r\n");
+    QTest::newRow("byte order mark") << QByteArray(
+        "\xef\xbb\xbfHLine #00ff00 1 1 | 5 6\r\nVLine #00ff00 1 1 | 7 8\r\n");
+}
+
+void TestMarkFile::lineEnds() {
+    QFETCH(QByteArray, content);
+    QVERIFY(WorkingFolder::write(kFile, content));
+    scene->loadMarks(0);
+    QCOMPARE(linesOf(*scene), (QStringList{QStringLiteral("HLine #00ff00 1 1 | 5 6"),
+                                           QStringLiteral("VLine #00ff00 1 1 | 7 8")}));
+}
+
+void TestMarkFile::strangeBytes_data() {
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<int>("count");
+    QTest::newRow("NUL in a number") << QByteArray("HLine #00ff00 1 1 | 5 6\0\r\n", 26) << 1;
+    QTest::newRow("NUL in the keyword") << QByteArray("HL\0ine #00ff00 1 1 | 5 6\r\n", 26) << 0;
+    QTest::newRow("only NUL") << QByteArray(100000, '\0') << 0;
+    QTest::newRow("only spaces") << QByteArray(100000, ' ') << 0;
+    QTest::newRow("only line ends") << QByteArray(100000, '\n') << 0;
+    QTest::newRow("a folder of numbers")
+        << QByteArray("Line ") + QByteArray("9").repeated(50000) + " 1 1 | 1 2 3 4" << 1;
+    QTest::newRow("half a UTF-16 file") << QByteArray("\xff\xfeH\0L", 5) << 0;
+}
+
+void TestMarkFile::strangeBytes() {
+    QFETCH(QByteArray, content);
+    QVERIFY(WorkingFolder::write(kFile, content));
+    scene->loadMarks(0);
+    QTEST(marksIn(*scene).size(), "count");
+    rendered(*scene);
+}
+
+void TestMarkFile::longLines() {
+    const QByteArray first = "HLine #00ff00 1 1 | 5 6\r\n";
+    const QByteArray last = "VLine #00ff00 1 1 | 7 8\r\n";
+    // Long but within the limit: read. Beyond it: skipped, also when a piece of it looks like a line of its
+    // own.
+    const QByteArray within =
+        "HLine #00ff00 1 1 | 1 " + QByteArray(MarkFileReader::kLongestLine - 100, ' ') + "2\n";
+    QByteArray beyond(MarkFileReader::kLongestLine, 'x');
+    beyond += first.trimmed() + QByteArray(3 * MarkFileReader::kLongestLine, ' ') + "\n";
+    const QByteArray exactly = QByteArray(MarkFileReader::kLongestLine, ' ') + "\n";
+    QVERIFY(WorkingFolder::write(kFile, first + within + beyond + exactly + last));
+    scene->loadMarks(0);
+    QCOMPARE(linesOf(*scene), (QStringList{QStringLiteral("HLine #00ff00 1 1 | 5 6"),
+                                           QStringLiteral("HLine #00ff00 1 1 | 1 2"),
+                                           QStringLiteral("VLine #00ff00 1 1 | 7 8")}));
+}
+
+void TestMarkFile::nothingInAnEmptyScene() {
+    InteractiveScene empty(nullptr, 1);
+    QVERIFY(WorkingFolder::write(kFile, "HLine #00ff00 1 1 | 5 6\r\n"));
+    empty.saveMarks(0);
+    QCOMPARE(WorkingFolder::read(kFile), QByteArray("HLine #00ff00 1 1 | 5 6\r\n"));
+    empty.loadMarks(0);
+    QVERIFY(empty.items().isEmpty());
+}
+
+void TestMarkFile::noMarksMakeAnEmptyFile() {
+    QVERIFY(WorkingFolder::write(kFile, "something"));
+    scene->saveMarks(0);
+    QVERIFY(QFile::exists(kFile));
+    QCOMPARE(QFileInfo(kFile).size(), 0);
+}
+
+void TestMarkFile::disabledMarksAndOverlaysAreLeftOut() {
+    QVERIFY(WorkingFolder::write(kFile, "HLine #00ff00 1 1 | 5 6\r\nVLine #00ff00 1 1 | 7 8\r\n"));
+    scene->loadMarks(0);
+    scene->setMode(10);
+    scene->setMode(11);
+    scene->setMode(0);
+    QCOMPARE(marksIn(*scene).size(), 4);
+    for (Mark* mark : marksIn(*scene)) {
+        if (mark->toolTip() == QLatin1String("Horizontal Line Mark"))
+            mark->setEnabled(false);
+    }
+    QCOMPARE(linesOf(*scene), QStringList{QStringLiteral("VLine #00ff00 1 1 | 7 8")});
+}
+
+void TestMarkFile::oldFileSurvivesAFailedWrite() {
+    QVERIFY(WorkingFolder::write(kFile, "HLine #00ff00 1 1 | 5 6\r\n"));
+    scene->loadMarks(0);
+    // A folder of that name cannot be replaced: the write fails, which is only logged.
+    QVERIFY(QDir().mkdir(QStringLiteral("mark3.txt")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("mark3\\.txt was not written: .+")));
+    scene->saveMarks(3);
+    QVERIFY(QFileInfo(QStringLiteral("mark3.txt")).isDir());
+    QCOMPARE(QDir().entryList(QDir::Files), QStringList{kFile});
+}
+
+void TestMarkFile::missingFileClears() {
+    QVERIFY(WorkingFolder::write(kFile, "HLine #00ff00 1 1 | 5 6\r\n"));
+    scene->loadMarks(0);
+    scene->setMode(10);
+    scene->setMode(0);
+    QVERIFY(QFile::remove(kFile));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("mark0\\.txt was not read: .+")));
+    scene->loadMarks(0);
+    QVERIFY(marksIn(*scene).isEmpty());
+}
+
+void TestMarkFile::crossHairsAreAnnouncedInOrder() {
+    QSignalSpy finished(scene.get(), &InteractiveScene::finished);
+    QVERIFY(WorkingFolder::write(kFile,
+                                 "Coordinates #0000ff 1 1 | 1.5 2\r\nHLine #00ff00 1 1 | 5 6\r\n"
+                                 "Coordinates #0000ff 1 1 | 3 4\r\n"));
+    scene->loadMarks(0);
+    QCOMPARE(finished.count(), 2);
+    QCOMPARE(finished[0].mid(0, 3), (QVariantList{1.5, 2.0, 7}));
+    QCOMPARE(finished[1].mid(0, 3), (QVariantList{3.0, 4.0, 7}));
+}
+
+void TestMarkFile::announcedBeforeItIsInTheScene() {
+    bool wasInScene = true;
+    connect(scene.get(), &InteractiveScene::finished, this, [&](double, double, int, Mark* mark) {
+        wasInScene = mark->scene() != nullptr;
+        scene->removeMark(mark);  // not in the list yet: nothing happens
+    });
+    QVERIFY(WorkingFolder::write(kFile, "Coordinates #0000ff 1 1 | 1.5 2\r\n"));
+    scene->loadMarks(0);
+    QVERIFY(!wasInScene);
+    QCOMPARE(marksIn(*scene).size(), 1);
+}
+
+/// As the window does that keeps only so many corners.
+void TestMarkFile::listenerMayRemoveOlderMarks() {
+    QList<Mark*> known;
+    connect(scene.get(), &InteractiveScene::finished, this, [&](double, double, int, Mark* mark) {
+        known.append(mark);
+        if (known.size() > 1)
+            scene->removeMark(known.takeFirst());
+    });
+    QVERIFY(WorkingFolder::write(kFile, QByteArray("Coordinates #0000ff 1 1 | 1 2\r\n").repeated(5) +
+                                            "Coordinates #0000ff 1 1 | 8 9\r\n"));
+    scene->loadMarks(0);
+    QCOMPARE(linesOf(*scene), QStringList{QStringLiteral("Coordinates #0000ff 1 1 | 8 9")});
+}
+
+void TestMarkFile::loadingWhileACrossHairIsPlaced() {
+    QVERIFY(WorkingFolder::write(kFile, "HLine #00ff00 1 1 | 5 6\r\n"));
+    scene->loadMarks(0);
+    scene->setMode(7);
+    BoxAnswerer answerer;
+    scene->loadMarks(0);
+    QCOMPARE(answerer.boxes.size(), 1);
+    QCOMPARE(answerer.boxes[0].icon, QMessageBox::Warning);
+    QCOMPARE(answerer.boxes[0].title, QStringLiteral("Warning"));
+    QCOMPARE(answerer.boxes[0].text, QStringLiteral("Please finish the current action first."));
+    QCOMPARE(answerer.boxes[0].buttons, QMessageBox::StandardButtons(QMessageBox::Ok));
+    QCOMPARE(linesOf(*scene), (QStringList{QStringLiteral("HLine #00ff00 1 1 | 5 6"),
+                                           QStringLiteral("HLine #00ff00 1 1 | 5 6")}));
+}
+
+void TestMarkFile::textLine() {
+    const QString line = QStringLiteral("Text #00ff00 2 1 | 10.5 20 110 -30 | 1 HH:mm 1 free 1 3 4 2.5");
+    const auto text = TextMark::fromText(line, scene.get());
+    QVERIFY(text);
+    QCOMPARE(text->toText(), line);
+    QCOMPARE(text->markType, 10);
+    QCOMPARE(text->zValue(), 5.0);
+    QVERIFY(!TextMark::fromText(line.section(QLatin1Char(' '), 0, -2), scene.get()));  // 17 fields
+    QVERIFY(!TextMark::fromText(QStringLiteral("text") + line.mid(4), scene.get()));
+    QVERIFY(!TextMark::fromText(QStringLiteral("x ") + line, scene.get()));
+    QVERIFY(!TextMark::fromText(QString(), scene.get()));
+}
+
+/// Fields are taken by their position, wherever spaces and empty texts have moved them.
+void TestMarkFile::textLineIsReadByPosition() {
+    TextMark fresh(scene.get());
+    fresh.showBarcode();
+    fresh.setBarcode(QStringLiteral("4711"));
+    const QString line = fresh.toText();
+    QCOMPARE(line, QStringLiteral("Text #ff0000 1 1 | 0 0 0 0 | 0 yyyy-MM-dd HH:mm:ss 0  1 0 0 0"));
+    const auto read = TextMark::fromText(line, scene.get());
+    QVERIFY(read);
+    // The format has lost its time, which is now the free text's switch; the barcode's is where it belongs.
+    QCOMPARE(read->toText(), QStringLiteral("Text #ff0000 1 1 | 0 0 0 0 | 0 yyyy-MM-dd 0 0 1 0 0 0"));
+    // A format without a space leaves a line that is one field short.
+    TextMark short_(scene.get());
+    short_.showDateTime(QStringLiteral("HH:mm"));
+    QVERIFY(!TextMark::fromText(short_.toText(), scene.get()));
+}
+
+void TestMarkFile::dateTimeFormatIsMended() {
+    TextMark fresh(scene.get());
+    fresh.showDateTime(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+    scene->dateTimeFormat = QStringLiteral("dd.MM. HH:mm");
+    scene->restoreDateTimeMark(fresh.toText());
+    const auto marks = marksIn(*scene);
+    QCOMPARE(marks.size(), 1);
+    QVERIFY(marks[0]->toText().contains(QStringLiteral("| 1 dd.MM. HH:mm 0 ")));
+    QCOMPARE(marks[0]->markType, 10);  // until it is placed again
+    QCOMPARE(static_cast<int>(marks[0]->flags()), 0x803);
+}
+
+void TestMarkFile::overlaysAreNotReplaced() {
+    const QString one = QStringLiteral("Text #00ff00 1 1 | 1 1 0 0 | 0 x 0 y 1 0 0 0");
+    const QString two = QStringLiteral("Text #00ff00 1 1 | 2 2 0 0 | 0 x 0 y 1 0 0 0");
+    scene->restoreBarcodeMark(QString());
+    scene->restoreBarcodeMark(QStringLiteral("Text #00ff00"));
+    scene->restoreDateTimeMark(QStringLiteral("nonsense"));
+    QVERIFY(marksIn(*scene).isEmpty());
+    scene->restoreBarcodeMark(one);
+    scene->restoreBarcodeMark(two);
+    QCOMPARE(marksIn(*scene).size(), 1);
+    QCOMPARE(marksIn(*scene)[0]->toText(), one);
+    QCOMPARE(static_cast<int>(marksIn(*scene)[0]->flags()), 0x803);
+}
+
+/// What is read has the kind that files and programs know: an upright line is a line's.
+void TestMarkFile::kinds() {
+    const struct {
+        const char* line;
+        int kind;
+    } table[] = {{"HLine #00ff00 1 1 | 5 6", 6},           {"VLine #00ff00 1 1 | 5 6", 1},
+                 {"Line #00ff00 1 1 | 5 6 7 8", 1},        {"Arc #00ff00 1 1 | 1 2 3 4 5 6", 4},
+                 {"Rectangle #00ff00 1 1 0 | 1 2 3 4", 3}, {"Circle #00ff00 1 1 | 1 2 3 4 5 6", 2},
+                 {"Coordinates #00ff00 1 1 | 5 6", 7},     {"Polygon #00ff00 1 1 1 | 5 6 ", 8},
+                 {"Ellipse #00ff00 1 1 0 | 1 2 3 4", 9}};
+    for (const auto& row : table)
+        QCOMPARE(markFromLine(QString::fromLatin1(row.line), scene.get())->markType, row.kind);
+    QVERIFY(markFromLine(QStringLiteral("VLine #00ff00 1 1 | 5 6"), scene.get())
+                ->toText()
+                .startsWith(QStringLiteral("VLine ")));
+}
+
+QTEST_MAIN(TestMarkFile)
+#include "tst_markfile.moc"
