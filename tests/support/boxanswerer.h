@@ -2,6 +2,7 @@
 
 #include <QApplication>
 #include <QMessageBox>
+#include <QPushButton>
 #include <QTimer>
 #include <QVector>
 
@@ -14,6 +15,7 @@ public:
         QString title;
         QString text;
         QMessageBox::StandardButtons buttons;
+        QMessageBox::StandardButton defaultButton;
     };
 
     BoxAnswerer() {
@@ -22,14 +24,19 @@ public:
     }
 
     QVector<Box> boxes;
+    QMessageBox::StandardButton choice = QMessageBox::NoButton;  ///< pressed where a box has it
 
 private:
     void answer() {
         auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
         if (!box || !box->isVisible())
             return;
-        boxes.append({box->icon(), box->windowTitle(), box->text(), box->standardButtons()});
-        box->accept();
+        boxes.append({box->icon(), box->windowTitle(), box->text(), box->standardButtons(),
+                      box->standardButton(box->defaultButton())});
+        if (auto* button = box->button(choice))
+            button->click();
+        else
+            box->accept();
     }
 
     QTimer timer;

@@ -9,6 +9,9 @@
 #include "marks/mark.h"
 #include "marks/markfile.h"
 
+// For signal spies.
+Q_DECLARE_METATYPE(Mark*)
+
 /// A left press, or a move with the left button held, at a scene point, as a mark gets it.
 inline std::unique_ptr<QGraphicsSceneMouseEvent> sceneMouse(QEvent::Type type, QPointF point) {
     auto event = std::make_unique<QGraphicsSceneMouseEvent>(type);

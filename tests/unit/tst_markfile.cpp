@@ -11,8 +11,6 @@
 #include "support/marktest.h"
 #include "support/workingfolder.h"
 
-Q_DECLARE_METATYPE(Mark*)
-
 namespace {
 
 const QString kFile = QStringLiteral("mark0.txt");
@@ -81,6 +79,7 @@ private:
 };
 
 void TestMarkFile::init() {
+    qRegisterMetaType<Mark*>("Mark*");
     folder = std::make_unique<WorkingFolder>();
     scene = std::make_unique<InteractiveScene>(nullptr, 1);
     scene->setSceneRect(0, 0, 640, 480);
