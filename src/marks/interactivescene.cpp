@@ -15,8 +15,8 @@
 
 namespace {
 
-// A key held down for a night is no barcode; the longest of those has some 7000 characters.
-constexpr int kLongestBarcode = 8192;
+// A key held down for a night is no barcode; the longest that readers type has 4296 characters.
+constexpr int kLongestBarcode = 4296;
 
 }  // namespace
 
@@ -304,6 +304,8 @@ void InteractiveScene::typed(QKeyEvent* event) {
             barcodeBuffer.chop(1);
         else if (barcodeBuffer.size() < kLongestBarcode)
             barcodeBuffer += event->text();
+        else
+            return;
         barcodeMark->setBarcode(barcodeBuffer);
     }
     update();

@@ -24,8 +24,6 @@ private slots:
 private:
     static void startOnScreen(WindowUnderTest& window);
     static void whileTheMenuIsUp(const std::function<void(QMenu*)>& look, const QStringList& keys);
-    /// The whole scene is in view, as large as it can be.
-    static bool isFitted(const WindowUnderTest& window);
     static bool press(const QStringList& xdotool);
 };
 
@@ -33,13 +31,6 @@ void TestScreen::startOnScreen(WindowUnderTest& window) {
     window.start();
     QVERIFY(QTest::qWaitForWindowActive(window.get(), kWait));
     QVERIFY(window.waitForTiles(2));
-}
-
-bool TestScreen::isFitted(const WindowUnderTest& window) {
-    const QRectF scene = window.view()->scene()->sceneRect();
-    const double scale = std::min((window.view()->width() - 2) / scene.width(),
-                                  (window.view()->height() - 2) / scene.height());
-    return qFuzzyCompare(window.view()->transform().m11(), scale);
 }
 
 /// Runs xdotool while the windows of this process go on.
@@ -69,18 +60,18 @@ void TestScreen::fullScreenByKeys() {
     QTRY_COMPARE_WITH_TIMEOUT(window->geometry(), screen, kWait);
     QTRY_COMPARE_WITH_TIMEOUT(window.view()->size(), screen.size(), kWait);
     QVERIFY(bar->isHidden());
-    QTRY_VERIFY_WITH_TIMEOUT(isFitted(window), kWait);
+    QTRY_VERIFY_WITH_TIMEOUT(window.isFitted(), kWait);
     // The keys still work although the bars that hold the actions are hidden.
     QVERIFY(press({QStringLiteral("key"), QStringLiteral("Escape")}));
     QTRY_VERIFY_WITH_TIMEOUT(!window->isFullScreen(), kWait);
     QVERIFY(!bar->isHidden());
     // The window manager gives the normal size some time later; the view follows it.
     QTRY_VERIFY_WITH_TIMEOUT(window->height() < screen.height() - 100, kWait);
-    QTRY_VERIFY_WITH_TIMEOUT(isFitted(window), kWait);
+    QTRY_VERIFY_WITH_TIMEOUT(window.isFitted(), kWait);
     QVERIFY(press({QStringLiteral("key"), QStringLiteral("F4")}));
     QTRY_VERIFY_WITH_TIMEOUT(window->isFullScreen(), kWait);
     QTRY_COMPARE_WITH_TIMEOUT(window.view()->size(), screen.size(), kWait);
-    QTRY_VERIFY_WITH_TIMEOUT(isFitted(window), kWait);
+    QTRY_VERIFY_WITH_TIMEOUT(window.isFitted(), kWait);
 }
 
 void TestScreen::draggedTileIsRearranged() {
@@ -88,7 +79,7 @@ void TestScreen::draggedTileIsRearranged() {
     WorkingFolder::setKey(QStringLiteral("Pos/X1"), 64);
     WorkingFolder::setKey(QStringLiteral("Pos/Y1"), 0);
     startOnScreen(window);
-    QTRY_VERIFY_WITH_TIMEOUT(isFitted(window), kWait);
+    QTRY_VERIFY_WITH_TIMEOUT(window.isFitted(), kWait);
     auto* right = window.tiles()[1];
     // Tile 1 is dragged to the left of tile 0 by the mouse.
     const auto onScreen = [&](QPointF scenePoint) {

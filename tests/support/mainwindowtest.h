@@ -63,6 +63,14 @@ public:
         return found;
     }
 
+    /// The whole scene is in view, as large as it can be.
+    bool isFitted() const {
+        const QRectF scene = view()->scene()->sceneRect();
+        const double scale =
+            std::min((view()->width() - 2) / scene.width(), (view()->height() - 2) / scene.height());
+        return qFuzzyCompare(view()->transform().m11(), scale);
+    }
+
     bool waitForTiles(int count) const {
         return QTest::qWaitFor([&] { return tiles().size() == count; }, kWait);
     }

@@ -72,6 +72,8 @@ private slots:
     void dateTimeFormatIsMended();
     void overlaysAreNotReplaced();
     void kinds();
+    void keptInputs_data();
+    void keptInputs();
 
 private:
     std::unique_ptr<WorkingFolder> folder;
@@ -492,6 +494,35 @@ void TestMarkFile::kinds() {
     QVERIFY(markFromLine(QStringLiteral("VLine #00ff00 1 1 | 5 6"), scene.get())
                 ->toText()
                 .startsWith(QStringLiteral("VLine ")));
+}
+
+void TestMarkFile::keptInputs_data() {
+    QTest::addColumn<QString>("target");
+    QTest::newRow("lines") << QStringLiteral("fuzz_markline");
+    QTest::newRow("files") << QStringLiteral("fuzz_markfile");
+}
+
+/// What the fuzzers have found worth keeping, on every build and with every sanitizer: load, paint, save,
+/// load again.
+void TestMarkFile::keptInputs() {
+    QFETCH(QString, target);
+    QDirIterator inputs(QStringLiteral(FUZZ_CORPUS "/") + target, QDir::Files);
+    QVERIFY(inputs.hasNext());
+    while (inputs.hasNext()) {
+        QFile input(inputs.next());
+        QVERIFY(input.open(QIODevice::ReadOnly));
+        QByteArray content = input.readAll();
+        if (target == QLatin1String("fuzz_markline"))
+            content.remove(0, 1);  // there the first byte is a zoom
+        QVERIFY(WorkingFolder::write(kFile, content));
+        scene->loadMarks(0);
+        scene->saveMarks(0);
+        const QByteArray saved = WorkingFolder::read(kFile);
+        rendered(*scene);
+        scene->loadMarks(0);
+        scene->saveMarks(0);
+        QCOMPARE(WorkingFolder::read(kFile), saved);
+    }
 }
 
 QTEST_MAIN(TestMarkFile)
