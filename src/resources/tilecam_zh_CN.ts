@@ -60,6 +60,17 @@
     </message>
 </context>
 <context>
+    <name>InteractiveScene</name>
+    <message>
+        <source>Warning</source>
+        <translation>警告</translation>
+    </message>
+    <message>
+        <source>Please finish the current action first.</source>
+        <translation>请先完成当前操作。</translation>
+    </message>
+</context>
+<context>
     <name>MainWindow</name>
     <message>
         <source>Bivista</source>
@@ -264,6 +275,14 @@
     <message>
         <source>Restart to continue.</source>
         <translation>请重新启动程序以继续。</translation>
+    </message>
+    <message>
+        <source>Override?</source>
+        <translation>是否覆盖？</translation>
+    </message>
+    <message>
+        <source>No marks in the curvas, do you still want to save?</source>
+        <translation>画面上没有标记，仍要保存吗？</translation>
     </message>
 </context>
 <context>

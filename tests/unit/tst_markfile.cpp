@@ -72,6 +72,7 @@ private slots:
     void dateTimeFormatIsMended();
     void overlaysAreNotReplaced();
     void kinds();
+    void documentedLines();
     void keptInputs_data();
     void keptInputs();
 
@@ -494,6 +495,19 @@ void TestMarkFile::kinds() {
     QVERIFY(markFromLine(QStringLiteral("VLine #00ff00 1 1 | 5 6"), scene.get())
                 ->toText()
                 .startsWith(QStringLiteral("VLine ")));
+}
+
+/// The file that docs/marks.md shows is one, and has every kind.
+void TestMarkFile::documentedLines() {
+    QFile document(QStringLiteral(DOCUMENTS "/marks.md"));
+    QVERIFY(document.open(QIODevice::ReadOnly));
+    QString file = QString::fromUtf8(document.readAll()).section(QStringLiteral("```\n"), 1, 1);
+    file.replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
+    QCOMPARE(file.count(QLatin1Char('\n')), 9);
+    QVERIFY(WorkingFolder::write(kFile, file.toLatin1()));
+    scene->loadMarks(0);
+    scene->saveMarks(0);
+    QCOMPARE(QString::fromLatin1(WorkingFolder::read(kFile)), file);
 }
 
 void TestMarkFile::keptInputs_data() {
