@@ -1,5 +1,6 @@
 #include "marks/figuremark.h"
 
+#include <QFontMetricsF>
 #include <QGraphicsSceneMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -31,11 +32,21 @@ QRectF FigureMark::paintedRect() const {
     if (showMeasure) {
         const auto texts = captions();
         for (const Caption& caption : texts) {
-            const QRectF area = caption.area.normalized();
+            const QRectF area = paintedArea(caption);
             rect |= QRectF(area.topLeft() / zoom(), area.size() / zoom());
         }
     }
     return rotation().mapRect(rect);
+}
+
+/// The area, or the text where that is larger, screen px.
+QRectF FigureMark::paintedArea(const Caption& caption) {
+    QRectF area = caption.area.normalized();
+    const QFontMetricsF metrics{QFont()};
+    const QSizeF text(metrics.horizontalAdvance(caption.text) + metrics.height(), 1.5 * metrics.height());
+    const QSizeF size = area.size().expandedTo(text);
+    const QPointF centre = area.center();
+    return {centre - QPointF(size.width(), size.height()) / 2.0, size};
 }
 
 QRectF FigureMark::boundingRect() const {
@@ -59,8 +70,12 @@ void FigureMark::paint(QPainter* painter, const QStyleOptionGraphicsItem* option
         if (showMeasure) {
             painter->scale(1.0 / zoom(), 1.0 / zoom());
             const auto texts = captions();
+            painter->setFont(QFont());
+            // Centred, and whole where the area is too small: a measure without its first digit would be a
+            // wrong one.
             for (const Caption& caption : texts)
-                painter->drawText(caption.area.normalized(), Qt::AlignCenter, caption.text);
+                painter->drawText(caption.area.normalized(), Qt::AlignCenter | Qt::TextDontClip,
+                                  caption.text);
         }
     }
     painter->restore();

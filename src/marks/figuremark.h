@@ -73,5 +73,6 @@ protected:
     int clickStep = 0;        // clicks taken; points.size() = complete, unless a kind says otherwise
 
 private:
+    static QRectF paintedArea(const Caption& caption);
     bool readLine(bool isOwnKeyword, const MarkFields& fields, int first);
 };

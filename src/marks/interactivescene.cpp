@@ -26,14 +26,26 @@ InteractiveScene::InteractiveScene(QObject* parent, int optionBits)
     connect(this, &QGraphicsScene::sceneRectChanged, this, &InteractiveScene::takeSceneRect);
 }
 
-/// Kept here instead of asked for: the scene may have to ask its items for its rectangle, and they it for
-/// theirs.
+void InteractiveScene::setSceneRect(const QRectF& rect) {
+    hasOwnRect = !rect.isNull();
+    QGraphicsScene::setSceneRect(rect);
+}
+
+/// Kept here instead of asked for: the scene asks its items for its rectangle, and marks that go across it
+/// would ask back. For the same reason a scene without a rectangle of its own is as wide as what is in it
+/// beside marks.
 void InteractiveScene::takeSceneRect(const QRectF& rect) {
-    if (rect.size() == extent)
-        return;
-    for (Mark* mark : qAsConst(marks))
-        mark->prepareForNewSceneSize();
-    extent = rect.size();
+    QRectF whole = rect;
+    if (!hasOwnRect) {
+        whole = QRectF();
+        const auto all = items();
+        for (const QGraphicsItem* item : all) {
+            if (!dynamic_cast<const Mark*>(item))
+                whole |= item->sceneBoundingRect();
+        }
+    }
+    // The scene sorts its items anew at each change of its rectangle, so marks need not be told.
+    extent = whole.size();
 }
 
 QString InteractiveScene::unitText() const {
@@ -304,9 +316,8 @@ void InteractiveScene::typed(QKeyEvent* event) {
             barcodeBuffer.chop(1);
         else if (barcodeBuffer.size() < kLongestBarcode)
             barcodeBuffer += event->text();
-        else
-            return;
-        barcodeMark->setBarcode(barcodeBuffer);
+        if (barcodeBuffer != barcodeMark->barcodeText())
+            barcodeMark->setBarcode(barcodeBuffer);
     }
     update();
 }

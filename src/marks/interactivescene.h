@@ -32,8 +32,8 @@ public:
     void clearMarks();
     /// Takes a mark out of the scene and deletes it; no effect on a mark that is not in the list.
     void removeMark(Mark* m);
-    /// Marks are there, overlays not counted.
-    bool hasMarks() const { return !marks.isEmpty(); }
+    /// Number of marks, overlays and the one being placed not counted.
+    int markCount() const { return marks.size(); }
 
     /// Writes the marks, without the overlays, to the mark file; does nothing in a scene without any item. A
     /// failure is a line in the log and leaves the old file.
@@ -46,6 +46,9 @@ public:
     void restoreBarcodeMark(const QString& line);
     void restoreDateTimeMark(const QString& line);
 
+    /// Gives the scene a rectangle of its own. Until then it is as large as its items.
+    void setSceneRect(const QRectF& rect);
+    void setSceneRect(qreal x, qreal y, qreal w, qreal h) { setSceneRect(QRectF(x, y, w, h)); }
     /// 0, 0, width, height: where marks that go across the scene are drawn, px.
     QRectF wholeRect() const { return QRectF(QPointF(0.0, 0.0), extent); }
     /// "pix", "mm" or "um".
@@ -92,5 +95,6 @@ private:
     QString barcodeBuffer;                   // typed since the last Return
     int options;
     QList<Mark*> marks;       // owned, in order of creation or loading
+    bool hasOwnRect = false;  // not that of its items
     QSizeF extent{0.0, 0.0};  // px, of the scene rectangle
 };

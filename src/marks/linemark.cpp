@@ -52,11 +52,16 @@ QVector<FigureMark::Caption> LineMark::captions() const {
     if (normal.y() > 0.0)
         normal = -normal;
     const QPointF nearest(std::min(points[0].x(), points[1].x()), std::min(points[0].y(), points[1].y()));
-    if (nearest.x() * zoom() < kLeftMargin ? normal.x() < 0.0 : nearest.y() * zoom() < kTopMargin)
+    // Along a line in a corner of the scene, the caption goes to the side that is inside for both edges.
+    const bool isNearLeft = nearest.x() * zoom() < kLeftMargin;
+    const bool isNearTop = nearest.y() * zoom() < kTopMargin;
+    if ((isNearTop && normal.y() < 0.0) || (isNearLeft && !isNearTop && normal.x() < 0.0))
         normal = -normal;
     const double distance =
         kHalfWidth * std::abs(normal.x()) + kHalfHeight * std::abs(normal.y()) + kCaptionOffset;
-    const QPointF centre = (points[0] + points[1]) / 2.0 * zoom() + normal * distance;
+    QPointF centre = (points[0] + points[1]) / 2.0 * zoom() + normal * distance;
+    if (isNearLeft)
+        centre.setX(std::max(centre.x(), kHalfWidth));
     const double length = static_cast<double>(lengthOf(points[1] - points[0]));
     return {{around(centre.x(), centre.y()), lengthText(length)}};
 }

@@ -1,10 +1,17 @@
 #include "marks/mark.h"
 
 #include <QPainter>
+#include <algorithm>
 
 #include "marks/interactivescene.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
+
+namespace {
+
+constexpr double kLeastZoom = 0.001;  // below, a scene of any size is a dot
+
+}  // namespace
 
 Mark::Mark(InteractiveScene* owner, int kind, const QColor& color, int width, const QString& toolTip)
     : markType(kind), penColor(color), penWidth(width), interactiveScene(owner) {
@@ -20,7 +27,7 @@ void Mark::dragPoint(QGraphicsSceneMouseEvent* event) {
 
 double Mark::zoom() const {
     const double zoom = interactiveScene->viewZoom;
-    return zoom > 0.0 && zoom <= kDrawableLimit ? zoom : 1.0;
+    return zoom > 0.0 ? std::clamp(zoom, kLeastZoom, kDrawableLimit) : 1.0;
 }
 
 void Mark::applyPen(QPainter* painter) {

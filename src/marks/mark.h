@@ -48,9 +48,6 @@ public:
     int penWidth = 1;     ///< px; set by the last paint
     int showMeasure = 1;  ///< not 0: measurement texts are drawn
 
-    /// The scene is about to tell its marks of a new size; those that cover all of it depend on it.
-    void prepareForNewSceneSize() { prepareGeometryChange(); }
-
 protected:
     /// `owner` is the scene whose unit and zoom the mark uses; it outlives the mark.
     Mark(InteractiveScene* owner, int kind, const QColor& color, int width, const QString& toolTip);

@@ -14,7 +14,8 @@ constexpr double kDrawableLimit = 1e6;
 bool isDrawable(QPointF point);
 bool isDrawable(const QVector<QPointF>& points);
 
-/// The pen width that looks about one px wide on screen, px: 1 from zoom 1 up, else 1/zoom rounded.
+/// The pen width that looks about one px wide on screen, px: 1 from zoom 1 up, else 1/zoom rounded, at most
+/// 1000; also 1 for a zoom that is none (0, negative, no number).
 int penWidthAt(double zoom);
 
 struct Circle {

@@ -17,10 +17,6 @@ constexpr int kPointsPerPenWidth = 50;  // font size
 // Also in a barcode's line: its space gives the line the number of fields that reading wants.
 constexpr auto kDefaultFormat = "yyyy-MM-dd HH:mm:ss";
 
-QString placeholder() {
-    return QStringLiteral("########");
-}
-
 }  // namespace
 
 TextMark::TextMark(InteractiveScene* scene)
@@ -112,17 +108,17 @@ QFont TextMark::font() const {
     return font;
 }
 
-QString TextMark::shownText() const {
-    return showMeasure ? displayText : placeholder();
+QString TextMark::placeholder() {
+    return QStringLiteral("########");
 }
 
 /// Around what is painted, item px relative to the origin. Glyphs may reach over their advance and their
 /// line.
 QRectF TextMark::textRect() const {
     const QFontMetrics metrics(font());
-    const QString text = shownText();
-    const QRect rect = metrics.boundingRect(text) |
-                       QRect(0, -metrics.ascent(), metrics.horizontalAdvance(text), metrics.height());
+    const QString shown = text();
+    const QRect rect = metrics.boundingRect(shown) |
+                       QRect(0, -metrics.ascent(), metrics.horizontalAdvance(shown), metrics.height());
     const int margin = metrics.height() / 8 + 1;
     return rect.adjusted(-margin, -margin, margin, margin);
 }
@@ -147,7 +143,7 @@ void TextMark::paint(QPainter* painter, const QStyleOptionGraphicsItem* option, 
     compose();
     painter->setFont(font());
     if (isDrawable(origin))
-        painter->drawText(origin, shownText());
+        painter->drawText(origin, text());
     const QFontMetrics metrics = painter->fontMetrics();
     farCorner = anchor() + QPointF(metrics.horizontalAdvance(displayText), -metrics.height());
     if (!extent.contains(textRect()))

@@ -26,6 +26,9 @@ public:
     void setDateTimeFormat(const QString& format);
     void showBarcode();
     void setBarcode(const QString& text);
+    QString barcodeText() const { return barcode; }
+    /// What was painted last, or will be: "########" instead while measures are off.
+    QString text() const { return showMeasure ? displayText : placeholder(); }
 
     QRectF boundingRect() const override;
     void paint(QPainter* painter, const QStyleOptionGraphicsItem* option, QWidget* widget) override;
@@ -42,7 +45,7 @@ public:
 private:
     void compose();
     QFont font() const;
-    QString shownText() const;
+    static QString placeholder();
     QRectF textRect() const;
     void moveTo(QPointF scenePoint);
 

@@ -270,6 +270,8 @@ void TestCorrection::cornersFindTheirTile_data() {
     QTest::newRow("row, far down") << QPointF(1, 9999) << 1 << 0 << QPointF(1, 9999);
     QTest::newRow("row, left of all") << QPointF(-3, 0) << 1 << 0 << QPointF(-3, 0);
     QTest::newRow("row, the last") << QPointF(2559.5, 0) << 2 << 3 << QPointF(639.5, 0);
+    QTest::newRow("grid, no number") << QPointF(qQNaN(), 5) << 0 << -1 << QPointF();
+    QTest::newRow("row, no number") << QPointF(qQNaN(), 5) << 1 << -1 << QPointF();
     QTest::newRow("row, beyond") << QPointF(2560, 0) << 1 << -1 << QPointF();
 }
 

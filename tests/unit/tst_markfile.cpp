@@ -8,6 +8,7 @@
 #include "marks/markline.h"
 #include "marks/textmark.h"
 #include "support/boxanswerer.h"
+#include "support/fulldisk.h"
 #include "support/marktest.h"
 #include "support/workingfolder.h"
 
@@ -358,6 +359,13 @@ void TestMarkFile::oldFileSurvivesAFailedWrite() {
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("mark3\\.txt was not written: .+")));
     scene->saveMarks(3);
     QVERIFY(QFileInfo(QStringLiteral("mark3.txt")).isDir());
+    {
+        const FullDisk full(10);
+        QTest::ignoreMessage(QtWarningMsg,
+                             QRegularExpression(QStringLiteral("mark0\\.txt was not written: .+")));
+        scene->saveMarks(0);
+    }
+    QCOMPARE(WorkingFolder::read(kFile), QByteArray("HLine #00ff00 1 1 | 5 6\r\n"));
     QCOMPARE(QDir().entryList(QDir::Files), QStringList{kFile});
 }
 
@@ -446,6 +454,8 @@ void TestMarkFile::textLineIsReadByPosition() {
     QCOMPARE(line, QStringLiteral("Text #ff0000 1 1 | 0 0 0 0 | 0 yyyy-MM-dd HH:mm:ss 0  1 0 0 0"));
     const auto read = TextMark::fromText(line, scene.get());
     QVERIFY(read);
+    // Read once more, as after placing a restored overlay and another restart: still there.
+    QVERIFY(TextMark::fromText(read->toText(), scene.get()));
     // The format has lost its time, which is now the free text's switch; the barcode's is where it belongs.
     QCOMPARE(read->toText(), QStringLiteral("Text #ff0000 1 1 | 0 0 0 0 | 0 yyyy-MM-dd 0 0 1 0 0 0"));
     // A format without a space leaves a line that is one field short.
@@ -464,6 +474,10 @@ void TestMarkFile::dateTimeFormatIsMended() {
     QVERIFY(marks[0]->toText().contains(QStringLiteral("| 1 dd.MM. HH:mm 0 ")));
     QCOMPARE(marks[0]->markType, 10);  // until it is placed again
     QCOMPARE(static_cast<int>(marks[0]->flags()), 0x803);
+    // An overlay that is there takes the format too, whatever the line.
+    scene->dateTimeFormat = QStringLiteral("HH mm");
+    scene->restoreDateTimeMark(QString());
+    QVERIFY(marks[0]->toText().contains(QStringLiteral("| 1 HH mm 0 ")));
 }
 
 void TestMarkFile::overlaysAreNotReplaced() {

@@ -12,6 +12,7 @@ private slots:
     void placingFreesTheTiles_data();
     void placingFreesTheTiles();
     void tiltTurnsTheCorrectionOff();
+    void cornersOfAFileGiveWay();
     void cornersInARow_data();
     void cornersInARow();
     void cornersInAGrid_data();
@@ -130,6 +131,37 @@ void TestMarking::tiltTurnsTheCorrectionOff() {
     QVERIFY(!enable->isChecked());
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Trans")), QStringLiteral("1"));
     QCOMPARE(crossHairs(window).size(), 1);
+}
+
+/// With calibration files: frames after Tilt are shown as they are, and the corners of the files give way to
+/// new ones.
+void TestMarking::cornersOfAFileGiveWay() {
+    const QByteArray calibration =
+        "<?xml version=\"1.0\"?>\n<opencv_storage>\n"
+        "<calibrate type_id=\"opencv-matrix\"><rows>3</rows><cols>3</cols><dt>d</dt><data>1. 0. 0. 0. 1. 0. "
+        "0. 0. "
+        "1.</data></calibrate>\n"
+        "<corner_src type_id=\"opencv-matrix\"><rows>4</rows><cols>2</cols><dt>f</dt><data>60. 40. 560. 40. "
+        "60. 400. "
+        "560. 400.</data></corner_src>\n"
+        "<corner_dst type_id=\"opencv-matrix\"><rows>4</rows><cols>2</cols><dt>f</dt><data>60. 40. 560. 40. "
+        "60. 400. "
+        "560. 400.</data></corner_dst>\n</opencv_storage>\n";
+    QVERIFY(WorkingFolder::write(QStringLiteral("Cal0.xml"), calibration));
+    WindowUnderTest window;
+    QVERIFY(WorkingFolder::write(QStringLiteral("Cal0.xml"), calibration));
+    start(window, 1, "Trans=1\n");
+    QVERIFY(window.action("actionEnable")->isChecked());
+    QCOMPARE(window.tiles()[0]->pixmap().size(), QSize(580, 480));
+    window.action("actionTilt")->trigger();
+    window.sendFrame(0, 100, 0, {640, 480});
+    QCOMPARE(window.tiles()[0]->pixmap().size(), QSize(640, 480));
+    // Four records came with the file and have no cross-hair; each click pushes one of them out.
+    for (int i = 0; i < 5; ++i) {
+        place(window, QPointF(100 + 20 * i, 100));
+        QVERIFY(window.leftText().endsWith(QStringLiteral("Total:4")));
+    }
+    QCOMPARE(crossHairs(window).size(), 4);
 }
 
 void TestMarking::cornersInARow_data() {
@@ -268,14 +300,16 @@ void TestMarking::clearingWhilePlacing() {
     WindowUnderTest window;
     start(window, 1);
     place(window, {200, 200}, "actionBarcode");
+    place(window, {200, 300}, "actionDate_Time");
     window.action("actionTilt")->trigger();
     window.action("actionClear")->trigger();
     QCOMPARE(window.answerer.boxes.size(), 1);
     QCOMPARE(window.answerer.boxes[0].text, QStringLiteral("Please finish the current action first."));
-    QCOMPARE(overlays(window), 1);
+    QCOMPARE(overlays(window), 2);
     QCOMPARE(crossHairs(window).size(), 1);
     QCOMPARE(window.tiles()[0]->flags(), QGraphicsItem::GraphicsItemFlags(QGraphicsItem::ItemIsMovable));
     QVERIFY(WorkingFolder::keyOnDisk(QStringLiteral("File/BarcodeMark")).isNull());
+    QVERIFY(WorkingFolder::keyOnDisk(QStringLiteral("File/DTMark")).isNull());
 }
 
 /// Records of corners whose cross-hairs are gone must not be taken for new ones at the same address.
@@ -416,9 +450,15 @@ void TestMarking::loadingLosesTheOverlays() {
     WindowUnderTest window;
     start(window, 1);
     place(window, {200, 200}, "actionBarcode");
+    place(window, {200, 300}, "actionDate_Time");
     QVERIFY(WorkingFolder::write(QStringLiteral("mark0.txt"), "Coordinates #0000ff 1 1 | 1 2\r\n"));
     window.action("actionLoad_Corner")->trigger();
     QCOMPARE(overlays(window), 0);
+    QVERIFY(WorkingFolder::keyOnDisk(QStringLiteral("File/DTMark")).isNull());
+    // The lists were emptied too: whoever loads once more counts from one.
+    QCOMPARE(window.leftText(), QStringLiteral("#0: 1 2 Total:1"));
+    window.action("actionLoad_Corner")->trigger();
+    QCOMPARE(window.leftText(), QStringLiteral("#0: 1 2 Total:1"));
     QVERIFY(WorkingFolder::keyOnDisk(QStringLiteral("File/BarcodeMark")).isNull());
 }
 

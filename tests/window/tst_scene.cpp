@@ -55,6 +55,10 @@ private slots:
     void overlayClearedByTheListener();
     void stuckKeyIsBounded();
     void nudgedAndTyped();
+    void overlayShowsWhatIsTyped();
+    void longCodesAreWhole();
+    void middlePressDoesNotGrabWhereItIs();
+    void everyChangeIsRepainted();
 
 private:
     Mark* place(QPointF point);
@@ -171,10 +175,10 @@ void TestScene::crossHairFollowsTheMouseUntilItIsPlaced() {
     QCOMPARE(mark->point(), QPointF(50, 60));
     move({70, 80});
     QCOMPARE(mark->point(), QPointF(70, 80));
-    QVERIFY(!scene->hasMarks());
+    QVERIFY(scene->markCount() == 0);
     QCOMPARE(finished->count(), 0);
     click({90, 100});
-    QVERIFY(scene->hasMarks());
+    QVERIFY(scene->markCount() > 0);
     QCOMPARE(finished->count(), 1);
     QCOMPARE(finished->first().mid(0, 3), (QVariantList{90.0, 100.0, 7}));
     QCOMPARE(finished->first()[3].value<Mark*>(), mark);
@@ -386,7 +390,7 @@ void TestScene::deleteKey() {
     key(Qt::Key_Delete);
     QVERIFY(crossHairs().isEmpty());
     key(Qt::Key_Delete);
-    QVERIFY(!scene->hasMarks());
+    QVERIFY(scene->markCount() == 0);
 }
 
 void TestScene::deleteKeyInAnyMode() {
@@ -394,7 +398,7 @@ void TestScene::deleteKeyInAnyMode() {
     click({100, 100});
     scene->setMode(7);
     key(Qt::Key_Delete);
-    QVERIFY(!scene->hasMarks());
+    QVERIFY(scene->markCount() == 0);
     QCOMPARE(crossHairs().size(), 1);  // the one being placed
 }
 
@@ -418,7 +422,7 @@ void TestScene::deletedMarkIsGrabbedNoMore() {
     key(Qt::Key_Left);
     click({100, 100});
     key(Qt::Key_Delete);
-    QVERIFY(!scene->hasMarks());
+    QVERIFY(scene->markCount() == 0);
 }
 
 void TestScene::removedMarkIsGrabbedNoMore() {
@@ -445,7 +449,7 @@ void TestScene::clearing() {
     scene->setMode(0);
     scene->clearMarks();
     QCOMPARE(scene->items(), QList<QGraphicsItem*>{tile});
-    QVERIFY(!scene->hasMarks());
+    QVERIFY(scene->markCount() == 0);
     key(Qt::Key_Left);
     type("abc\n");
     QCOMPARE(scanned->count(), 0);
@@ -497,7 +501,7 @@ void TestScene::overlaysArePlaced() {
     // Placed: the next click places nothing.
     click({10, 10});
     QCOMPARE(finished->count(), 2);
-    QVERIFY(!scene->hasMarks());
+    QVERIFY(scene->markCount() == 0);
 }
 
 void TestScene::overlayPlacedAgain() {
@@ -611,6 +615,86 @@ void TestScene::nudgedAndTyped() {
     QCOMPARE(mark->point(), QPointF(400, 99));
     QCOMPARE(scanned->at(0).first().toString(), QStringLiteral("AD"));
     QCOMPARE(scanned->at(1).first().toString(), QStringLiteral("W"));
+}
+
+void TestScene::overlayShowsWhatIsTyped() {
+    scene->setMode(10);
+    click({50, 300});
+    TextMark* overlay = nullptr;
+    for (QGraphicsItem* item : scene->items()) {
+        if (auto* text = dynamic_cast<TextMark*>(item))
+            overlay = text;
+    }
+    QVERIFY(overlay);
+    QCOMPARE(overlay->text(), QStringLiteral("########"));
+    type("12");
+    QCOMPARE(overlay->text(), QStringLiteral("12"));
+    key(Qt::Key_Backspace);
+    QCOMPARE(overlay->text(), QStringLiteral("1"));
+    key(Qt::Key_Return);
+    QCOMPARE(overlay->text(), QStringLiteral("1"));  // until the next code begins
+    type("9");
+    QCOMPARE(overlay->text(), QStringLiteral("9"));
+    key(Qt::Key_Backspace);
+    QCOMPARE(overlay->text(), QStringLiteral("########"));
+    type("77");
+    scene->setMode(10);
+    QCOMPARE(overlay->text(), QStringLiteral("########"));
+    scene->setMode(0);
+    key(Qt::Key_Return);
+    QCOMPARE(scanned->last().first().toString(), QString());
+    QCOMPARE(overlay->text(), QStringLiteral("########"));
+}
+
+void TestScene::longCodesAreWhole() {
+    scene->setMode(10);
+    click({50, 300});
+    const QString code = QStringLiteral("0123456789").repeated(300);
+    for (const QChar digit : code) {
+        QKeyEvent press(QEvent::KeyPress, Qt::Key_0, Qt::NoModifier, QString(digit));
+        QCoreApplication::sendEvent(scene.get(), &press);
+    }
+    key(Qt::Key_Return);
+    QCOMPARE(scanned->first().first().toString(), code);
+}
+
+/// What counts is where the left button went down last.
+void TestScene::middlePressDoesNotGrabWhereItIs() {
+    auto* mark = static_cast<CoordinatesMark*>(place({200, 200}));
+    click({600, 400});
+    click({200, 200}, Qt::MiddleButton);
+    QVERIFY(!mark->isSelected());
+    key(Qt::Key_Left);
+    QCOMPARE(mark->point(), QPointF(200, 200));
+}
+
+void TestScene::everyChangeIsRepainted() {
+    scene->setMode(10);
+    click({50, 300});
+    auto* mark = static_cast<CoordinatesMark*>(place({400, 100}));
+    click({400, 100});
+    QSignalSpy changed(scene.get(), &QGraphicsScene::changed);
+    const auto isRepainted = [&](const std::function<void()>& change) {
+        QCoreApplication::processEvents();
+        changed.clear();
+        change();
+        QCoreApplication::processEvents();
+        QRectF area;
+        for (const auto& call : changed) {
+            const auto rects = call.first().value<QList<QRectF>>();
+            for (const QRectF& rect : rects)
+                area |= rect;
+        }
+        return area.contains(QRectF(10, 10, 620, 460));  // all of the scene
+    };
+    QVERIFY(isRepainted([&] { key(Qt::Key_Left); }));
+    QVERIFY(isRepainted([&] { key(Qt::Key_X); }));
+    QVERIFY(isRepainted([&] { type("4"); }));
+    QVERIFY(isRepainted([&] { key(Qt::Key_Return); }));
+    QVERIFY(isRepainted([&] { mark->shiftBy(1, 1); }));
+    QVERIFY(isRepainted([&] { scene->clearMarks(); }));
+    scene->setMode(11);
+    QVERIFY(isRepainted([&] { click({70, 200}); }));
 }
 
 QTEST_MAIN(TestScene)
