@@ -21,10 +21,10 @@
 #include "app/aboutdialog.h"
 #include "calibration/calibratedialog.h"
 #include "calibration/calibrationfile.h"
-#include "calibration/correctionmaps.h"
 #include "camera/framerate.h"
 #include "camera/kvcap2.h"
 #include "control/snapshot.h"
+#include "marks/coordinatesmark.h"
 #include "marks/interactivescene.h"
 #include "marks/mark.h"
 #include "platform/platform.h"
@@ -52,6 +52,14 @@ constexpr int kChinese = 2;
 // Process-wide on purpose: they count on whatever window there is.
 int32_t cameraMessageCount = 0;
 int32_t fpsTicks = 0;
+
+/// "5,3,5": the counts of the cameras in use, as the settings hold them.
+QString countText(const GridCounts& counts, int cameraCount) {
+    QStringList parts;
+    for (int i = 0; i < cameraCount; ++i)
+        parts.append(QString::number(counts[i]));
+    return parts.join(QLatin1Char(','));
+}
 
 }  // namespace
 
@@ -274,18 +282,14 @@ void MainWindow::loadCalibration() {
     bool missing = false;
     for (int i = 0; i < cameraCount; ++i) {
         const auto calibration = readCalibration(calibrationFileName(i));
-        if (!calibration || !buildCorrectionMaps(calibration->transform, {tileWidth, tileHeight},
-                                                 correction.mapX[i], correction.mapY[i])) {
+        if (!calibration || !correction.take(i, *calibration, {tileWidth, tileHeight})) {
             transEnabled = false;
             missing = true;
             continue;
         }
-        correction.transforms[i] = calibration->transform;
         for (int corner = 0; corner < CornerCount; ++corner) {
             const auto* src = calibration->cornerSrc.ptr<float>(corner);
-            const auto* dst = calibration->cornerDst.ptr<float>(corner);
             cornerLists[i].append({double(src[0]), double(src[1]), nullptr});
-            correction.dstCorners[i].append({double(dst[0]), double(dst[1])});
         }
     }
     ui->actionEnable->setChecked(transEnabled);
@@ -536,7 +540,7 @@ void MainWindow::on_actionClear_triggered() {
 }
 
 void MainWindow::on_actionSave_Corner_triggered() {
-    if (!scene->hasMarks() &&
+    if (scene->markCount() == 0 &&
         QMessageBox::question(this, tr("Override?"), tr("No marks in the curvas, do you still want to save?"),
                               QMessageBox::Save | QMessageBox::Cancel,
                               QMessageBox::Cancel) != QMessageBox::Save)
@@ -549,6 +553,70 @@ void MainWindow::on_actionLoad_Corner_triggered() {
     for (auto& list : cornerLists)
         list.clear();
     scene->loadMarks(0);
+}
+
+// ---- calibration -------------------------------------------------------------------------------
+
+void MainWindow::on_actionExecute_triggered() {
+    const auto tellMissingCorners = [this] {
+        QMessageBox::information(this, tr("Info"), tr("Please mark 4 corners for each camera first."),
+                                 QMessageBox::Ok);
+    };
+    // Without a camera there is nothing to ask for, and no counts that could be stored.
+    if (cameraCount == 0 || scene->markCount() != CornerCount * cameraCount) {
+        tellMissingCorners();
+        return;
+    }
+    setTileFlags(QGraphicsItem::ItemIsMovable);
+    calibrateDialog->setCounts(settings->read(keys::kXCount), settings->read(keys::kYCount), cameraCount);
+    if (calibrateDialog->exec() != QDialog::Accepted)
+        return;
+    settings->write(keys::kXCount, countText(calibrateDialog->xCounts, cameraCount));
+    settings->write(keys::kYCount, countText(calibrateDialog->yCounts, cameraCount));
+    if (!calibrate(calibrateDialog->xCounts, calibrateDialog->yCounts)) {
+        tellMissingCorners();
+        return;
+    }
+    scene->saveMarks(0);
+    transEnabled = true;
+    settings->store(keys::kTrans.name, 1);
+    settings->flush();
+    ui->actionEnable->setEnabled(true);
+    ui->actionEnable->setChecked(true);
+}
+
+bool MainWindow::refreshCorners() {
+    for (int i = 0; i < cameraCount; ++i) {
+        for (CornerPoint& corner : cornerLists[i]) {
+            const auto* mark = dynamic_cast<CoordinatesMark*>(corner.mark);
+            if (!mark)
+                continue;  // from a calibration file, or its cross-hair has been deleted
+            qDebug() << "before" << mark << mark->point() << corner.x << corner.y;
+            const QPointF point = tilePoint(i, mark->point(), {tileWidth, tileHeight}, layoutMode);
+            corner.x = point.x();
+            corner.y = point.y();
+            qDebug() << "after" << corner.x << corner.y;
+        }
+    }
+    return std::all_of(cornerLists.begin(), cornerLists.begin() + cameraCount, orderCorners);
+}
+
+bool MainWindow::calibrate(const GridCounts& xCounts, const GridCounts& yCounts) {
+    if (!refreshCorners())
+        return false;
+    const auto calibrations = computeCalibrations(cornerLists, xCounts, yCounts, cameraCount);
+    if (!calibrations)
+        return false;
+    Correction computed;
+    for (int i = 0; i < cameraCount; ++i) {
+        if (!computed.take(i, (*calibrations)[i], {tileWidth, tileHeight}))
+            return false;
+    }
+    // Nothing was touched until here: the pictures join only when all tiles are new.
+    correction = computed;
+    for (int i = 0; i < cameraCount; ++i)
+        writeCalibration(calibrationFileName(i), (*calibrations)[i]);
+    return true;
 }
 
 // ---- saved pictures ----------------------------------------------------------------------------

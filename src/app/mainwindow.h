@@ -7,6 +7,7 @@
 #include <cstdint>
 
 #include "app/tilelayout.h"
+#include "calibration/calibration.h"
 #include "calibration/cornerlists.h"
 #include "calibration/correction.h"
 #include "camera/cameratable.h"
@@ -98,6 +99,7 @@ private slots:
     void on_actionTilt_triggered();
     void on_actionSave_Corner_triggered();
     void on_actionLoad_Corner_triggered();
+    void on_actionExecute_triggered();
     void on_LOGO_triggered();
     void on_gvMain_customContextMenuRequested(const QPoint& point);
 
@@ -139,6 +141,11 @@ private:
     void setBarsVisible(bool visible);
     void setTileFlags(QGraphicsItem::GraphicsItemFlags flags);
     void forgetMark(Mark* mark);
+    /// Takes every corner from where its cross-hair is now and puts each tile's four in order. False when a
+    /// tile has fewer.
+    bool refreshCorners();
+    /// Computes all tiles' corrections and, if that succeeds, takes and stores them.
+    bool calibrate(const GridCounts& xCounts, const GridCounts& yCounts);
     /// Fits the view now, and again at each size that the desktop gives it within the next moment.
     void fitToNewWindowState();
     /// A message for the left of the status bar; silently nothing before the status bar is there.

@@ -4,6 +4,8 @@
 #include <QFile>
 #include <QXmlStreamReader>
 
+#include "platform/platform.h"
+
 namespace {
 
 /// A calibration takes about 1 KiB; whatever is larger is another file.
@@ -75,4 +77,18 @@ std::optional<Calibration> readCalibration(const QString& fileName) {
     if (!calibration)
         qWarning("%s: %s; taken as missing", qUtf8Printable(fileName), reason.simplified().constData());
     return calibration;
+}
+
+bool writeCalibration(const QString& fileName, const Calibration& calibration) {
+    try {
+        // Into memory first; of the name only the ending counts here.
+        cv::FileStorage storage(".xml", cv::FileStorage::WRITE | cv::FileStorage::MEMORY);
+        storage << "calibrate" << calibration.transform;
+        storage << "corner_src" << calibration.cornerSrc;
+        storage << "corner_dst" << calibration.cornerDst;
+        return platform::replaceFile(fileName, QByteArray::fromStdString(storage.releaseAndGetString()));
+    } catch (const std::exception& error) {
+        qWarning("%s was not written: %s", qUtf8Printable(fileName), error.what());
+        return false;
+    }
 }

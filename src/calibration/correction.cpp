@@ -3,6 +3,8 @@
 #include <QDebug>
 #include <opencv2/imgproc.hpp>
 
+#include "calibration/correctionmaps.h"
+
 namespace {
 
 /// The frame as a matrix over the same pixels. The format decides about the channels: asking the pixels would
@@ -23,6 +25,22 @@ QImage pictureOf(const cv::Mat& pixels, QImage::Format format) {
 }
 
 }  // namespace
+
+bool Correction::take(int tile, const Calibration& calibration, QSize size) {
+    cv::Mat x;
+    cv::Mat y;
+    if (!buildCorrectionMaps(calibration.transform, size, x, y))
+        return false;
+    transforms[tile] = calibration.transform;
+    mapX[tile] = x;
+    mapY[tile] = y;
+    dstCorners[tile].clear();
+    for (int corner = 0; corner < CornerCount; ++corner) {
+        const auto* point = calibration.cornerDst.ptr<float>(corner);
+        dstCorners[tile].append({double(point[0]), double(point[1])});
+    }
+    return true;
+}
 
 QImage correctedPicture(const QImage& frame, const Correction& correction, int tile, int tileCount,
                         int layoutMode) {

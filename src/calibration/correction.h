@@ -4,6 +4,7 @@
 #include <array>
 #include <opencv2/core.hpp>
 
+#include "calibration/calibration.h"
 #include "calibration/cropgeometry.h"
 
 /// Everything that the correction of the tiles needs, per tile index; GUI thread.
@@ -12,6 +13,10 @@ struct Correction {
     std::array<cv::Mat, 4> mapX;        ///< `CV_32FC1`: source x of every corrected pixel
     std::array<cv::Mat, 4> mapY;        ///< `CV_32FC1`: source y
     CornerTable dstCorners;             ///< where the marked corners lie in the corrected picture
+
+    /// Takes a tile's calibration and builds its maps for frames of `size` px. False, and nothing changed,
+    /// when no maps can be built.
+    bool take(int tile, const Calibration& calibration, QSize size);
 };
 
 /// The picture that a tile shows for a frame while the correction is on: the frame remapped with the tile's

@@ -1,0 +1,288 @@
+#include <QtTest>
+#include <algorithm>
+#include <limits>
+#include <opencv2/imgproc.hpp>
+
+#include "calibration/calibrationfile.h"
+#include "calibration/cropgeometry.h"
+#include "support/fulldisk.h"
+#include "support/workingfolder.h"
+
+namespace {
+
+QList<CornerPoint> corners(std::initializer_list<QPointF> points) {
+    QList<CornerPoint> list;
+    for (const QPointF point : points)
+        list.append({point.x(), point.y(), nullptr});
+    return list;
+}
+
+QVector<QPointF> pointsOf(const QList<CornerPoint>& list) {
+    QVector<QPointF> points;
+    for (const CornerPoint& corner : list)
+        points.append({corner.x, corner.y});
+    return points;
+}
+
+/// A quadrilateral as a camera sees a rectangle, its top left corner at x, y.
+QList<CornerPoint> seen(double x, double y, double width, double height) {
+    return corners({{x, y}, {x + width, y + 11}, {x - 9, y + height}, {x + width + 13, y + height + 7}});
+}
+
+cv::Point2d mapped(const cv::Mat& transform, cv::Point2d point) {
+    const cv::Mat out = transform * (cv::Mat_<double>(3, 1) << point.x, point.y, 1.0);
+    return {out.at<double>(0) / out.at<double>(2), out.at<double>(1) / out.at<double>(2)};
+}
+
+}  // namespace
+
+/// From marked corners and grid counts to transforms and their files.
+class TestCalibration : public QObject {
+    Q_OBJECT
+
+private slots:
+    void cornersAreOrdered_data();
+    void cornersAreOrdered();
+    void tooFewCornersAreNotOrdered();
+    void marksGoWithTheirCorners();
+    void draggedCornersKeepTheirTile_data();
+    void draggedCornersKeepTheirTile();
+    void cellsAreThoseOfCameraZero();
+    void cornersGoToTheirRectangle();
+    void numbersAreFloats();
+    void sameAsPlainOpenCv();
+    void impossibleCorners_data();
+    void impossibleCorners();
+    void fileIsReadByPlainOpenCv();
+    void fileComesBack();
+    void oldFileSurvivesAFailedWrite();
+};
+
+void TestCalibration::cornersAreOrdered_data() {
+    QTest::addColumn<QVector<int>>("placed");
+    QVector<int> order{0, 1, 2, 3};
+    do {
+        QTest::addRow("%d%d%d%d", order[0], order[1], order[2], order[3]) << order;
+    } while (std::next_permutation(order.begin(), order.end()));
+}
+
+void TestCalibration::cornersAreOrdered() {
+    QFETCH(QVector<int>, placed);
+    const QVector<QPointF> quad{{12, 20}, {600, 25}, {8, 400}, {620, 390}};
+    const QVector<QPointF> level{{12, 20}, {600, 20}, {8, 400}, {620, 400}};  // equal y: x still decides
+    for (const auto& expected : {quad, level}) {
+        QList<CornerPoint> list;
+        for (const int corner : placed)
+            list.append({expected[corner].x(), expected[corner].y(), nullptr});
+        QVERIFY(orderCorners(list));
+        QCOMPARE(pointsOf(list), expected);
+    }
+}
+
+void TestCalibration::tooFewCornersAreNotOrdered() {
+    auto list = corners({{5, 9}, {1, 8}, {2, 7}});
+    const auto before = pointsOf(list);
+    QVERIFY(!orderCorners(list));
+    QCOMPARE(pointsOf(list), before);
+    list.clear();
+    QVERIFY(!orderCorners(list));
+    list = corners({{5, 9}, {1, 8}, {2, 7}, {2, std::numeric_limits<double>::quiet_NaN()}});
+    QVERIFY(!orderCorners(list));
+}
+
+void TestCalibration::marksGoWithTheirCorners() {
+    // Addresses that are only compared.
+    char bytes[4];
+    const auto mark = [&bytes](int i) { return reinterpret_cast<Mark*>(&bytes[i]); };
+    QList<CornerPoint> list{{600, 390, mark(3)}, {12, 20, mark(0)}, {8, 400, mark(2)}, {620, 25, mark(1)}};
+    QVERIFY(orderCorners(list));
+    for (int i = 0; i < 4; ++i)
+        QCOMPARE(list[i].mark, mark(i));
+}
+
+void TestCalibration::draggedCornersKeepTheirTile_data() {
+    QTest::addColumn<int>("layoutMode");
+    QTest::addColumn<int>("tile");
+    QTest::addColumn<QPointF>("local");
+    QTest::newRow("row 0") << 1 << 0 << QPointF(1000, 700);
+    QTest::newRow("row 2") << 1 << 2 << QPointF(-280, 700);
+    QTest::newRow("row 3, another mode") << 5 << 3 << QPointF(-920, 700);
+    QTest::newRow("grid 0") << 0 << 0 << QPointF(1000, 700);
+    QTest::newRow("grid 1") << 0 << 1 << QPointF(360, 700);
+    QTest::newRow("grid 2") << 0 << 2 << QPointF(1000, 220);
+    QTest::newRow("grid 3") << 0 << 3 << QPointF(360, 220);
+}
+
+void TestCalibration::draggedCornersKeepTheirTile() {
+    QFETCH(int, layoutMode);
+    QFETCH(int, tile);
+    QTEST(tilePoint(tile, {1000, 700}, {640, 480}, layoutMode), "local");
+}
+
+void TestCalibration::cellsAreThoseOfCameraZero() {
+    const CornerLists lists{corners({{100, 50}, {600, 50}, {100, 250}, {600, 250}}),
+                            seen(80, 60, 290, 190),
+                            seen(70, 40, 480, 210),
+                            {}};
+    const auto result = computeCalibrations(lists, {5, 3, 5, 9}, {2, 2, 2, 9}, 3);
+    QVERIFY(result);
+    QCOMPARE(result->size(), size_t(3));
+    // 100 x 100 px a cell: 300 x 200 px from its own top left corner.
+    const cv::Mat expected = (cv::Mat_<float>(4, 2) << 80, 60, 380, 60, 80, 260, 380, 260);
+    QCOMPARE(cv::norm((*result)[1].cornerDst, expected, cv::NORM_INF), 0.0);
+}
+
+void TestCalibration::cornersGoToTheirRectangle() {
+    const CornerLists lists{seen(100, 50, 500, 200), seen(80, 60, 290, 190), seen(70, 40, 480, 210),
+                            seen(75, 45, 480, 210)};
+    const auto result = computeCalibrations(lists, {5, 3, 5, 5}, {2, 2, 2, 2}, 4);
+    QVERIFY(result);
+    for (const Calibration& one : *result) {
+        QCOMPARE(one.transform.type(), CV_64FC1);
+        QCOMPARE(one.cornerSrc.type(), CV_32FC1);
+        QCOMPARE(one.cornerDst.type(), CV_32FC1);
+        for (int corner = 0; corner < 4; ++corner) {
+            const auto* src = one.cornerSrc.ptr<float>(corner);
+            const auto* dst = one.cornerDst.ptr<float>(corner);
+            const cv::Point2d place = mapped(one.transform, {double(src[0]), double(src[1])});
+            QVERIFY(cv::norm(place - cv::Point2d(double(dst[0]), double(dst[1]))) < 1e-6);
+        }
+    }
+}
+
+/// Rounding to single precision at each step, so that files of different installations agree to the last bit.
+void TestCalibration::numbersAreFloats() {
+    CornerLists lists;
+    lists[0] = corners({{100.123456789, 50.1}, {700.987654321, 55.2}, {99.3, 451.4}, {705.5, 449.987654321}});
+    const auto result = computeCalibrations(lists, {7, 0, 0, 0}, {3, 0, 0, 0}, 1);
+    QVERIFY(result);
+    const float cellW = static_cast<float>((700.987654321 - 100.123456789) / 7);
+    const float cellH = static_cast<float>((449.987654321 - 50.1) / 3);
+    const float x = 100.123456789F;
+    const float y = 50.1F;
+    const float expected[4][2] = {
+        {x, y}, {x + 7 * cellW, y}, {x, y + 3 * cellH}, {x + 7 * cellW, y + 3 * cellH}};
+    for (int corner = 0; corner < 4; ++corner) {
+        QCOMPARE((*result)[0].cornerDst.at<float>(corner, 0), expected[corner][0]);
+        QCOMPARE((*result)[0].cornerDst.at<float>(corner, 1), expected[corner][1]);
+    }
+}
+
+void TestCalibration::sameAsPlainOpenCv() {
+    const CornerLists lists{seen(100.25, 50.5, 500, 200), seen(80, 60, 290, 190), {}, {}};
+    const auto result = computeCalibrations(lists, {5, 3, 0, 0}, {2, 2, 0, 0}, 2);
+    QVERIFY(result);
+    for (const Calibration& one : *result) {
+        cv::Point2f src[4];
+        cv::Point2f dst[4];
+        for (int i = 0; i < 4; ++i) {
+            src[i] = {one.cornerSrc.at<float>(i, 0), one.cornerSrc.at<float>(i, 1)};
+            dst[i] = {one.cornerDst.at<float>(i, 0), one.cornerDst.at<float>(i, 1)};
+        }
+        const cv::Mat plain = cv::getPerspectiveTransform(src, dst, cv::DECOMP_LU);
+        QCOMPARE(cv::norm(one.transform, plain, cv::NORM_INF), 0.0);
+    }
+}
+
+void TestCalibration::impossibleCorners_data() {
+    QTest::addColumn<QVector<QPointF>>("second");
+    QTest::addColumn<QVector<int>>("counts");
+    const QVector<QPointF> good{{80, 60}, {380, 65}, {75, 250}, {390, 260}};
+    const QVector<int> fine{5, 3, 2, 2};
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    QTest::newRow("three corners") << good.mid(1) << fine;
+    QTest::newRow("no corners") << QVector<QPointF>() << fine;
+    QTest::newRow("on one line") << QVector<QPointF>{{10, 10}, {110, 60}, {210, 110}, {310, 160}} << fine;
+    QTest::newRow("three on one line")
+        << QVector<QPointF>{{10, 10}, {110, 60}, {210, 110}, {310, 10}} << fine;
+    QTest::newRow("two equal") << QVector<QPointF>{{10, 10}, {10, 10}, {10, 110}, {310, 160}} << fine;
+    QTest::newRow("not a number") << QVector<QPointF>{{nan, 60}, {380, 65}, {75, 250}, {390, 260}} << fine;
+    QTest::newRow("infinite") << QVector<QPointF>{{80, 60}, {1e300, 65}, {75, 250}, {390, 260}} << fine;
+    QTest::newRow("no columns in camera 0") << good << QVector<int>{0, 3, 2, 2};
+    QTest::newRow("no rows in camera 0") << good << QVector<int>{5, 3, 0, 2};
+    QTest::newRow("no columns in camera 1") << good << QVector<int>{5, 0, 2, 2};
+    QTest::newRow("no rows in camera 1") << good << QVector<int>{5, 3, 2, 0};
+    QTest::newRow("all zero") << good << QVector<int>{0, 0, 0, 0};
+}
+
+void TestCalibration::impossibleCorners() {
+    QFETCH(QVector<QPointF>, second);
+    QFETCH(QVector<int>, counts);
+    CornerLists lists;
+    lists[0] = seen(100, 50, 500, 200);
+    for (const QPointF point : qAsConst(second))
+        lists[1].append({point.x(), point.y(), nullptr});
+    QVERIFY(!computeCalibrations(lists, {counts[0], counts[1], 0, 0}, {counts[2], counts[3], 0, 0}, 2));
+    // The first camera alone would do, unless it is its counts.
+    QCOMPARE(
+        computeCalibrations(lists, {counts[0], counts[1], 0, 0}, {counts[2], counts[3], 0, 0}, 1).has_value(),
+        counts[0] != 0 && counts[2] != 0);
+    QVERIFY(!computeCalibrations(lists, {5, 3, 0, 0}, {2, 2, 0, 0}, 0));
+    QVERIFY(!computeCalibrations(lists, {5, 3, 0, 0}, {2, 2, 0, 0}, 5));
+}
+
+void TestCalibration::fileIsReadByPlainOpenCv() {
+    const WorkingFolder folder;
+    CornerLists lists;
+    lists[0] = seen(100.25, 50.5, 500, 200);
+    const auto result = computeCalibrations(lists, {5, 0, 0, 0}, {2, 0, 0, 0}, 1);
+    QVERIFY(result);
+    QVERIFY(writeCalibration(QStringLiteral("Cal0.xml"), result->front()));
+    const cv::FileStorage storage("Cal0.xml", cv::FileStorage::READ);
+    QVERIFY(storage.isOpened());
+    std::vector<std::string> names;
+    for (const auto& node : storage.root())
+        names.push_back(node.name());
+    QCOMPARE(names, (std::vector<std::string>{"calibrate", "corner_src", "corner_dst"}));
+    cv::Mat transform;
+    cv::Mat src;
+    cv::Mat dst;
+    storage["calibrate"] >> transform;
+    storage["corner_src"] >> src;
+    storage["corner_dst"] >> dst;
+    QCOMPARE(transform.type(), CV_64FC1);
+    QCOMPARE(src.type(), CV_32FC1);
+    QCOMPARE(cv::norm(transform, result->front().transform, cv::NORM_INF), 0.0);
+    QCOMPARE(cv::norm(src, result->front().cornerSrc, cv::NORM_INF), 0.0);
+    QCOMPARE(cv::norm(dst, result->front().cornerDst, cv::NORM_INF), 0.0);
+}
+
+void TestCalibration::fileComesBack() {
+    const WorkingFolder folder;
+    CornerLists lists;
+    lists[0] = seen(100.25, 50.5, 500, 200);
+    const auto result = computeCalibrations(lists, {5, 0, 0, 0}, {2, 0, 0, 0}, 1);
+    QVERIFY(WorkingFolder::write(QStringLiteral("Cal0.xml"), "old"));
+    QVERIFY(writeCalibration(QStringLiteral("Cal0.xml"), result->front()));
+    const auto read = readCalibration(QStringLiteral("Cal0.xml"));
+    QVERIFY(read);
+    QCOMPARE(cv::norm(read->transform, result->front().transform, cv::NORM_INF), 0.0);
+    QCOMPARE(cv::norm(read->cornerSrc, result->front().cornerSrc, cv::NORM_INF), 0.0);
+    QCOMPARE(cv::norm(read->cornerDst, result->front().cornerDst, cv::NORM_INF), 0.0);
+    QCOMPARE(QDir().entryList(QDir::Files), QStringList{QStringLiteral("Cal0.xml")});  // nothing beside it
+}
+
+void TestCalibration::oldFileSurvivesAFailedWrite() {
+    const WorkingFolder folder;
+    CornerLists lists;
+    lists[0] = seen(100.25, 50.5, 500, 200);
+    const auto result = computeCalibrations(lists, {5, 0, 0, 0}, {2, 0, 0, 0}, 1);
+    QVERIFY(QDir().mkdir(QStringLiteral("Cal0.xml")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("Cal0\\.xml was not written: .+")));
+    QVERIFY(!writeCalibration(QStringLiteral("Cal0.xml"), result->front()));
+    QVERIFY(QFileInfo(QStringLiteral("Cal0.xml")).isDir());
+    // A full disk: the file that was there is still whole.
+    QVERIFY(writeCalibration(QStringLiteral("Cal1.xml"), result->front()));
+    const QByteArray old = WorkingFolder::read(QStringLiteral("Cal1.xml"));
+    {
+        const FullDisk full(100);
+        QTest::ignoreMessage(QtWarningMsg,
+                             QRegularExpression(QStringLiteral("Cal1\\.xml was not written: .+")));
+        QVERIFY(!writeCalibration(QStringLiteral("Cal1.xml"), result->front()));
+    }
+    QCOMPARE(WorkingFolder::read(QStringLiteral("Cal1.xml")), old);
+    QCOMPARE(QDir().entryList(QDir::Files), QStringList{QStringLiteral("Cal1.xml")});
+}
+
+QTEST_GUILESS_MAIN(TestCalibration)
+#include "tst_calibration.moc"
