@@ -284,6 +284,14 @@
         <source>No marks in the curvas, do you still want to save?</source>
         <translation>画面上没有标记，仍要保存吗？</translation>
     </message>
+    <message>
+        <source>Info</source>
+        <translation>提示</translation>
+    </message>
+    <message>
+        <source>Please mark 4 corners for each camera first.</source>
+        <translation>请先为每个相机标记四个角点。</translation>
+    </message>
 </context>
 <context>
     <name>SettingDialog</name>
