@@ -16,6 +16,7 @@
 #include <QTranslator>
 #include <algorithm>
 #include <cstdlib>
+#include <iterator>
 #include <memory>
 
 #include "app/aboutdialog.h"
@@ -259,7 +260,14 @@ void MainWindow::openSerialPort() {
 }
 
 void MainWindow::createSettingDialog() {
-    settingDialog = new SettingDialog(settings, this);
+    QVector<int32_t> tileCameras;
+    if (demo == 0)
+        std::copy_n(cameraOfTile.begin(), cameraCount, std::back_inserter(tileCameras));
+    settingDialog = new SettingDialog(settings, tileCameras, this);
+    connect(settingDialog, &SettingDialog::pauseVideo, this, &MainWindow::pauseVideo);
+    connect(settingDialog, &SettingDialog::streamVideo, this, &MainWindow::streamVideo);
+    connect(settingDialog, &SettingDialog::dateTimeFormatChanged, scene,
+            &InteractiveScene::setDateTimeFormat);
     settingDialog->loadFileOptions();
 }
 
@@ -679,7 +687,7 @@ void MainWindow::sizeWindow() {
     setWindowState(Qt::WindowMaximized);
     streamVideo();
     scene->restoreBarcodeMark(settings->read(keys::kBarcodeMark));
-    scene->dateTimeFormat = settings->read(keys::kDateTimeFormat);
+    scene->setDateTimeFormat(settings->read(keys::kDateTimeFormat));
     scene->restoreDateTimeMark(settings->read(keys::kDateTimeMark));
 }
 
@@ -852,6 +860,7 @@ void MainWindow::on_gvMain_customContextMenuRequested(const QPoint& point) {
 // ---- dialogs and language ----------------------------------------------------------------------
 
 void MainWindow::openSetting() {
+    settingDialog->refreshFromCamera();
     settingDialog->show();
     settingDialog->cameraCount = cameraCount;
 }

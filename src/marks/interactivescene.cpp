@@ -164,6 +164,12 @@ void InteractiveScene::restoreDateTimeMark(const QString& line) {
         dateTimeMark->setDateTimeFormat(dateTimeFormat);
 }
 
+void InteractiveScene::setDateTimeFormat(const QString& format) {
+    dateTimeFormat = format;
+    if (dateTimeMark)
+        dateTimeMark->setDateTimeFormat(format);
+}
+
 void InteractiveScene::updateOverlayGeometry() {
     QMetaObject::invokeMethod(
         this,

@@ -49,6 +49,9 @@ public:
     /// Gives the scene a rectangle of its own. Until then it is as large as its items.
     void setSceneRect(const QRectF& rect);
     void setSceneRect(qreal x, qreal y, qreal w, qreal h) { setSceneRect(QRectF(x, y, w, h)); }
+    /// The pattern of the date-time overlay, as QDateTime::toString takes it; for the one there is and those
+    /// to come.
+    void setDateTimeFormat(const QString& format);
     /// 0, 0, width, height: where marks that go across the scene are drawn, px.
     QRectF wholeRect() const { return QRectF(QPointF(0.0, 0.0), extent); }
     /// "pix", "mm" or "um".
@@ -56,7 +59,6 @@ public:
     /// The text of an overlay has outgrown its place: mended as soon as the painting is over.
     void updateOverlayGeometry();
 
-    QString dateTimeFormat;  ///< for the date-time overlay, as QDateTime::toString takes it
     double unitScale = 1.0;  ///< display units per px
     int unit = 0;            ///< 0 pix, 1 mm, others um
     double viewZoom = 1.0;   ///< view px per scene px; pens and captions keep their size on screen by it
@@ -93,6 +95,7 @@ private:
     TextMark* barcodeMark = nullptr;         // in the scene, not in marks
     TextMark* dateTimeMark = nullptr;        // in the scene, not in marks
     QString barcodeBuffer;                   // typed since the last Return
+    QString dateTimeFormat;                  // handed to the date-time overlay
     int options;
     QList<Mark*> marks;       // owned, in order of creation or loading
     bool hasOwnRect = false;  // not that of its items

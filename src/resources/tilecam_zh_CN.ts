@@ -307,5 +307,153 @@
         <source>Save the captured image</source>
         <translation>保存采集的图像</translation>
     </message>
+    <message>
+        <source>Sensor</source>
+        <translation>传感器</translation>
+    </message>
+    <message>
+        <source>Select Camera</source>
+        <translation>选择相机</translation>
+    </message>
+    <message>
+        <source>Image Enhancement</source>
+        <translation>图像增强</translation>
+    </message>
+    <message>
+        <source>Gamma</source>
+        <translation>伽马</translation>
+    </message>
+    <message>
+        <source>Contrast</source>
+        <translation>对比度</translation>
+    </message>
+    <message>
+        <source>Saturation</source>
+        <translation>饱和度</translation>
+    </message>
+    <message>
+        <source>Black Level</source>
+        <translation>黑电平</translation>
+    </message>
+    <message>
+        <source>Advanced Gain</source>
+        <translation>高级增益</translation>
+    </message>
+    <message>
+        <source>Parameter</source>
+        <translation>参数</translation>
+    </message>
+    <message>
+        <source>Default</source>
+        <translation>默认</translation>
+    </message>
+    <message>
+        <source>Save</source>
+        <translation>保存</translation>
+    </message>
+    <message>
+        <source>Frame Control</source>
+        <translation>帧控制</translation>
+    </message>
+    <message>
+        <source>Auto Gain</source>
+        <translation>自动增益</translation>
+    </message>
+    <message>
+        <source>Auto Exposure</source>
+        <translation>自动曝光</translation>
+    </message>
+    <message>
+        <source>Exposure</source>
+        <translation>曝光</translation>
+    </message>
+    <message>
+        <source>Exposure Scale</source>
+        <translation>曝光倍率</translation>
+    </message>
+    <message>
+        <source>Timeout</source>
+        <translation>超时</translation>
+    </message>
+    <message>
+        <source>AE Target</source>
+        <translation>自动曝光目标</translation>
+    </message>
+    <message>
+        <source>Flicker Avoidence</source>
+        <translation>防闪烁</translation>
+    </message>
+    <message>
+        <source>Mirror X</source>
+        <translation>水平镜像</translation>
+    </message>
+    <message>
+        <source>Mirror Y</source>
+        <translation>垂直镜像</translation>
+    </message>
+    <message>
+        <source>HighSpeed</source>
+        <translation>高速</translation>
+    </message>
+    <message>
+        <source>Delay</source>
+        <translation>延时</translation>
+    </message>
+    <message>
+        <source>Enter trigger mode</source>
+        <translation>进入触发模式</translation>
+    </message>
+    <message>
+        <source>Path</source>
+        <translation>路径</translation>
+    </message>
+    <message>
+        <source>Browse...</source>
+        <translation>浏览...</translation>
+    </message>
+    <message>
+        <source>Quality</source>
+        <translation>质量</translation>
+    </message>
+    <message>
+        <source>Delay </source>
+        <translation>延时 </translation>
+    </message>
+    <message>
+        <source>ms to save</source>
+        <translation>毫秒后保存</translation>
+    </message>
+    <message>
+        <source>File Format</source>
+        <translation>文件格式</translation>
+    </message>
+    <message>
+        <source>BMP</source>
+        <translation>BMP</translation>
+    </message>
+    <message>
+        <source>JPG</source>
+        <translation>JPG</translation>
+    </message>
+    <message>
+        <source>PNG</source>
+        <translation>PNG</translation>
+    </message>
+    <message>
+        <source>Port</source>
+        <translation>串口</translation>
+    </message>
+    <message>
+        <source>Overlay</source>
+        <translation>叠加</translation>
+    </message>
+    <message>
+        <source>Date time format</source>
+        <translation>日期时间格式</translation>
+    </message>
+    <message>
+        <source>Open Directory</source>
+        <translation>打开目录</translation>
+    </message>
 </context>
 </TS>

@@ -283,21 +283,22 @@ RECORDED_PARAMETER(Delay, int32_t)
 RECORDED_PARAMETER(SnapMode, int32_t)
 
 int32_t CameraGetResolutionCount(int32_t index, int32_t* count) {
-    const QMutexLocker lock(&state().mutex);
+    const QMutexLocker lock(&recording::state().mutex);
     const Camera* camera = recording::record("CameraGetResolutionCount", index);
     if (!camera || camera->status != 0)
         return camera ? camera->status : -1;
-    *count = 1;
+    *count = camera->modes;
     return 0;
 }
 
 int32_t CameraGetResolution(int32_t index, int32_t mode, int32_t* width, int32_t* height) {
-    const QMutexLocker lock(&state().mutex);
+    const QMutexLocker lock(&recording::state().mutex);
     const Camera* camera = recording::record("CameraGetResolution", index, QString::number(mode));
-    if (!camera || camera->status != 0 || mode != 0)
-        return camera && camera->status != 0 ? camera->status : -1;
-    *width = camera->width;
-    *height = camera->height;
+    if (!camera || camera->status != 0)
+        return camera ? camera->status : -1;
+    // Each mode is half as large as the one before.
+    *width = camera->width >> mode;
+    *height = camera->height >> mode;
     return 0;
 }
 

@@ -26,6 +26,7 @@ struct Camera {
     QByteArray serial = "SN";
     int32_t width = 64;
     int32_t height = 48;
+    int32_t modes = 1;  ///< resolution modes, each half as large as the one before
     /// Added to the length that the size asks for, to announce padded, short or no buffers.
     int32_t extraLength = 0;
     /// Result of every operation on this camera other than the query; when not 0 no out-value is written.

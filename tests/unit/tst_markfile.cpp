@@ -467,7 +467,7 @@ void TestMarkFile::textLineIsReadByPosition() {
 void TestMarkFile::dateTimeFormatIsMended() {
     TextMark fresh(scene.get());
     fresh.showDateTime(QStringLiteral("yyyy-MM-dd HH:mm:ss"));
-    scene->dateTimeFormat = QStringLiteral("dd.MM. HH:mm");
+    scene->setDateTimeFormat(QStringLiteral("dd.MM. HH:mm"));
     scene->restoreDateTimeMark(fresh.toText());
     const auto marks = marksIn(*scene);
     QCOMPARE(marks.size(), 1);
@@ -475,7 +475,7 @@ void TestMarkFile::dateTimeFormatIsMended() {
     QCOMPARE(marks[0]->markType, 10);  // until it is placed again
     QCOMPARE(static_cast<int>(marks[0]->flags()), 0x803);
     // An overlay that is there takes the format too, whatever the line.
-    scene->dateTimeFormat = QStringLiteral("HH mm");
+    scene->setDateTimeFormat(QStringLiteral("HH mm"));
     scene->restoreDateTimeMark(QString());
     QVERIFY(marks[0]->toText().contains(QStringLiteral("| 1 HH mm 0 ")));
 }

@@ -846,7 +846,7 @@ void TestMarks::textWithoutMeasure() {
 void TestMarks::textMakesRoom() {
     InteractiveScene scene(nullptr, 1);
     scene.setSceneRect(0, 0, 3000, 200);
-    scene.dateTimeFormat = QStringLiteral("'a'");
+    scene.setDateTimeFormat(QStringLiteral("'a'"));
     scene.restoreDateTimeMark(QStringLiteral("Text #000000 1 1 | 10 150 0 0 | 1 a 0 y 0 0 0 0"));
     Mark* text = nullptr;
     const auto items = scene.items();

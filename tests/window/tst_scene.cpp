@@ -480,7 +480,7 @@ void TestScene::clearingWhilePlacingIsRefused() {
 }
 
 void TestScene::overlaysArePlaced() {
-    scene->dateTimeFormat = QStringLiteral("HH");
+    scene->setDateTimeFormat(QStringLiteral("HH"));
     scene->setMode(10);
     QCOMPARE(texts().size(), 1);
     click({50, 300});
@@ -506,7 +506,7 @@ void TestScene::overlaysArePlaced() {
 
 void TestScene::overlayPlacedAgain() {
     scene->restoreDateTimeMark(QStringLiteral("Text #ff0000 1 1 | 1 1 0 0 | 1 x 0 y 0 0 0 0"));
-    scene->dateTimeFormat = QStringLiteral("mm");
+    scene->setDateTimeFormat(QStringLiteral("mm"));
     scene->setMode(11);
     QCOMPARE(texts().size(), 1);
     click({60, 300});

@@ -102,7 +102,13 @@ void TestStartup::callsOfAStart() {
     window.start();
     QVERIFY(window.waitForTiles(2));
     window.end();
-    QCOMPARE(recording::callsButFrames(),
+    QStringList changes;
+    for (const QString& call : recording::callsButFrames()) {
+        // The settings dialog asks camera 0 for everything, and changes nothing.
+        if (!call.startsWith(QLatin1String("CameraGet")) || call == QLatin1String("CameraGetCount()"))
+            changes.append(call);
+    }
+    QCOMPARE(changes,
              (QStringList{QStringLiteral("CameraGetCount()"), QStringLiteral("CameraInit(0)"),
                           QStringLiteral("CameraSetTimeout(0, 1500)"),
                           QStringLiteral("CameraReadSerialNumber(0, 12)"), QStringLiteral("CameraInit(1)"),
@@ -228,8 +234,11 @@ void TestStartup::orderOfTheStart() {
     QStringList order;
     for (const auto& call : recording::calls())
         order.append(call.operation);
-    QCOMPARE(order.last(), QStringLiteral("CameraGetImageSize"));
     QCOMPARE(order.first(), QStringLiteral("CameraGetCount"));
+    const int size = order.indexOf(QStringLiteral("CameraGetImageSize"));
+    QVERIFY(size > order.lastIndexOf(QStringLiteral("CameraInit")));
+    // The settings dialog has been made and loaded by then.
+    QVERIFY(size > order.indexOf(QStringLiteral("CameraGetSnapMode")));
 }
 
 void TestStartup::oneCameraAndCamNumOne() {

@@ -1,0 +1,851 @@
+#include <QCheckBox>
+#include <QComboBox>
+#include <QElapsedTimer>
+#include <QFileDialog>
+#include <QGroupBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QRadioButton>
+#include <QSignalSpy>
+#include <QSlider>
+#include <QTabWidget>
+#include <QtTest>
+
+#include "camera/kvcap2.h"
+#include "settings/settingdialog.h"
+#include "settings/settingsfile.h"
+#include "support/recordingcamera.h"
+#include "support/workingfolder.h"
+
+namespace {
+
+QStringList refreshCalls(int camera) {
+    const QString c = QString::number(camera);
+    QStringList calls;
+    for (const char* name :
+         {"Gamma", "Contrast", "Saturation", "BlackLevel", "AdvancedGain", "AGC", "Gain", "AEC", "Exposure",
+          "Timeout", "AETarget", "AntiFlicker", "MirrorX", "MirrorY", "Highspeed"})
+        calls.append(QStringLiteral("CameraGet%1(%2)").arg(QLatin1String(name), c));
+    calls.append(QStringLiteral("CameraGetDelay(0)"));  // of camera 0, whatever camera is chosen
+    calls.append(QStringLiteral("CameraGetSnapMode(%1)").arg(c));
+    return calls;
+}
+
+}  // namespace
+
+/// Every control of the settings dialog: what it shows, what the camera gets, what is on disk.
+class TestSettingDialog : public QObject {
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void controlsOfTheForm_data();
+    void controlsOfTheForm();
+    void boxesOfTheForm();
+    void textsOfTheForm();
+    void tabsAndTitle();
+    void noButtonIsPressedByReturn();
+    void construction();
+    void constructionWithoutACamera();
+    void slidersReachTheCamera_data();
+    void slidersReachTheCamera();
+    void switchesReachTheCamera_data();
+    void switchesReachTheCamera();
+    void refreshShowsTheCamera();
+    void refreshChangesNothing();
+    void refreshWithFailingCamera();
+    void roundingIsTruncation_data();
+    void roundingIsTruncation();
+    void absurdAnswersAreHarmless();
+    void antiFlicker_data();
+    void antiFlicker();
+    void powerFrequencyAloneDoesNothing();
+    void highspeedSetsCheckable();
+    void autoExposureOffAsksCameraZero();
+    void autoGainOffAsksCameraZero();
+    void exposureScale();
+    void exposureScaleDefaults();
+    void exposureScaleIsNotSynced();
+    void snapModeSleeps();
+    void resolutions();
+    void otherCamera();
+    void slidersWithoutACamera();
+    void saveAndDefault();
+    void fileOptionsAreLoaded();
+    void fileOptionsHaveDefaults();
+    void loadingWritesNothing();
+    void unknownType();
+    void typeIsWritten_data();
+    void typeIsWritten();
+    void qualityIsWritten();
+    void delay_data();
+    void delay();
+    void unknownPortStays();
+    void portIsWritten();
+    void dateTimeFormat();
+    void saveAndFreeze();
+    void pathIsChosen();
+    void pathIsKeptWhenCancelled();
+
+private:
+    template <class T>
+    T* control(const char* name) const {
+        T* found = dialog->findChild<T*>(QLatin1String(name));
+        if (!found)
+            qFatal("no %s", name);
+        return found;
+    }
+    QSlider* slider(const char* name) const { return control<QSlider>(name); }
+    QString label(const char* name) const { return control<QLabel>(name)->text(); }
+    static QString disk(const char* key) { return WorkingFolder::keyOnDisk(QLatin1String(key)); }
+    void build(const QVector<int32_t>& cameras, const QByteArray& ini = {});
+    void answerChooser(const QString& choose);
+
+    std::unique_ptr<WorkingFolder> folder;
+    std::unique_ptr<SettingsFile> settings;
+    std::unique_ptr<SettingDialog> dialog;
+};
+
+void TestSettingDialog::init() {
+    recording::reset(3);
+    recording::Camera camera;
+    camera.modes = 3;
+    recording::setCamera(2, camera);
+    folder = std::make_unique<WorkingFolder>();
+    build({2, 0, 1});  // tile 0 shows camera 2
+}
+
+void TestSettingDialog::cleanup() {
+    dialog.reset();
+    settings.reset();
+    folder.reset();
+}
+
+void TestSettingDialog::build(const QVector<int32_t>& cameras, const QByteArray& ini) {
+    dialog.reset();
+    settings.reset();
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), ini));
+    settings = std::make_unique<SettingsFile>(QStringLiteral("./setting.ini"));
+    recording::forgetCalls();
+    dialog = std::make_unique<SettingDialog>(settings.get(), cameras);
+}
+
+void TestSettingDialog::controlsOfTheForm_data() {
+    QTest::addColumn<int>("from");
+    QTest::addColumn<int>("to");
+    QTest::addColumn<int>("value");
+    QTest::addColumn<int>("page");
+    const auto row = [](const char* name, int from, int to, int value, int page = 10) {
+        QTest::newRow(name) << from << to << value << page;
+    };
+    row("hsGamma", 30, 300, 100);
+    row("hsContrast", 0, 200, 100);
+    row("hsSaturation", 0, 200, 100);
+    row("hsBlackLevel", 0, 255, 0);
+    row("hsAdvancedGain", 0, 3, 0, 1);
+    row("hsGain", 0, 255, 16);
+    row("hsExposure", 1, 4000, 8);
+    row("hsExposureScale", 1, 20, 1, 1);
+    row("hsTimeOut", 500, 5000, 500, 100);
+    row("hsAETarget", 0, 255, 0);
+    row("hsFrameSpeed", 0, 10, 0, 1);
+    row("sdQuality", 1, 100, 75);
+}
+
+void TestSettingDialog::controlsOfTheForm() {
+    build({});  // nothing is loaded into the controls
+    const auto* found = slider(QTest::currentDataTag());
+    QCOMPARE(found->orientation(), Qt::Horizontal);
+    QTEST(found->minimum(), "from");
+    QTEST(found->maximum(), "to");
+    QTEST(found->value(), "value");
+    QTEST(found->pageStep(), "page");
+    QCOMPARE(found->singleStep(), 1);
+}
+
+void TestSettingDialog::boxesOfTheForm() {
+    build({});
+    for (const char* name : {"chkAutoGain", "chkAutoExposure", "chkSave"})
+        QVERIFY2(control<QCheckBox>(name)->isChecked(), name);
+    for (const char* name : {"chkAntiFlicker", "cbMirrorX", "cbMirrorY", "cbHighspeed", "cbSnapMode"})
+        QVERIFY2(!control<QCheckBox>(name)->isChecked(), name);
+    QVERIFY(!control<QLineEdit>("leQuality")->isEnabled());
+    dialog->loadFileOptions();
+    const auto* frequency = control<QComboBox>("cbPowerFreq");
+    QCOMPARE(frequency->count(), 2);
+    QCOMPARE(frequency->itemText(0), QStringLiteral("50Hz"));
+    QCOMPARE(frequency->itemText(1), QStringLiteral("60Hz"));
+    QCOMPARE(frequency->currentIndex(), 0);
+}
+
+void TestSettingDialog::textsOfTheForm() {
+    QStringList titles;
+    for (const auto* group : dialog->findChildren<QGroupBox*>())
+        titles.append(group->title());
+    for (const char* title : {"Select Camera", "Image Enhancement", "Frame Control", "Parameter",
+                              "File Format", "Port", "Overlay"})
+        QVERIFY2(titles.contains(QLatin1String(title)), title);
+    QStringList labels;
+    for (const auto* found : dialog->findChildren<QLabel*>())
+        labels.append(found->text());
+    for (const char* text :
+         {"Gamma",     "Contrast",          "Saturation", "Black Level",    "Advanced Gain",
+          "Auto Gain", "Auto Exposure",     "Exposure",   "Exposure Scale", "Timeout",
+          "AE Target", "Flicker Avoidence", "Mirror X",   "Mirror Y",       "HighSpeed",
+          "Delay",     "Quality",           "Delay ",     "ms to save",     "Date time format"})
+        QVERIFY2(labels.contains(QLatin1String(text)), text);
+    QCOMPARE(control<QCheckBox>("cbSnapMode")->text(), QStringLiteral("Enter trigger mode"));
+    QCOMPARE(control<QCheckBox>("chkSave")->text(), QStringLiteral("Save the captured image"));
+    QCOMPARE(control<QPushButton>("btnDefault")->text(), QStringLiteral("Default"));
+    QCOMPARE(control<QPushButton>("btnSaveParam")->text(), QStringLiteral("Save"));
+    QCOMPARE(control<QPushButton>("btnSelectPath")->text(), QStringLiteral("Browse..."));
+}
+
+void TestSettingDialog::tabsAndTitle() {
+    QCOMPARE(dialog->windowTitle(), QStringLiteral("Setting"));
+    QVERIFY(!dialog->isModal());
+    const auto* tabs = dialog->findChild<QTabWidget*>();
+    QCOMPARE(tabs->count(), 2);
+    QCOMPARE(tabs->tabText(0), QStringLiteral("Sensor"));
+    QCOMPARE(tabs->tabText(1), QStringLiteral("Capture"));
+}
+
+/// Return ends an entry; it must not press the first button there is, which would load other parameters.
+void TestSettingDialog::noButtonIsPressedByReturn() {
+    dialog->loadFileOptions();
+    dialog->show();
+    QVERIFY(QTest::qWaitForWindowExposed(dialog.get()));
+    dialog->findChild<QTabWidget*>()->setCurrentIndex(1);
+    recording::forgetCalls();
+    QTest::keyClick(control<QLineEdit>("leDelaySave"), Qt::Key_Return);
+    QVERIFY(dialog->isVisible());
+    QCOMPARE(recording::callsButFrames(), QStringList());
+    for (const auto* button : dialog->findChildren<QPushButton*>())
+        QVERIFY(!button->autoDefault() && !button->isDefault());
+}
+
+void TestSettingDialog::construction() {
+    const auto* list = control<QComboBox>("cbCamera");
+    QCOMPARE(list->count(), 3);
+    QCOMPARE(list->itemText(2), QStringLiteral("Cam2"));
+    QCOMPARE(list->currentIndex(), 0);
+    QStringList expected{QStringLiteral("CameraGetResolutionCount(2)")};
+    for (const auto& call : recording::callsOf(QStringLiteral("CameraGetResolution")))
+        expected.append(call.text());
+    expected += refreshCalls(2);
+    QCOMPARE(recording::callsButFrames(), expected);
+    QVERIFY(disk("Control/ExposureScale").isNull());
+}
+
+void TestSettingDialog::constructionWithoutACamera() {
+    build({});
+    dialog->loadFileOptions();
+    dialog->refreshFromCamera();
+    QCOMPARE(control<QComboBox>("cbCamera")->count(), 0);
+    QCOMPARE(control<QComboBox>("cbResolution")->count(), 0);
+    QCOMPARE(recording::callsButFrames(), QStringList());
+}
+
+void TestSettingDialog::slidersReachTheCamera_data() {
+    QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<int>("value");
+    QTest::addColumn<QString>("call");
+    QTest::addColumn<QByteArray>("label");
+    QTest::addColumn<QString>("text");
+    const auto row = [](const char* name, int value, const char* call, const char* label, const char* text) {
+        QTest::addRow("%s %d", name, value) << QByteArray(name) << value << QString::fromLatin1(call)
+                                            << QByteArray(label) << QString::fromLatin1(text);
+    };
+    row("hsGamma", 30, "CameraSetGamma(2, 0.3)", "lblGamm", "0.3");
+    row("hsGamma", 300, "CameraSetGamma(2, 3)", "lblGamm", "3");
+    row("hsContrast", 57, "CameraSetContrast(2, 0.57)", "lblContrast", "0.57");
+    row("hsContrast", 0, "CameraSetContrast(2, 0)", "lblContrast", "0");
+    row("hsSaturation", 199, "CameraSetSaturation(2, 1.99)", "lblSaturation", "1.99");
+    row("hsBlackLevel", 255, "CameraSetBlackLevel(2, 255)", "lblBlack", "255");
+    row("hsAdvancedGain", 3, "CameraSetAdvancedGain(2, 3)", "lblAdvancedGain", "3");
+    row("hsGain", 200, "CameraSetGain(2, 200)", "lblGain", "200");
+    row("hsAETarget", 7, "CameraSetAETarget(2, 7)", "lblTarget", "7");
+    row("hsExposure", 100, "CameraSetExposure(2, 100)", "lblExposure", "100");
+    row("hsTimeOut", 700, "CameraSetTimeout(2, 700)", "lblTimeOut", "1");  // the label stays
+}
+
+void TestSettingDialog::slidersReachTheCamera() {
+    QFETCH(QByteArray, name);
+    QFETCH(int, value);
+    QFETCH(QString, call);
+    QFETCH(QByteArray, label);
+    // The recording library answers 1 to every question: move away from it first where that is the value
+    // tested.
+    recording::forgetCalls();
+    slider(name.constData())->setValue(value);
+    QCOMPARE(recording::callsButFrames(), QStringList{call});
+    QTEST(this->label(label.constData()), "text");
+}
+
+void TestSettingDialog::switchesReachTheCamera_data() {
+    QTest::addColumn<QByteArray>("name");
+    QTest::addColumn<QStringList>("off");
+    QTest::addColumn<QStringList>("on");
+    const auto list = [](std::initializer_list<const char*> calls) {
+        QStringList texts;
+        for (const char* call : calls)
+            texts.append(QString::fromLatin1(call));
+        return texts;
+    };
+    // The recording library answers "on" to every question.
+    QTest::newRow("mirror x") << QByteArray("cbMirrorX") << list({"CameraSetMirrorX(2, 0)"})
+                              << list({"CameraSetMirrorX(2, 1)"});
+    QTest::newRow("mirror y") << QByteArray("cbMirrorY") << list({"CameraSetMirrorY(2, 0)"})
+                              << list({"CameraSetMirrorY(2, 1)"});
+    QTest::newRow("auto exposure") << QByteArray("chkAutoExposure")
+                                   << list({"CameraGetExposure(0)", "CameraSetAEC(2, 0)"})
+                                   << list({"CameraSetAEC(2, 1)"});
+    QTest::newRow("auto gain") << QByteArray("chkAutoGain")
+                               << list({"CameraGetGain(0)", "CameraSetAGC(2, 0)"})
+                               << list({"CameraSetAGC(2, 1)"});
+    QTest::newRow("anti-flicker") << QByteArray("chkAntiFlicker") << list({"CameraSetAntiFlicker(2, 0)"})
+                                  << list({"CameraSetAntiFlicker(2, 1)"});
+}
+
+void TestSettingDialog::switchesReachTheCamera() {
+    QFETCH(QByteArray, name);
+    QFETCH(QStringList, off);
+    QFETCH(QStringList, on);
+    dialog->loadFileOptions();
+    auto* box = control<QCheckBox>(name.constData());
+    QVERIFY(box->isChecked());
+    recording::forgetCalls();
+    box->click();
+    QCOMPARE(recording::callsButFrames(), off);
+    recording::forgetCalls();
+    box->click();
+    QCOMPARE(recording::callsButFrames(), on);
+}
+
+void TestSettingDialog::refreshShowsTheCamera() {
+    CameraSetGamma(2, 1.25);
+    CameraSetContrast(2, 0.5);
+    CameraSetSaturation(2, 1.75);
+    CameraSetBlackLevel(2, 11);
+    CameraSetAdvancedGain(2, 2);
+    CameraSetAGC(2, false);
+    CameraSetGain(2, 77);
+    CameraSetAEC(2, true);
+    CameraSetExposure(2, 640);
+    CameraSetTimeout(2, 1500);
+    CameraSetAETarget(2, 99);
+    CameraSetAntiFlicker(2, 2);
+    CameraSetMirrorX(2, true);
+    CameraSetMirrorY(2, false);
+    CameraSetHighspeed(2, true);
+    CameraSetDelay(0, 750);
+    CameraSetDelay(2, 100);
+    CameraSetSnapMode(2, 2);
+    dialog->loadFileOptions();
+    recording::forgetCalls();
+    dialog->refreshFromCamera();
+    QCOMPARE(recording::callsButFrames(), refreshCalls(2));
+    const auto shows = [this](const char* name, int value, const char* text, const char* shown) {
+        QCOMPARE(slider(name)->value(), value);
+        QCOMPARE(label(text), QString::fromLatin1(shown));
+    };
+    shows("hsGamma", 125, "lblGamm", "1.25");
+    shows("hsContrast", 50, "lblContrast", "0.5");
+    shows("hsSaturation", 175, "lblSaturation", "1.75");
+    shows("hsBlackLevel", 11, "lblBlack", "11");
+    shows("hsAdvancedGain", 2, "lblAdvancedGain", "2");
+    shows("hsGain", 77, "lblGain", "77");
+    shows("hsExposure", 320, "lblExposure", "640");  // scale 2, the default
+    shows("hsTimeOut", 1500, "lblTimeOut", "1500");
+    shows("hsAETarget", 99, "lblTarget", "99");
+    QVERIFY(!control<QCheckBox>("chkAutoGain")->isChecked());
+    QVERIFY(slider("hsGain")->isEnabled());
+    QVERIFY(control<QCheckBox>("chkAutoExposure")->isChecked());
+    QVERIFY(!slider("hsExposure")->isEnabled());
+    QVERIFY(control<QCheckBox>("chkAntiFlicker")->isChecked());
+    QCOMPARE(control<QComboBox>("cbPowerFreq")->currentIndex(), 1);
+    QVERIFY(control<QCheckBox>("cbMirrorX")->isChecked());
+    QVERIFY(!control<QCheckBox>("cbMirrorY")->isChecked());
+    QCOMPARE(slider("hsFrameSpeed")->value(), 7);
+    QCOMPARE(control<QLineEdit>("leFrameSpeed")->text(), QStringLiteral("7"));
+    QVERIFY(control<QCheckBox>("cbSnapMode")->isChecked());
+    // And the other way round.
+    CameraSetAGC(2, true);
+    CameraSetAEC(2, false);
+    CameraSetSnapMode(2, 1);
+    dialog->refreshFromCamera();
+    QVERIFY(!slider("hsGain")->isEnabled());
+    QVERIFY(slider("hsExposure")->isEnabled());
+    QVERIFY(!control<QCheckBox>("cbSnapMode")->isChecked());
+}
+
+/// Values that no slider can show must not come back rounded.
+void TestSettingDialog::refreshChangesNothing() {
+    CameraSetGamma(2, 1.2345);
+    CameraSetGain(2, 4000);
+    CameraSetExposure(2, 12345678);
+    CameraSetTimeout(2, 100);
+    CameraSetDelay(0, 12345);
+    recording::forgetCalls();
+    dialog->loadFileOptions();
+    dialog->refreshFromCamera();
+    dialog->loadFromCameraAndScale();
+    for (const QString& call : recording::callsButFrames())
+        QVERIFY2(!call.startsWith(QLatin1String("CameraSet")), qPrintable(call));
+    QCOMPARE(label("lblGamm"), QStringLiteral("1.2345"));
+    QCOMPARE(label("lblGain"), QStringLiteral("4000"));
+    QCOMPARE(slider("hsGain")->value(), 255);
+    QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini")), QByteArray());
+}
+
+void TestSettingDialog::refreshWithFailingCamera() {
+    recording::Camera camera;
+    camera.status = 9;
+    for (int i = 0; i < 3; ++i)
+        recording::setCamera(i, camera);
+    build({0});
+    dialog->loadFileOptions();
+    QCOMPARE(control<QComboBox>("cbResolution")->count(), 0);
+    slider("hsGamma")->setValue(50);
+    QCOMPARE(label("lblGamm"), QStringLiteral("0.5"));
+}
+
+void TestSettingDialog::roundingIsTruncation_data() {
+    QTest::addColumn<double>("gamma");
+    QTest::addColumn<int>("position");
+    QTest::addColumn<QString>("text");
+    QTest::newRow("1") << 1.0 << 100 << QStringLiteral("1");
+    QTest::newRow("0.999") << 0.999 << 99 << QStringLiteral("0.999");
+    QTest::newRow("1.29 is a little less") << 1.29 << 129 << QStringLiteral("1.29");
+    QTest::newRow("1.15 is a little less") << 1.15 << 114 << QStringLiteral("1.15");
+    QTest::newRow("many digits") << 1.23456789 << 123 << QStringLiteral("1.23457");
+    QTest::newRow("below the slider") << 0.1 << 30 << QStringLiteral("0.1");
+    QTest::newRow("above the slider") << 99.0 << 300 << QStringLiteral("99");
+}
+
+void TestSettingDialog::roundingIsTruncation() {
+    QFETCH(double, gamma);
+    CameraSetGamma(2, gamma);
+    dialog->refreshFromCamera();
+    QTEST(slider("hsGamma")->value(), "position");
+    QTEST(label("lblGamm"), "text");
+}
+
+void TestSettingDialog::absurdAnswersAreHarmless() {
+    for (const double value : {qQNaN(), qInf(), -qInf(), 1e300}) {
+        CameraSetGamma(2, value);
+        CameraSetContrast(2, value);
+        dialog->refreshFromCamera();
+    }
+    CameraSetAntiFlicker(2, -2000000000);
+    CameraSetExposure(2, -2000000000);
+    CameraSetDelay(0, -150);
+    dialog->refreshFromCamera();
+    QCOMPARE(slider("hsExposure")->value(), 1);
+    QCOMPARE(control<QLineEdit>("leFrameSpeed")->text(), QStringLiteral("-1"));  // toward zero
+    for (const char* scale : {"nan", "1e300", "-5", "0", "text"}) {
+        build({2}, QByteArray("[Control]\nExposureScale=") + scale + "\n");
+        dialog->loadFileOptions();
+        slider("hsExposure")->setValue(4000);
+        slider("hsExposure")->setValue(1);
+    }
+}
+
+void TestSettingDialog::antiFlicker_data() {
+    QTest::addColumn<int>("mode");
+    QTest::addColumn<bool>("checked");
+    QTest::addColumn<int>("frequency");
+    QTest::newRow("off") << 0 << false << 1;
+    QTest::newRow("50 Hz") << 1 << true << 0;
+    QTest::newRow("60 Hz") << 2 << true << 1;
+    QTest::newRow("unknown, as it was") << 3 << true << 1;
+    QTest::newRow("negative, as it was") << -1 << true << 1;
+}
+
+void TestSettingDialog::antiFlicker() {
+    QFETCH(int, mode);
+    dialog->loadFileOptions();
+    CameraSetAntiFlicker(2, 2);
+    dialog->refreshFromCamera();
+    CameraSetAntiFlicker(2, mode);
+    dialog->refreshFromCamera();
+    QTEST(control<QCheckBox>("chkAntiFlicker")->isChecked(), "checked");
+    QTEST(control<QComboBox>("cbPowerFreq")->currentIndex(), "frequency");
+}
+
+void TestSettingDialog::powerFrequencyAloneDoesNothing() {
+    dialog->loadFileOptions();
+    CameraSetAntiFlicker(2, 1);
+    dialog->refreshFromCamera();
+    recording::forgetCalls();
+    control<QComboBox>("cbPowerFreq")->setCurrentIndex(1);
+    QCOMPARE(recording::callsButFrames(), QStringList());
+    control<QCheckBox>("chkAntiFlicker")->click();
+    control<QCheckBox>("chkAntiFlicker")->click();
+    QCOMPARE(recording::callsButFrames(), (QStringList{QStringLiteral("CameraSetAntiFlicker(2, 0)"),
+                                                       QStringLiteral("CameraSetAntiFlicker(2, 2)")}));
+}
+
+void TestSettingDialog::highspeedSetsCheckable() {
+    auto* box = control<QCheckBox>("cbHighspeed");
+    CameraSetHighspeed(2, false);
+    dialog->refreshFromCamera();
+    QVERIFY(!box->isCheckable());
+    CameraSetHighspeed(2, true);
+    dialog->refreshFromCamera();
+    QVERIFY(box->isCheckable());
+    QVERIFY(!box->isChecked());
+    recording::forgetCalls();
+    box->click();
+    box->click();
+    QCOMPARE(recording::callsButFrames(), (QStringList{QStringLiteral("CameraSetHighspeed(2, 1)"),
+                                                       QStringLiteral("CameraSetHighspeed(2, 0)")}));
+}
+
+void TestSettingDialog::autoExposureOffAsksCameraZero() {
+    CameraSetExposure(0, 111);
+    CameraSetExposure(1, 222);
+    control<QComboBox>("cbCamera")->setCurrentIndex(2);  // camera 1
+    QCOMPARE(label("lblExposure"), QStringLiteral("222"));
+    const int position = slider("hsExposure")->value();
+    recording::forgetCalls();
+    control<QCheckBox>("chkAutoExposure")->click();
+    QCOMPARE(recording::callsButFrames(),
+             (QStringList{QStringLiteral("CameraGetExposure(0)"), QStringLiteral("CameraSetAEC(1, 0)")}));
+    QCOMPARE(label("lblExposure"), QStringLiteral("111"));
+    QCOMPARE(slider("hsExposure")->value(), position);
+    QVERIFY(slider("hsExposure")->isEnabled());
+    control<QCheckBox>("chkAutoExposure")->click();
+    QVERIFY(!slider("hsExposure")->isEnabled());
+}
+
+void TestSettingDialog::autoGainOffAsksCameraZero() {
+    CameraSetGain(0, 33);
+    CameraSetGain(1, 44);
+    control<QComboBox>("cbCamera")->setCurrentIndex(2);  // camera 1
+    recording::forgetCalls();
+    control<QCheckBox>("chkAutoGain")->click();
+    // Moving the slider to it hands it to the chosen camera.
+    QCOMPARE(recording::callsButFrames(),
+             (QStringList{QStringLiteral("CameraGetGain(0)"), QStringLiteral("CameraSetGain(1, 33)"),
+                          QStringLiteral("CameraSetAGC(1, 0)")}));
+    QCOMPARE(label("lblGain"), QStringLiteral("33"));
+    QCOMPARE(slider("hsGain")->value(), 33);
+    QVERIFY(slider("hsGain")->isEnabled());
+    control<QCheckBox>("chkAutoGain")->click();
+    QVERIFY(!slider("hsGain")->isEnabled());
+}
+
+void TestSettingDialog::exposureScale() {
+    build({2}, "[Control]\nExposureScale=3\n");
+    recording::forgetCalls();
+    slider("hsExposure")->setValue(100);
+    QCOMPARE(recording::callsButFrames(), QStringList{QStringLiteral("CameraSetExposure(2, 300)")});
+    QCOMPARE(label("lblExposure"), QStringLiteral("300"));
+    dialog->refreshFromCamera();
+    QCOMPARE(slider("hsExposure")->value(), 100);
+    QCOMPARE(label("lblExposure"), QStringLiteral("300"));
+    // A broken scale: truncated on the way to the camera.
+    build({2}, "[Control]\nExposureScale=2.5\n");
+    QCOMPARE(slider("hsExposureScale")->value(), 2);
+    QCOMPARE(label("lblExposureScale"), QStringLiteral("2.5"));
+    recording::forgetCalls();
+    slider("hsExposure")->setValue(101);
+    QCOMPARE(recording::callsButFrames(), QStringList{QStringLiteral("CameraSetExposure(2, 252)")});
+    // Moved: the exposure slider stays where it is.
+    recording::forgetCalls();
+    slider("hsExposureScale")->setValue(4);
+    QCOMPARE(recording::callsButFrames(), QStringList());
+    QCOMPARE(slider("hsExposure")->value(), 101);
+    QCOMPARE(label("lblExposureScale"), QStringLiteral("4"));
+    slider("hsExposure")->setValue(10);
+    QCOMPARE(label("lblExposure"), QStringLiteral("40"));
+}
+
+void TestSettingDialog::exposureScaleDefaults() {
+    QCOMPARE(label("lblExposureScale"), QStringLiteral("1"));  // choosing a camera
+    dialog->loadFromCameraAndScale();
+    QCOMPARE(label("lblExposureScale"), QStringLiteral("2"));  // loading
+    control<QComboBox>("cbCamera")->setCurrentIndex(1);
+    QCOMPARE(label("lblExposureScale"), QStringLiteral("1"));
+    build({2}, "[Control]\nExposureScale=0.25\n");
+    QCOMPARE(label("lblExposureScale"), QStringLiteral("1"));
+    dialog->loadFromCameraAndScale();
+    QCOMPARE(label("lblExposureScale"), QStringLiteral("1"));
+}
+
+void TestSettingDialog::exposureScaleIsNotSynced() {
+    slider("hsExposureScale")->setValue(7);
+    QVERIFY(disk("Control/ExposureScale").isNull());
+    QCOMPARE(settings->read(keys::kExposureScale), 7.0);
+    control<QCheckBox>("chkSave")->click();  // anything else that is written at once takes it along
+    QCOMPARE(disk("Control/ExposureScale"), QStringLiteral("7"));
+}
+
+void TestSettingDialog::snapModeSleeps() {
+    CameraSetSnapMode(2, 1);
+    dialog->refreshFromCamera();
+    recording::forgetCalls();
+    QElapsedTimer timer;
+    timer.start();
+    control<QCheckBox>("cbSnapMode")->click();
+    QVERIFY(timer.elapsed() >= 190);
+    QCOMPARE(recording::callsButFrames(), QStringList{QStringLiteral("CameraSetSnapMode(2, 2)")});
+    recording::forgetCalls();
+    control<QCheckBox>("cbSnapMode")->click();
+    QCOMPARE(recording::callsButFrames(), QStringList{QStringLiteral("CameraSetSnapMode(2, 1)")});
+}
+
+void TestSettingDialog::resolutions() {
+    auto* list = control<QComboBox>("cbResolution");
+    int32_t count = 0;
+    QCOMPARE(CameraGetResolutionCount(2, &count), 0);
+    QVERIFY(count > 1);
+    QCOMPARE(list->count(), count);
+    int32_t width = 0;
+    int32_t height = 0;
+    QCOMPARE(CameraGetResolution(2, count - 1, &width, &height), 0);
+    QCOMPARE(list->itemText(count - 1), QStringLiteral("%1*%2").arg(width).arg(height));
+    QCOMPARE(list->itemText(0), QStringLiteral("64*48"));
+    recording::forgetCalls();
+    list->setCurrentIndex(count - 1);
+    const auto calls = recording::callsButFrames();
+    QCOMPARE(calls.size(), 2);
+    QVERIFY(calls[0].startsWith(QStringLiteral("CameraGetResolution(2")));
+    QCOMPARE(calls[1],
+             QStringLiteral("CameraSetResolution(2, %1, %2, %3)").arg(count - 1).arg(width).arg(height));
+}
+
+void TestSettingDialog::otherCamera() {
+    CameraSetGain(0, 55);
+    recording::forgetCalls();
+    control<QComboBox>("cbCamera")->setCurrentIndex(1);  // tile 1 shows camera 0
+    QCOMPARE(label("lblGain"), QStringLiteral("55"));
+    for (const auto& call : recording::calls()) {
+        QCOMPARE(call.index, 0);
+        QVERIFY(!call.operation.startsWith(QLatin1String("CameraSet")));
+    }
+    recording::forgetCalls();
+    slider("hsGain")->setValue(56);
+    QCOMPARE(recording::callsButFrames(), QStringList{QStringLiteral("CameraSetGain(0, 56)")});
+}
+
+/// As written: in demo mode a slider that is moved calls the library all the same, for camera 0.
+void TestSettingDialog::slidersWithoutACamera() {
+    build({});
+    slider("hsGamma")->setValue(200);
+    QCOMPARE(recording::callsButFrames(), QStringList{QStringLiteral("CameraSetGamma(0, 2)")});
+}
+
+void TestSettingDialog::saveAndDefault() {
+    QStringList order;
+    connect(dialog.get(), &SettingDialog::pauseVideo, this, [&] {
+        order += recording::callsButFrames();
+        order.append(QStringLiteral("pause"));
+        recording::forgetCalls();
+    });
+    connect(dialog.get(), &SettingDialog::streamVideo, this, [&] {
+        order += recording::callsButFrames();
+        order.append(QStringLiteral("stream"));
+        recording::forgetCalls();
+    });
+    recording::forgetCalls();
+    control<QPushButton>("btnSaveParam")->click();
+    QCOMPARE(order, (QStringList{QStringLiteral("pause"), QStringLiteral("CameraSaveParameter(2, 0)"),
+                                 QStringLiteral("stream")}));
+    order.clear();
+    control<QPushButton>("btnDefault")->click();
+    QCOMPARE(order, QStringList{QStringLiteral("pause")} +
+                        QStringList{QStringLiteral("CameraLoadParameter(2, 0)")} + refreshCalls(2) +
+                        QStringList{QStringLiteral("stream")});
+    QCOMPARE(label("lblExposureScale"), QStringLiteral("2"));
+}
+
+void TestSettingDialog::fileOptionsAreLoaded() {
+    build({2},
+          "[File]\nPath=/data/out\nType=2\nQuality=42\nPort=COM3\nDelay=250\nDTFormat=dd.MM HH:mm\n"
+          "SaveCaptured=false\nFreezeImage=true\n");
+    dialog->loadFileOptions();
+    QCOMPARE(control<QLineEdit>("leSavePath")->text(), QStringLiteral("/data/out"));
+    QVERIFY(control<QRadioButton>("rbPNG")->isChecked());
+    QCOMPARE(slider("sdQuality")->value(), 42);
+    QCOMPARE(control<QLineEdit>("leQuality")->text(), QStringLiteral("42"));
+    QCOMPARE(control<QComboBox>("cbCom")->currentText(), QStringLiteral("COM3"));
+    QCOMPARE(control<QLineEdit>("leDelaySave")->text(), QStringLiteral("250"));
+    QCOMPARE(dialog->saveDelay(), 250);
+    QCOMPARE(control<QLineEdit>("leDTFormat")->text(), QStringLiteral("dd.MM HH:mm"));
+    QVERIFY(!control<QCheckBox>("chkSave")->isChecked());
+    QVERIFY(!dialog->isSaveCaptured());
+    QVERIFY(dialog->isFreezeImage());
+}
+
+void TestSettingDialog::fileOptionsHaveDefaults() {
+    dialog->loadFileOptions();
+    QCOMPARE(control<QLineEdit>("leSavePath")->text(), QStringLiteral("."));
+    QVERIFY(control<QRadioButton>("rbJPG")->isChecked());
+    QCOMPARE(slider("sdQuality")->value(), 75);
+    QCOMPARE(control<QComboBox>("cbCom")->currentIndex(), 0);
+    QStringList ports;
+    for (int i = 0; i < control<QComboBox>("cbCom")->count(); ++i)
+        ports.append(control<QComboBox>("cbCom")->itemText(i));
+    QCOMPARE(ports, (QStringList{QString(), QStringLiteral("COM0"), QStringLiteral("COM1"),
+                                 QStringLiteral("COM2"), QStringLiteral("COM3"), QStringLiteral("COM4")}));
+    QCOMPARE(dialog->saveDelay(), 0);
+    QCOMPARE(control<QLineEdit>("leDTFormat")->text(), QStringLiteral("yyyy-MM-dd HH:mm:ss"));
+    QVERIFY(dialog->isSaveCaptured());
+    QVERIFY(!dialog->isFreezeImage());
+}
+
+void TestSettingDialog::loadingWritesNothing() {
+    const QByteArray ini =
+        "[File]\nPath=x\nType=0\nQuality=5\nPort=COM1\nDelay=9\n[Control]\nExposureScale=3\n";
+    build({2}, ini);
+    dialog->loadFileOptions();
+    dialog->loadFileOptions();
+    settings->sync();
+    QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini")), ini);
+}
+
+void TestSettingDialog::unknownType() {
+    dialog->loadFileOptions();
+    WorkingFolder::setKey(QStringLiteral("File/Type"), 3);
+    settings->sync();
+    dialog->loadFileOptions();
+    for (const char* name : {"rbBMP", "rbJPG", "rbPNG"})
+        QVERIFY2(!control<QRadioButton>(name)->isChecked(), name);
+    // A person chooses one, and only one.
+    control<QRadioButton>("rbBMP")->click();
+    control<QRadioButton>("rbPNG")->click();
+    QVERIFY(!control<QRadioButton>("rbBMP")->isChecked());
+    QCOMPARE(disk("File/Type"), QStringLiteral("2"));
+}
+
+void TestSettingDialog::typeIsWritten_data() {
+    QTest::addColumn<QString>("type");
+    QTest::newRow("rbBMP") << QStringLiteral("0");
+    QTest::newRow("rbJPG") << QStringLiteral("1");
+    QTest::newRow("rbPNG") << QStringLiteral("2");
+}
+
+void TestSettingDialog::typeIsWritten() {
+    dialog->loadFileOptions();
+    control<QRadioButton>(QTest::currentDataTag())->click();
+    QTEST(disk("File/Type"), "type");
+}
+
+void TestSettingDialog::qualityIsWritten() {
+    dialog->loadFileOptions();
+    slider("sdQuality")->setValue(13);
+    QCOMPARE(disk("File/Quality"), QStringLiteral("13"));
+    QCOMPARE(control<QLineEdit>("leQuality")->text(), QStringLiteral("13"));
+}
+
+void TestSettingDialog::delay_data() {
+    QTest::addColumn<QString>("typed");
+    QTest::addColumn<int>("delay");
+    QTest::newRow("number") << QStringLiteral("350") << 350;
+    QTest::newRow("no number") << QStringLiteral("abc") << 0;
+    QTest::newRow("empty") << QString() << 0;
+    QTest::newRow("negative") << QStringLiteral("-7") << -7;
+    QTest::newRow("too large") << QStringLiteral("99999999999") << 0;
+}
+
+void TestSettingDialog::delay() {
+    QFETCH(QString, typed);
+    QFETCH(int, delay);
+    dialog->loadFileOptions();
+    auto* field = control<QLineEdit>("leDelaySave");
+    field->selectAll();
+    if (typed.isEmpty())
+        QTest::keyClick(field, Qt::Key_Delete);
+    QTest::keyClicks(field, typed);
+    QVERIFY(disk("File/Delay").isNull());  // not before the entry is over
+    QTest::keyClick(field, Qt::Key_Return);
+    QCOMPARE(disk("File/Delay"), QString::number(delay));
+    QCOMPARE(dialog->saveDelay(), delay);
+}
+
+void TestSettingDialog::unknownPortStays() {
+    build({2}, "[File]\nPort=COM7\n");
+    dialog->loadFileOptions();
+    QCOMPARE(control<QComboBox>("cbCom")->count(), 6);
+    QCOMPARE(control<QComboBox>("cbCom")->currentIndex(), 0);
+    QCOMPARE(disk("File/Port"), QStringLiteral("COM7"));
+}
+
+void TestSettingDialog::portIsWritten() {
+    dialog->loadFileOptions();
+    control<QComboBox>("cbCom")->setCurrentIndex(3);
+    QCOMPARE(disk("File/Port"), QStringLiteral("COM2"));
+    control<QComboBox>("cbCom")->setCurrentIndex(0);
+    QCOMPARE(disk("File/Port"), QString());
+    QCOMPARE(settings->read(keys::kPort), QString());
+}
+
+void TestSettingDialog::dateTimeFormat() {
+    dialog->loadFileOptions();
+    QSignalSpy changed(dialog.get(), &SettingDialog::dateTimeFormatChanged);
+    auto* field = control<QLineEdit>("leDTFormat");
+    field->selectAll();
+    QTest::keyClicks(field, QStringLiteral("HH:mm"));
+    QCOMPARE(changed.count(), 0);
+    QTest::keyClick(field, Qt::Key_Return);
+    QCOMPARE(changed.count(), 1);
+    QCOMPARE(changed.first().first().toString(), QStringLiteral("HH:mm"));
+    QCOMPARE(disk("File/DTFormat"), QStringLiteral("HH:mm"));
+}
+
+void TestSettingDialog::saveAndFreeze() {
+    control<QCheckBox>("chkSave")->click();
+    QVERIFY(!dialog->isSaveCaptured());
+    QCOMPARE(disk("File/SaveCaptured"), QStringLiteral("false"));
+    dialog->setFreezeImage(true);
+    QVERIFY(dialog->isFreezeImage());
+    QCOMPARE(disk("File/FreezeImage"), QStringLiteral("true"));
+}
+
+/// Answers the directory chooser: takes `choose`, or cancels.
+void TestSettingDialog::answerChooser(const QString& choose) {
+    QTimer timer;
+    bool seen = false;
+    timer.callOnTimeout([&] {
+        auto* chooser = qobject_cast<QFileDialog*>(QApplication::activeModalWidget());
+        if (!chooser || !chooser->isVisible() || seen)
+            return;
+        seen = true;
+        QCOMPARE(chooser->windowTitle(), QStringLiteral("Open Directory"));
+        QVERIFY(chooser->testOption(QFileDialog::ShowDirsOnly));
+        QCOMPARE(QDir(chooser->directory()).canonicalPath(), QDir(folder->path()).canonicalPath());
+        if (choose.isEmpty()) {
+            chooser->reject();
+        } else {
+            chooser->setDirectory(choose);
+            chooser->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(choose);
+            QMetaObject::invokeMethod(chooser, "accept");
+        }
+    });
+    timer.start(20);
+    control<QPushButton>("btnSelectPath")->click();
+    QVERIFY(seen);
+}
+
+void TestSettingDialog::pathIsChosen() {
+    dialog->loadFileOptions();
+    QVERIFY(QDir().mkdir(QStringLiteral("out")));
+    const QString out = QDir(QStringLiteral("out")).absolutePath();
+    answerChooser(out);
+    QCOMPARE(control<QLineEdit>("leSavePath")->text(), out);
+    QCOMPARE(disk("File/Path"), out);
+}
+
+void TestSettingDialog::pathIsKeptWhenCancelled() {
+    dialog->loadFileOptions();
+    answerChooser(QString());
+    QCOMPARE(control<QLineEdit>("leSavePath")->text(), QStringLiteral("."));
+    QVERIFY(disk("File/Path").isNull());
+}
+
+QTEST_MAIN(TestSettingDialog)
+#include "tst_settingdialog.moc"
