@@ -33,8 +33,11 @@ constexpr double kLimitOffMax = 1.0;
 constexpr double kLimitSeamRms = 0.7;
 constexpr double kLimitSeamMax = 1.5;
 constexpr double kLimitScale = 0.001;
-constexpr int kTrials = 8;  // with misplaced corners
-constexpr int kPatch = 16;  // px to each side of a grid point
+constexpr int kLeastPoints = 40;     // per tile
+constexpr int kLeastSeamValues = 6;  // per seam
+constexpr int kTrials = 8;           // with misplaced corners
+constexpr double kFarOff = 5.0;      // px; what is not found counts as so far off
+constexpr int kPatch = 16;           // px to each side of a grid point
 
 const QSize kFrame(2560, 1440);
 
@@ -116,7 +119,7 @@ QVector<Truth> readTruth(int count) {
 }
 
 /// How far `patch` is shifted against `ideal`, px, both of one size, by iterated least squares; nothing when
-/// there is too little to see in it or the search does not settle.
+/// there is too little to see in it. A patch that is not found is far off.
 std::optional<cv::Point2d> shiftBetween(const cv::Mat& ideal, const cv::Mat& patch) {
     // A little blur: nearest-neighbour steps are no edges.
     cv::Mat wanted;
@@ -137,19 +140,22 @@ std::optional<cv::Point2d> shiftBetween(const cv::Mat& ideal, const cv::Mat& pat
     if (smaller < 10.0 * inner.area())
         return {};
     cv::Point2d shift;
+    cv::Vec2d change;
     for (int step = 0; step < 20; ++step) {
         const cv::Matx23d move(1, 0, shift.x, 0, 1, shift.y);
         cv::Mat moved;
         cv::warpAffine(blurred, moved, move, blurred.size(), cv::INTER_LINEAR | cv::WARP_INVERSE_MAP,
                        cv::BORDER_REPLICATE);
         const cv::Mat rest = wanted(inner) - moved(inner);
-        const cv::Vec2d change = normal.inv() * cv::Vec2d(gx.dot(rest), gy.dot(rest));
+        change = normal.inv() * cv::Vec2d(gx.dot(rest), gy.dot(rest));
         shift += cv::Point2d(change[0], change[1]);
         // The interpolation knows 32 places within a pixel.
         if (std::hypot(change[0], change[1]) < 0.016)
-            return cv::norm(shift) < 5.0 ? std::optional(shift) : std::nullopt;
+            break;
     }
-    return {};
+    // Not settled, or far out: no good place, whatever it is.
+    const bool isFound = cv::norm(change) < 0.1 && cv::norm(shift) < kFarOff;
+    return isFound ? shift : cv::Point2d(kFarOff, kFarOff);
 }
 
 cv::Mat grey(const QImage& image) {
@@ -221,7 +227,8 @@ public:
         WorkingFolder::write(QStringLiteral("mark0.txt"), marks);
         window.action("actionLoad_Corner")->trigger();
         execute();
-        waitForFreshPictures();
+        if (!waitForFreshPictures())
+            qFatal("no corrected pictures");
         window.action("actionRearrange")->trigger();
         // Without the cross-hairs, which would lie over the crossings.
         window.action("actionClear")->trigger();
@@ -289,11 +296,11 @@ private:
     }
 
     /// A corrected picture of the new maps in every tile.
-    void waitForFreshPictures() {
+    bool waitForFreshPictures() {
         QVector<qint64> keys;
         for (int i = 0; i < arrangement.count; ++i)
             keys.append(tile(i)->pixmap().cacheKey());
-        (void)QTest::qWaitFor(
+        return QTest::qWaitFor(
             [&] {
                 for (int i = 0; i < arrangement.count; ++i) {
                     if (tile(i)->pixmap().cacheKey() == keys[i])
@@ -381,8 +388,8 @@ private:
             }
             const cv::Point2d one = cellIn(found[size_t(a)]);
             const cv::Point2d other = cellIn(found[size_t(b)]);
-            result.scale =
-                std::max({result.scale, std::abs(one.x / other.x - 1), std::abs(one.y / other.y - 1)});
+            for (const double ratio : {one.x / other.x, one.y / other.y})
+                result.scale = std::max(result.scale, std::isfinite(ratio) ? std::abs(ratio - 1) : 1.0);
         }
     }
 
@@ -451,7 +458,9 @@ int runOne(Arrangement arrangement) {
         rough.scale = std::max(rough.scale, one.scale);
     }
     print(name + ", corners +-1", rough);
-    const bool isGood = exact.off.count > 20 * arrangement.count && exact.off.rms() <= kLimitOffRms &&
+    const int seams = arrangement.isGrid ? 4 : arrangement.count - 1;
+    const bool isGood = exact.off.count >= kLeastPoints * arrangement.count &&
+                        exact.seam.count >= kLeastSeamValues * seams && exact.off.rms() <= kLimitOffRms &&
                         exact.off.max <= kLimitOffMax && exact.seam.rms() <= kLimitSeamRms &&
                         exact.seam.max <= kLimitSeamMax && exact.scale <= kLimitScale;
     if (!isGood)

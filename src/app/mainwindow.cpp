@@ -24,6 +24,7 @@
 #include "calibration/calibrationfile.h"
 #include "camera/framerate.h"
 #include "camera/kvcap2.h"
+#include "control/serialcommand.h"
 #include "control/snapshot.h"
 #include "marks/coordinatesmark.h"
 #include "marks/interactivescene.h"
@@ -371,9 +372,75 @@ bool MainWindow::nativeEvent(const QByteArray& eventType, void* message, long* r
     return QMainWindow::nativeEvent(eventType, message, result);
 }
 
+// ---- machine controller ------------------------------------------------------------------------
+
 void MainWindow::CheckCom() {
-    if (serialPort)
-        qDebug() << "serial" << serialPort->readAll();
+    if (!serialPort)
+        return;
+    const QByteArray received = serialPort->readAll();
+    if (received.isEmpty())
+        return;
+    // What this command shows stays for a full minute.
+    fpsTicks = 0;
+    execute(parseSerialCommand(received));
+}
+
+void MainWindow::execute(const SerialCommand& command) {
+    using Kind = SerialCommand::Kind;
+    if (command.kind == Kind::None)
+        return;
+    showMessage(command.echo);
+    switch (command.kind) {
+        case Kind::Trigger:
+            // Each has its own time; none cancels another.
+            if (settingDialog->saveDelay() < 1)
+                saveImage();
+            else
+                QTimer::singleShot(settingDialog->saveDelay(), this, &MainWindow::saveImage);
+            break;
+        case Kind::SetDelay:
+            if (command.delay >= 1)
+                settingDialog->setSaveDelay(command.delay);
+            break;
+        case Kind::Save:
+            setOnCameras(command);
+            break;
+        default:
+            setOnCameras(command);
+            settingDialog->refreshFromCamera();
+            break;
+    }
+}
+
+void MainWindow::setOnCameras(const SerialCommand& command) {
+    using Kind = SerialCommand::Kind;
+    const int first = command.camera < 0 ? 0 : command.camera;
+    const int last = command.camera < 0 ? cameraCount - 1 : std::min(command.camera, cameraCount - 1);
+    // A camera that is not there: nobody is called and nobody told.
+    for (int i = first; i <= last; ++i) {
+        switch (command.kind) {
+            case Kind::Gamma:
+                CameraSetGamma(i, command.value);
+                break;
+            case Kind::Contrast:
+                CameraSetContrast(i, command.value);
+                break;
+            case Kind::Exposure:
+                CameraSetExposure(i, wholeValue(command.value));
+                break;
+            case Kind::Gain:
+                CameraSetGain(i, wholeValue(command.value));
+                break;
+            case Kind::AdvancedGain:
+                CameraSetAdvancedGain(i, wholeValue(command.value));
+                break;
+            case Kind::Save:
+                CameraSaveParameter(i, 0);  // the parameter set that the settings dialog uses
+                break;
+            default:
+                break;
+        }
+    }
 }
 
 void MainWindow::showMessage(const QString& text) {
@@ -593,9 +660,10 @@ void MainWindow::on_actionExecute_triggered() {
     ui->actionEnable->setChecked(true);
 }
 
-bool MainWindow::refreshCorners() {
+std::optional<CornerLists> MainWindow::refreshCorners() {
+    CornerLists lists = cornerLists;
     for (int i = 0; i < cameraCount; ++i) {
-        for (CornerPoint& corner : cornerLists[i]) {
+        for (CornerPoint& corner : lists[i]) {
             const auto* mark = dynamic_cast<CoordinatesMark*>(corner.mark);
             if (!mark)
                 continue;  // from a calibration file, or its cross-hair has been deleted
@@ -606,13 +674,18 @@ bool MainWindow::refreshCorners() {
             qDebug() << "after" << corner.x << corner.y;
         }
     }
-    return std::all_of(cornerLists.begin(), cornerLists.begin() + cameraCount, orderCorners);
+    for (int i = 0; i < cameraCount; ++i) {
+        if (!orderCorners(lists[i]))
+            return {};
+    }
+    return lists;
 }
 
 bool MainWindow::calibrate(const GridCounts& xCounts, const GridCounts& yCounts) {
-    if (!refreshCorners())
+    const auto corners = refreshCorners();
+    if (!corners)
         return false;
-    const auto calibrations = computeCalibrations(cornerLists, xCounts, yCounts, cameraCount);
+    const auto calibrations = computeCalibrations(*corners, xCounts, yCounts, cameraCount);
     if (!calibrations)
         return false;
     Correction computed;
@@ -621,6 +694,7 @@ bool MainWindow::calibrate(const GridCounts& xCounts, const GridCounts& yCounts)
             return false;
     }
     // Nothing was touched until here: the pictures join only when all tiles are new.
+    cornerLists = *corners;
     correction = computed;
     for (int i = 0; i < cameraCount; ++i)
         writeCalibration(calibrationFileName(i), (*calibrations)[i]);

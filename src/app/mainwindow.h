@@ -5,6 +5,7 @@
 #include <QMainWindow>
 #include <array>
 #include <cstdint>
+#include <optional>
 
 #include "app/tilelayout.h"
 #include "calibration/calibration.h"
@@ -21,6 +22,7 @@ class QLabel;
 class QSerialPort;
 class QTimer;
 class SettingDialog;
+struct SerialCommand;
 class SettingsFile;
 
 namespace Ui {
@@ -141,13 +143,15 @@ private:
     void setBarsVisible(bool visible);
     void setTileFlags(QGraphicsItem::GraphicsItemFlags flags);
     void forgetMark(Mark* mark);
-    /// Takes every corner from where its cross-hair is now and puts each tile's four in order. False when a
+    /// The corners, taken from where their cross-hairs are now, each tile's four in order. Nothing when a
     /// tile has fewer.
-    bool refreshCorners();
+    std::optional<CornerLists> refreshCorners();
     /// Computes all tiles' corrections and, if that succeeds, takes and stores them.
     bool calibrate(const GridCounts& xCounts, const GridCounts& yCounts);
     /// Fits the view now, and again at each size that the desktop gives it within the next moment.
     void fitToNewWindowState();
+    void execute(const SerialCommand& command);
+    void setOnCameras(const SerialCommand& command);
     /// A message for the left of the status bar; silently nothing before the status bar is there.
     void showMessage(const QString& text);
 

@@ -36,6 +36,9 @@ void CalibrateDialog::setCounts(const QString& xs, const QString& ys, int count)
         showCount(xFields()[i], i < count, xCounts[i]);
         showCount(yFields()[i], i < count, yCounts[i]);
     }
+    // Ready to be typed over, also where the last use ended on a button.
+    ui->leXCount->setFocus();
+    ui->leXCount->selectAll();
 }
 
 void CalibrateDialog::retranslate() {

@@ -9,16 +9,22 @@
 namespace {
 
 /// A calibration takes about 1 KiB; whatever is larger is another file.
-constexpr qint64 kMaxFileSize = 1048576;
+constexpr qint64 kMaxFileSize = 65536;
+/// Its elements are nested three deep. OpenCV's parser calls itself for each level and has no limit of its
+/// own.
+constexpr int kMaxDepth = 16;
 
 /// The node as a matrix of the given shape and type, or nothing.
 std::optional<cv::Mat> readMatrix(const cv::FileStorage& storage, const char* node, int rows, int cols,
                                   int type) {
     cv::Mat matrix;
     storage[node] >> matrix;
-    if (matrix.rows != rows || matrix.cols != cols || matrix.channels() != 1 || !cv::checkRange(matrix))
+    if (matrix.rows != rows || matrix.cols != cols || matrix.channels() != 1)
         return {};
+    // What is finite as a double need not be as a float.
     matrix.convertTo(matrix, type);
+    if (!cv::checkRange(matrix))
+        return {};
     return matrix;
 }
 
@@ -29,9 +35,20 @@ bool isStorageDocument(const QByteArray& text) {
         return false;
     QXmlStreamReader xml(text);
     const bool isStorage = xml.readNextStartElement() && xml.name() == QLatin1String("opencv_storage");
-    while (!xml.atEnd())
-        xml.readNext();
-    return isStorage && !xml.hasError();
+    int depth = 1;
+    while (!xml.atEnd() && depth <= kMaxDepth) {
+        switch (xml.readNext()) {
+            case QXmlStreamReader::StartElement:
+                ++depth;
+                break;
+            case QXmlStreamReader::EndElement:
+                --depth;
+                break;
+            default:
+                break;
+        }
+    }
+    return isStorage && depth <= kMaxDepth && !xml.hasError();
 }
 
 std::optional<Calibration> parse(const QByteArray& text) {

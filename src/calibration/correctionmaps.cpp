@@ -21,9 +21,11 @@ bool buildCorrectionMaps(const cv::Mat& transform, QSize size, cv::Mat& mapX, cv
     }
     try {
         cv::Mat inverse;
-        if (cv::invert(transform, inverse, cv::DECOMP_LU) == 0.0 || !cv::checkRange(inverse))
+        if (cv::invert(transform, inverse, cv::DECOMP_LU) == 0.0)
             return false;
         inverse.convertTo(inverse, CV_32F);
+        if (!cv::checkRange(inverse))
+            return false;
 
         cv::Mat grid(size.height(), size.width(), CV_32FC2);
         for (int r = 0; r < grid.rows; ++r) {

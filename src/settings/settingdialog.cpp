@@ -435,11 +435,15 @@ void SettingDialog::on_rbPNG_clicked() {
     setFileType(kTypePng);
 }
 
-void SettingDialog::on_leDelaySave_editingFinished() {
-    delay = ui->leDelaySave->text().toInt();
-    // What was no number is seen to be 0.
+void SettingDialog::setSaveDelay(int milliseconds) {
+    delay = milliseconds;
     ui->leDelaySave->setText(QString::number(delay));
     settings->write(keys::kDelay, delay);
+}
+
+void SettingDialog::on_leDelaySave_editingFinished() {
+    // What was no number is seen to be 0.
+    setSaveDelay(ui->leDelaySave->text().toInt());
 }
 
 void SettingDialog::on_cbCom_currentIndexChanged(const QString& name) {

@@ -44,6 +44,8 @@ public:
     bool isFreezeImage() const { return freezeImage; }
     /// ms from the serial trigger to the picture; whatever was entered, so perhaps negative.
     int saveDelay() const { return delay; }
+    /// Sets that delay, shows and stores it.
+    void setSaveDelay(int milliseconds);
 
     int cameraCount = 0;  ///< set by the main window each time it opens the dialog
 

@@ -1,3 +1,5 @@
+#include <QGridLayout>
+#include <QLabel>
 #include <QLineEdit>
 #include <QPushButton>
 #include <QSignalSpy>
@@ -22,6 +24,7 @@ private slots:
     void startsWithZeros();
     void okReadsEveryField();
     void cancelKeepsTheCounts();
+    void textsAndPlaces();
     void countsStayBetweenUses();
     void isModalAndHidden();
     void okByKeyboard();
@@ -102,9 +105,33 @@ void TestCalibrateDialog::cancelKeepsTheCounts() {
     dialog.findChild<QPushButton*>(QStringLiteral("btnCancel"))->click();
     QCOMPARE(rejected.count(), 1);
     QCOMPARE(dialog.xCounts, (std::array<int, 4>{5, 3, 5, 0}));
+    QCOMPARE(dialog.yCounts, (std::array<int, 4>{2, 2, 2, 0}));
 }
 
-/// Also those of disabled fields: they read as 0 at OK.
+void TestCalibrateDialog::textsAndPlaces() {
+    const CalibrateDialog dialog;
+    QCOMPARE(dialog.windowTitle(), QStringLiteral("CalibrateDialog"));
+    const auto* grid = dialog.findChild<QGridLayout*>();
+    QVERIFY(grid);
+    const auto text = [grid](int row, int column) {
+        const auto* label = qobject_cast<QLabel*>(grid->itemAtPosition(row, column)->widget());
+        return label ? label->text() : QString();
+    };
+    for (int i = 0; i < 4; ++i) {
+        QCOMPARE(text(0, i + 1), QStringLiteral("Camera %1").arg(i));
+        for (int row = 0; row < 2; ++row)
+            QCOMPARE(grid->itemAtPosition(row + 1, i + 1)->widget()->objectName(),
+                     QLatin1String(kFields[row][i]));
+    }
+    QCOMPARE(text(1, 0), QStringLiteral("X Grid Count"));
+    QCOMPARE(text(2, 0), QStringLiteral("Y Grid Count"));
+    QStringList labels;
+    for (const auto* label : dialog.findChildren<QLabel*>())
+        labels.append(label->text());
+    QVERIFY(labels.contains(QStringLiteral("Set grid count.")));
+    QCOMPARE(dialog.findChild<QPushButton*>(QStringLiteral("btnCancel"))->text(), QStringLiteral("Cancel"));
+}
+
 void TestCalibrateDialog::countsStayBetweenUses() {
     CalibrateDialog dialog;
     dialog.setCounts(QStringLiteral("1,2,3,4"), QStringLiteral("5,6,7,8"), 4);

@@ -61,6 +61,7 @@ private slots:
     void mapsAreTheInverseTransform();
     void impossibleMaps_data();
     void impossibleMaps();
+    void inverseBeyondFloats();
     void rowOfOneKeepsBothEdges();
     void rowGeometry();
     void gridGeometry();
@@ -118,6 +119,14 @@ void TestCorrection::impossibleMaps() {
     QVERIFY(!buildCorrectionMaps(transform, size, mapX, mapY));
     QVERIFY(mapX.empty());
     QVERIFY(mapY.empty());
+}
+
+void TestCorrection::inverseBeyondFloats() {
+    const cv::Mat transform = (cv::Mat_<double>(3, 3) << 1e-60, 0, 0, 0, 1e-60, 0, 0, 0, 1);
+    cv::Mat mapX;
+    cv::Mat mapY;
+    QVERIFY(!buildCorrectionMaps(transform, {64, 48}, mapX, mapY));
+    QVERIFY(mapX.empty() && mapY.empty());
 }
 
 void TestCorrection::rowOfOneKeepsBothEdges() {
@@ -343,6 +352,11 @@ void TestCorrection::brokenCalibrationIsMissing_data() {
     QTest::newRow("not finite") << calibrationXml(notFinite, corners, corners);
     QTest::newRow("numbers for matrices")
         << QByteArray("<?xml version=\"1.0\"?><opencv_storage><calibrate>7</calibrate></opencv_storage>");
+    QTest::newRow("deeply nested") << QByteArray("<?xml version=\"1.0\"?><opencv_storage>") +
+                                          QByteArray("<a>").repeated(5000) +
+                                          QByteArray("</a>").repeated(5000) + "</opencv_storage>";
+    const cv::Mat farOut = (cv::Mat_<double>(4, 2) << 1, 2, 1e300, 4, 5, 6, 7, 8);
+    QTest::newRow("not finite as a float") << calibrationXml(transform, farOut, corners);
     QTest::newRow("larger than any") << QByteArray(2 * 1024 * 1024, ' ');
 }
 

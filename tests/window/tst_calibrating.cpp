@@ -19,7 +19,7 @@ struct Quad {
 
 /// The marked corners of tile `i` in frame px, a little different in each, in the order of a file.
 Quad markedIn(int i) {
-    return {{{40.0 + 3 * i, 30.0 + 2 * i}, {260.0 + i, 36.0}, {35.0, 200.0 - i}, {270.0, 205.0 + 2 * i}}};
+    return {{{40.3 + 3.1 * i, 30.7 + 2.3 * i}, {260.8 + i, 36.2}, {35.4, 200.9 - i}, {270.6, 205.1 + 2 * i}}};
 }
 
 /// A frame that is different everywhere and for each tile.
@@ -52,6 +52,7 @@ private slots:
     void noCamera();
     void cancelledDialogChangesNothing();
     void countsAreStoredAlsoWhenCornersAreMissing();
+    void failureSwitchesNothingOn();
     void badCountsLeaveEverything_data();
     void badCountsLeaveEverything();
     void unwritableFileIsLogged();
@@ -193,9 +194,9 @@ QImage TestCalibrating::expected(int tile, int count, int layoutMode, const QVec
 
     const int w = kFrame.width();
     const int h = kFrame.height();
-    const auto tl = [&](int i) { return dst[size_t(i)][0]; };
-    const auto tr = [&](int i) { return dst[size_t(i)][1]; };
-    const auto bl = [&](int i) { return dst[size_t(i)][2]; };
+    const auto tl = [&](int i) { return cv::Point2d(dst[size_t(i)][0]); };
+    const auto tr = [&](int i) { return cv::Point2d(dst[size_t(i)][1]); };
+    const auto bl = [&](int i) { return cv::Point2d(dst[size_t(i)][2]); };
     cv::Rect crop;
     if (layoutMode != 0) {
         int topMin = int(tr(0).y);
@@ -205,22 +206,22 @@ QImage TestCalibrating::expected(int tile, int count, int layoutMode, const QVec
             topMax = std::max(topMax, int(tr(i).y));
         }
         crop.x = tile == 0 ? 0 : int(tl(tile).x);
-        crop.y = int(tr(tile).y - float(topMin));
+        crop.y = int(tr(tile).y - topMin);
         crop.height = topMin - topMax + h;
         crop.width = tile == 0 ? int(tr(0).x) : int(tr(tile).x - tl(tile).x);
         if (tile == count - 1)
-            crop.width = int(float(w) - tl(tile).x);
+            crop.width = int(w - tl(tile).x);
     } else {
         const int left = std::min(int(tr(0).x), int(tr(2).x));
-        const int right = std::min(int(float(w) - tl(1).x), int(float(w) - tl(3).x));
+        const int right = std::min(int(w - tl(1).x), int(w - tl(3).x));
         const int top = std::min(int(bl(0).y), int(bl(1).y));
-        const int bottom = std::min(int(float(h) - tl(2).y), int(float(h) - tl(3).y));
+        const int bottom = std::min(int(h - tl(2).y), int(h - tl(3).y));
         if (tile == 0)
-            crop = {int(tr(0).x - float(left)), int(bl(0).y - float(top)), left, top};
+            crop = {int(tr(0).x - left), int(bl(0).y - top), left, top};
         else if (tile == 1)
-            crop = {int(tl(1).x), int(bl(1).y - float(top)), right, top};
+            crop = {int(tl(1).x), int(bl(1).y - top), right, top};
         else if (tile == 2)
-            crop = {int(tr(2).x - float(left)), int(tl(2).y), left, bottom};
+            crop = {int(tr(2).x - left), int(tl(2).y), left, bottom};
         else
             crop = {int(tl(3).x), int(tl(3).y), right, bottom};
     }
@@ -283,8 +284,8 @@ void TestCalibrating::filesAndKeys() {
         const auto calibration = readCalibration(calibrationFileName(i));
         QVERIFY(calibration);
         for (int corner = 0; corner < 4; ++corner) {
-            QCOMPARE(double(calibration->cornerSrc.at<float>(corner, 0)), markedIn(i).corners[corner].x());
-            QCOMPARE(double(calibration->cornerSrc.at<float>(corner, 1)), markedIn(i).corners[corner].y());
+            QCOMPARE(calibration->cornerSrc.at<float>(corner, 0), float(markedIn(i).corners[corner].x()));
+            QCOMPARE(calibration->cornerSrc.at<float>(corner, 1), float(markedIn(i).corners[corner].y()));
         }
     }
     // Off and on again by hand.
@@ -331,7 +332,7 @@ void TestCalibrating::draggedCornersCountAtTheirNewPlace() {
     CoordinatesMark* topLeft = nullptr;
     for (QGraphicsItem* item : window.view()->scene()->items()) {
         auto* mark = dynamic_cast<CoordinatesMark*>(item);
-        if (mark && mark->point() == QPointF(320, 0) + markedIn(1).corners[0])
+        if (mark && QLineF(mark->point(), QPointF(320, 0) + markedIn(1).corners[0]).length() < 0.01)
             topLeft = mark;
     }
     QVERIFY(topLeft);
@@ -340,8 +341,8 @@ void TestCalibrating::draggedCornersCountAtTheirNewPlace() {
     execute(window);
     const auto calibration = readCalibration(calibrationFileName(1));
     QVERIFY(calibration);
-    QCOMPARE(double(calibration->cornerSrc.at<float>(0, 0)), markedIn(1).corners[0].x() - 53);
-    QCOMPARE(double(calibration->cornerSrc.at<float>(0, 1)), markedIn(1).corners[0].y() + 4);
+    QCOMPARE(calibration->cornerSrc.at<float>(0, 0), float(markedIn(1).corners[0].x() - 53));
+    QCOMPARE(calibration->cornerSrc.at<float>(0, 1), float(markedIn(1).corners[0].y() + 4));
 }
 
 void TestCalibrating::wrongNumberOfMarks_data() {
@@ -358,8 +359,10 @@ void TestCalibrating::wrongNumberOfMarks() {
     start(window, 1);
     QVERIFY(WorkingFolder::write(QStringLiteral("mark0.txt"), marks));
     window.action("actionLoad_Corner")->trigger();
+    window.action("actionTilt")->trigger();
     execute(window);
     QCOMPARE(dialogs, 0);
+    QCOMPARE(items(window)[0]->flags(), QGraphicsItem::GraphicsItemFlags());  // nothing changes
     QCOMPARE(window.answerer.boxes.size(), 1);
     QCOMPARE(window.answerer.boxes[0].icon, QMessageBox::Information);
     QCOMPARE(window.answerer.boxes[0].title, QStringLiteral("Info"));
@@ -405,6 +408,8 @@ void TestCalibrating::cancelledDialogChangesNothing() {
     QVERIFY(window.answerer.boxes.isEmpty());
     QCOMPARE(items(window)[0]->flags(), QGraphicsItem::GraphicsItemFlags(QGraphicsItem::ItemIsMovable));
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/XCount")), QStringLiteral("\"7,8,9\""));
+    QVERIFY(WorkingFolder::keyOnDisk(QStringLiteral("File/YCount")).isNull());
+    QVERIFY(WorkingFolder::keyOnDisk(QStringLiteral("File/Trans")).isNull());
     QVERIFY(!QFile::exists(QStringLiteral("Cal0.xml")));
     QVERIFY(!window.action("actionEnable")->isChecked());
 }
@@ -422,6 +427,37 @@ void TestCalibrating::countsAreStoredAlsoWhenCornersAreMissing() {
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/XCount")), QStringLiteral("\"4,6\""));
     QVERIFY(!QFile::exists(QStringLiteral("Cal0.xml")));
     QVERIFY(!window.action("actionEnable")->isEnabled());
+    QVERIFY(WorkingFolder::keyOnDisk(QStringLiteral("File/Trans")).isNull());
+}
+
+/// With the correction there but off, a failed run switches nothing on, and the corners keep the order of
+/// their placing.
+void TestCalibrating::failureSwitchesNothingOn() {
+    WindowUnderTest window;
+    start(window, 1);
+    loadMarks(window, 1, 1);
+    execute(window, {QStringLiteral("10"), {}, {}, {}, QStringLiteral("5")});
+    window.action("actionEnable")->trigger();  // off
+    loadMarks(window, 1, 1);
+    QVERIFY(QFile::remove(QStringLiteral("mark0.txt")));
+    execute(window, {QStringLiteral("0"), {}, {}, {}, QStringLiteral("5")});
+    QCOMPARE(window.answerer.boxes.size(), 1);
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Trans")), QStringLiteral("0"));
+    QVERIFY(!QFile::exists(QStringLiteral("mark0.txt")));
+    QVERIFY(!window.action("actionEnable")->isChecked());
+    show(window, 0, QImage::Format_Grayscale8);
+    QCOMPARE(items(window)[0]->pixmap().size(), kFrame);
+    // The oldest is the one that was placed first (bottom right), not the topmost.
+    window->setMark(10, 10, kCoordinatesMark, nullptr);
+    int left = 0;
+    for (QGraphicsItem* item : window.view()->scene()->items()) {
+        const auto* mark = dynamic_cast<CoordinatesMark*>(item);
+        if (!mark)
+            continue;
+        ++left;
+        QVERIFY(QLineF(mark->point(), markedIn(0).corners[3]).length() > 1);
+    }
+    QCOMPARE(left, 3);
 }
 
 void TestCalibrating::badCountsLeaveEverything_data() {
@@ -468,21 +504,31 @@ void TestCalibrating::unwritableFileIsLogged() {
 
 void TestCalibrating::againWithOtherCounts() {
     WindowUnderTest window;
-    start(window, 1);
-    loadMarks(window, 1, 1);
-    execute(window, {QStringLiteral("10"), {}, {}, {}, QStringLiteral("5")});
-    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/XCount")), QStringLiteral("10"));
-    const QByteArray before = WorkingFolder::read(QStringLiteral("Cal0.xml"));
-    execute(window, {QStringLiteral("20"), {}, {}, {}, QStringLiteral("5")});
-    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/XCount")), QStringLiteral("20"));
-    // With one camera the rectangle does not depend on the count.
-    QVERIFY(!before.isEmpty());
-    QVERIFY(readCalibration(calibrationFileName(0)));
-    show(window, 0, QImage::Format_Grayscale8);
-    QCOMPARE(items(window)[0]->pixmap().size(), QSize(280, 240));
+    start(window, 2);
+    loadMarks(window, 2, 1);
+    const QVector<int> ys{5, 5, 5, 5};
+    execute(window,
+            {QStringLiteral("10"), QStringLiteral("10"), {}, {}, QStringLiteral("5"), QStringLiteral("5")});
+    const QByteArray before = WorkingFolder::read(QStringLiteral("Cal1.xml"));
+    for (const int count : {8, 10}) {
+        execute(
+            window,
+            {QStringLiteral("10"), QString::number(count), {}, {}, QStringLiteral("5"), QStringLiteral("5")});
+        QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/XCount")),
+                 QStringLiteral("\"10,%1\"").arg(count));
+        // Files and pictures follow.
+        QCOMPARE(WorkingFolder::read(QStringLiteral("Cal1.xml")) == before, count == 10);
+        for (int i = 0; i < 2; ++i) {
+            show(window, i, QImage::Format_Grayscale8);
+            const QImage wanted = expected(i, 2, 1, {10, count}, ys, QImage::Format_Grayscale8);
+            QCOMPARE(items(window)[i]->pixmap().toImage().convertToFormat(QImage::Format_RGB32),
+                     wanted.convertToFormat(QImage::Format_RGB32));
+        }
+    }
 }
 
-/// Corners that came from calibration files have no cross-hairs; marking four in each tile pushes them out.
+/// Corners that came from calibration files have no cross-hairs to be taken from: they stay where the file
+/// says.
 void TestCalibrating::cornersOfAFileAreNotRefreshed() {
     WindowUnderTest window;
     start(window, 1);
@@ -503,7 +549,7 @@ void TestCalibrating::cornersOfAFileAreNotRefreshed() {
     QVERIFY(window.answerer.boxes.isEmpty());
     const auto calibration = readCalibration(calibrationFileName(0));
     QVERIFY(calibration);
-    QCOMPARE(double(calibration->cornerSrc.at<float>(0, 0)), markedIn(0).corners[0].x());
+    QCOMPARE(calibration->cornerSrc.at<float>(0, 0), float(markedIn(0).corners[0].x()));
 }
 
 void TestCalibrating::rearrangedAfterwards() {

@@ -147,7 +147,6 @@ void TestMarking::cornersOfAFileGiveWay() {
         "<corner_dst type_id=\"opencv-matrix\"><rows>4</rows><cols>2</cols><dt>f</dt><data>60. 40. 560. 40. "
         "60. 400. "
         "560. 400.</data></corner_dst>\n</opencv_storage>\n";
-    QVERIFY(WorkingFolder::write(QStringLiteral("Cal0.xml"), calibration));
     WindowUnderTest window;
     QVERIFY(WorkingFolder::write(QStringLiteral("Cal0.xml"), calibration));
     start(window, 1, "Trans=1\n");
@@ -247,6 +246,11 @@ void TestMarking::beyondTheRowNothingIsStored() {
     const QString text = window.leftText();
     announce(window, 2560, 1, 7);
     announce(window, 1e9, 1, 7);
+    QCOMPARE(window.leftText(), text);
+    // The cross-hair itself stays.
+    QVERIFY(WorkingFolder::write(QStringLiteral("mark0.txt"), "Coordinates #0000ff 1 1 | 2560 10\r\n"));
+    window.action("actionLoad_Corner")->trigger();
+    QCOMPARE(crossHairs(window).size(), 1);
     QCOMPARE(window.leftText(), text);
 }
 

@@ -416,7 +416,7 @@ void TestStartup::calibrationOfOneTileMissing() {
     window.start();
     QVERIFY(!window.action("actionEnable")->isChecked());
     QVERIFY(!window.action("actionEnable")->isEnabled());
-    // A frame that is black but for its left column: the calibration would move it away.
+    // Frames are shown as they are.
     auto* buffer = new unsigned char[64 * 48]();
     for (int y = 0; y < 48; ++y)
         buffer[64 * y] = 255;
@@ -424,6 +424,13 @@ void TestStartup::calibrationOfOneTileMissing() {
                     static_cast<quint64>(QDateTime::currentMSecsSinceEpoch()));
     QCOMPARE(window.tiles().first()->pixmap().size(), QSize(64, 48));
     QCOMPARE(WindowUnderTest::greyOf(window.tiles().first()), 255);
+    // What is there has been loaded: a new corner in tile 0 pushes out one of the file's, tile 1 begins with
+    // it.
+    window->setMark(10, 10, 7, nullptr);
+    QCOMPARE(window.leftText(), QStringLiteral("#0: 10 10 Total:4"));
+    window->setMark(70, 10, 7, nullptr);
+    QCOMPARE(window.leftText(), QStringLiteral("#1: 6 10 Total:1"));
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Trans")), QStringLiteral("1"));
 }
 
 void TestStartup::allCalibrationsThere() {
