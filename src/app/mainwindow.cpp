@@ -95,6 +95,8 @@ MainWindow::~MainWindow() {
     waitForThreads();
     // Frames that are still queued own buffers: delivered here, they are freed like any other.
     QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
+    // It uses the settings file, which is an earlier child and would go first.
+    delete settingDialog;
     for (Tile& tile : tiles)
         delete tile.thread;
     if (demo == 0) {
@@ -225,8 +227,10 @@ void MainWindow::createStatusLabels() {
     statusLeft = new QLabel(QString(36, QLatin1Char(' ')), this);
     // Names from outside (ports, barcodes, folders) are shown as they are, whatever brackets they hold.
     statusLeft->setTextFormat(Qt::PlainText);
-    statusLeft->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+    statusLeft->setAlignment(Qt::AlignLeft | Qt::AlignTop);
     statusLeft->setMinimumSize(statusLeft->sizeHint());
+    // Of a text of several lines (a command with its line end) the first is seen; the bar does not grow.
+    statusLeft->setMaximumHeight(statusLeft->sizeHint().height());
     ui->statusBar->addWidget(statusLeft, 0);
 
     statusRight = new QLabel(this);
@@ -936,6 +940,9 @@ void MainWindow::on_gvMain_customContextMenuRequested(const QPoint& point) {
 void MainWindow::openSetting() {
     settingDialog->refreshFromCamera();
     settingDialog->show();
+    // It may be open already, behind the window or minimised.
+    settingDialog->raise();
+    settingDialog->activateWindow();
     settingDialog->cameraCount = cameraCount;
 }
 

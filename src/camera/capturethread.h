@@ -26,6 +26,8 @@ public:
     void startCapturing() { capturing = true; }
     /// Lets the loop idle.
     void pauseCapturing() { capturing = false; }
+    /// Whether it fetches frames as far as it was told.
+    bool isCapturing() const { return capturing; }
     /// Lets the loop end after its current iteration; there is no way back.
     void stopCapturing();
     /// True after `stopCapturing`.

@@ -215,8 +215,10 @@ void SettingDialog::loadSwitches() {
     showOnBox(ui->cbMirrorX, isOn(&CameraGetMirrorX, camera));
     showOnBox(ui->cbMirrorY, isOn(&CameraGetMirrorY, camera));
     // Whether it can be checked, not whether it is: deliberately unlike the mirrors.
-    showQuietly(ui->cbHighspeed,
-                [this](QCheckBox* quiet) { quiet->setCheckable(isOn(&CameraGetHighspeed, camera)); });
+    showQuietly(ui->cbHighspeed, [this](QCheckBox* quiet) {
+        quiet->setCheckable(isOn(&CameraGetHighspeed, camera));
+        quiet->update();  // a box that is no longer checkable loses its check mark without being drawn anew
+    });
     // The delay is that of camera 0 whatever camera is chosen.
     int32_t cameraDelay = 0;
     CameraGetDelay(0, &cameraDelay);
@@ -442,6 +444,9 @@ void SettingDialog::setSaveDelay(int milliseconds) {
 }
 
 void SettingDialog::on_leDelaySave_editingFinished() {
+    // Also called when the focus only passes by.
+    if (ui->leDelaySave->text() == QString::number(delay))
+        return;
     // What was no number is seen to be 0.
     setSaveDelay(ui->leDelaySave->text().toInt());
 }
@@ -452,6 +457,8 @@ void SettingDialog::on_cbCom_currentIndexChanged(const QString& name) {
 }
 
 void SettingDialog::on_leDTFormat_editingFinished() {
+    if (ui->leDTFormat->text() == dateTimeFormat)
+        return;
     dateTimeFormat = ui->leDTFormat->text();
     emit dateTimeFormatChanged(dateTimeFormat);
     settings->write(keys::kDateTimeFormat, dateTimeFormat);

@@ -44,14 +44,16 @@ public:
     bool isFreezeImage() const { return freezeImage; }
     /// ms from the serial trigger to the picture; whatever was entered, so perhaps negative.
     int saveDelay() const { return delay; }
-    /// Sets that delay, shows and stores it.
+    /// The pattern of the date-time overlay.
+    QString overlayFormat() const { return dateTimeFormat; }
+    /// Sets the delay, shows and stores it.
     void setSaveDelay(int milliseconds);
 
     int cameraCount = 0;  ///< set by the main window each time it opens the dialog
 
 signals:
-    /// The streams have to rest while a camera loads or saves its parameters. Connected directly: they rest
-    /// when the emission returns.
+    /// The streams have to rest while a camera loads or saves its parameters: they are told to before and to
+    /// go on after. A query under way ends by itself.
     void pauseVideo();
     void streamVideo();
     /// The pattern of the date-time overlay was edited.

@@ -35,8 +35,8 @@ public:
         flush();
     }
 
-    /// Sets a value without writing the file now; it is written with the next `write` or at the latest at
-    /// exit.
+    /// Sets a value without writing the file now; it is on disk with the next `write`, or when the event loop
+    /// runs again.
     void store(const QString& name, const QVariant& newValue);
     /// Removes keys and writes the file at once.
     void removeKeys(const QStringList& names);

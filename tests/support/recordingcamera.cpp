@@ -6,6 +6,7 @@
 #include <QMutexLocker>
 #include <QThread>
 #include <QWaitCondition>
+#include <algorithm>
 #include <cstring>
 
 #include "camera/kvcap2.h"
@@ -297,8 +298,8 @@ int32_t CameraGetResolution(int32_t index, int32_t mode, int32_t* width, int32_t
     if (!camera || camera->status != 0)
         return camera ? camera->status : -1;
     // Each mode is half as large as the one before.
-    *width = camera->width >> mode;
-    *height = camera->height >> mode;
+    *width = camera->width / (1 << std::min(mode, 30));
+    *height = camera->height / (1 << std::min(mode, 30));
     return 0;
 }
 

@@ -11,6 +11,7 @@
 #include <QSlider>
 #include <QTabWidget>
 #include <QtTest>
+#include <limits>
 
 #include "camera/kvcap2.h"
 #include "settings/settingdialog.h"
@@ -85,6 +86,9 @@ private slots:
     void unknownPortStays();
     void portIsWritten();
     void dateTimeFormat();
+    void passingFocusWritesNothing();
+    void loadingTwice();
+    void scaleAtTheTimeOfLoading();
     void saveAndFreeze();
     void pathIsChosen();
     void pathIsKeptWhenCancelled();
@@ -98,7 +102,10 @@ private:
         return found;
     }
     QSlider* slider(const char* name) const { return control<QSlider>(name); }
-    QString label(const char* name) const { return control<QLabel>(name)->text(); }
+    QString label(const char* name) const {
+        const auto* field = dialog->findChild<QLineEdit*>(QLatin1String(name));
+        return field ? field->text() : control<QLabel>(name)->text();
+    }
     static QString disk(const char* key) { return WorkingFolder::keyOnDisk(QLatin1String(key)); }
     void build(const QVector<int32_t>& cameras, const QByteArray& ini = {});
     void answerChooser(const QString& choose);
@@ -172,7 +179,6 @@ void TestSettingDialog::boxesOfTheForm() {
     for (const char* name : {"chkAntiFlicker", "cbMirrorX", "cbMirrorY", "cbHighspeed", "cbSnapMode"})
         QVERIFY2(!control<QCheckBox>(name)->isChecked(), name);
     QVERIFY(!control<QLineEdit>("leQuality")->isEnabled());
-    dialog->loadFileOptions();
     const auto* frequency = control<QComboBox>("cbPowerFreq");
     QCOMPARE(frequency->count(), 2);
     QCOMPARE(frequency->itemText(0), QStringLiteral("50Hz"));
@@ -231,10 +237,11 @@ void TestSettingDialog::construction() {
     QCOMPARE(list->count(), 3);
     QCOMPARE(list->itemText(2), QStringLiteral("Cam2"));
     QCOMPARE(list->currentIndex(), 0);
-    QStringList expected{QStringLiteral("CameraGetResolutionCount(2)")};
-    for (const auto& call : recording::callsOf(QStringLiteral("CameraGetResolution")))
-        expected.append(call.text());
-    expected += refreshCalls(2);
+    const QStringList expected =
+        QStringList{QStringLiteral("CameraGetResolutionCount(2)"),
+                    QStringLiteral("CameraGetResolution(2, 0)"), QStringLiteral("CameraGetResolution(2, 1)"),
+                    QStringLiteral("CameraGetResolution(2, 2)")} +
+        refreshCalls(2);
     QCOMPARE(recording::callsButFrames(), expected);
     QVERIFY(disk("Control/ExposureScale").isNull());
 }
@@ -269,6 +276,7 @@ void TestSettingDialog::slidersReachTheCamera_data() {
     row("hsAETarget", 7, "CameraSetAETarget(2, 7)", "lblTarget", "7");
     row("hsExposure", 100, "CameraSetExposure(2, 100)", "lblExposure", "100");
     row("hsTimeOut", 700, "CameraSetTimeout(2, 700)", "lblTimeOut", "1");  // the label stays
+    row("hsFrameSpeed", 7, "CameraSetDelay(2, 700)", "leFrameSpeed", "7");
 }
 
 void TestSettingDialog::slidersReachTheCamera() {
@@ -397,7 +405,14 @@ void TestSettingDialog::refreshChangesNothing() {
     QCOMPARE(label("lblGamm"), QStringLiteral("1.2345"));
     QCOMPARE(label("lblGain"), QStringLiteral("4000"));
     QCOMPARE(slider("hsGain")->value(), 255);
+    settings->sync();
     QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini")), QByteArray());
+    // A stored scale that no slider can show stays too.
+    const QByteArray ini = "[Control]\nExposureScale=2.5\n";
+    build({2}, ini);
+    dialog->loadFileOptions();
+    settings->sync();
+    QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini")), ini);
 }
 
 void TestSettingDialog::refreshWithFailingCamera() {
@@ -410,6 +425,15 @@ void TestSettingDialog::refreshWithFailingCamera() {
     QCOMPARE(control<QComboBox>("cbResolution")->count(), 0);
     slider("hsGamma")->setValue(50);
     QCOMPARE(label("lblGamm"), QStringLiteral("0.5"));
+    // What is asked of camera 0 when the automatics go off counts as 1 when it does not answer.
+    control<QCheckBox>("chkAutoExposure")->setChecked(true);
+    control<QCheckBox>("chkAutoExposure")->click();
+    QCOMPARE(label("lblExposure"), QStringLiteral("1"));
+    control<QCheckBox>("chkAutoGain")->setChecked(true);
+    control<QCheckBox>("chkAutoGain")->click();
+    QCOMPARE(label("lblGain"), QStringLiteral("1"));
+    QCOMPARE(slider("hsGain")->value(), 1);
+    QVERIFY(!control<QCheckBox>("chkAntiFlicker")->isChecked());
 }
 
 void TestSettingDialog::roundingIsTruncation_data() {
@@ -418,7 +442,7 @@ void TestSettingDialog::roundingIsTruncation_data() {
     QTest::addColumn<QString>("text");
     QTest::newRow("1") << 1.0 << 100 << QStringLiteral("1");
     QTest::newRow("0.999") << 0.999 << 99 << QStringLiteral("0.999");
-    QTest::newRow("1.29 is a little less") << 1.29 << 129 << QStringLiteral("1.29");
+    QTest::newRow("1.29") << 1.29 << 129 << QStringLiteral("1.29");
     QTest::newRow("1.15 is a little less") << 1.15 << 114 << QStringLiteral("1.15");
     QTest::newRow("many digits") << 1.23456789 << 123 << QStringLiteral("1.23457");
     QTest::newRow("below the slider") << 0.1 << 30 << QStringLiteral("0.1");
@@ -439,6 +463,15 @@ void TestSettingDialog::absurdAnswersAreHarmless() {
         CameraSetContrast(2, value);
         dialog->refreshFromCamera();
     }
+    recording::Camera many;
+    for (const int modes : {-1, std::numeric_limits<int>::max()}) {
+        many.modes = modes;
+        recording::setCamera(0, many);
+        control<QComboBox>("cbCamera")->setCurrentIndex(0);
+        control<QComboBox>("cbCamera")->setCurrentIndex(1);
+        QVERIFY(control<QComboBox>("cbResolution")->count() <= 1000);
+    }
+    control<QComboBox>("cbCamera")->setCurrentIndex(0);
     CameraSetAntiFlicker(2, -2000000000);
     CameraSetExposure(2, -2000000000);
     CameraSetDelay(0, -150);
@@ -502,6 +535,18 @@ void TestSettingDialog::highspeedSetsCheckable() {
     box->click();
     QCOMPARE(recording::callsButFrames(), (QStringList{QStringLiteral("CameraSetHighspeed(2, 1)"),
                                                        QStringLiteral("CameraSetHighspeed(2, 0)")}));
+    // Checked, then another camera without it: what is seen is what is so.
+    dialog->show();
+    QVERIFY(QTest::qWaitForWindowExposed(dialog.get()));
+    const QImage unchecked = box->grab().toImage();
+    box->click();
+    CameraSetHighspeed(2, false);
+    dialog->refreshFromCamera();
+    QVERIFY(!box->isChecked());
+    QCOMPARE(box->grab().toImage(), unchecked);
+    recording::forgetCalls();
+    box->click();
+    QCOMPARE(recording::callsButFrames(), QStringList());
 }
 
 void TestSettingDialog::autoExposureOffAsksCameraZero() {
@@ -594,7 +639,9 @@ void TestSettingDialog::snapModeSleeps() {
     QVERIFY(timer.elapsed() >= 190);
     QCOMPARE(recording::callsButFrames(), QStringList{QStringLiteral("CameraSetSnapMode(2, 2)")});
     recording::forgetCalls();
+    timer.restart();
     control<QCheckBox>("cbSnapMode")->click();
+    QVERIFY(timer.elapsed() < 190);  // no sleep this way
     QCOMPARE(recording::callsButFrames(), QStringList{QStringLiteral("CameraSetSnapMode(2, 1)")});
 }
 
@@ -623,6 +670,7 @@ void TestSettingDialog::otherCamera() {
     recording::forgetCalls();
     control<QComboBox>("cbCamera")->setCurrentIndex(1);  // tile 1 shows camera 0
     QCOMPARE(label("lblGain"), QStringLiteral("55"));
+    QCOMPARE(control<QComboBox>("cbResolution")->count(), 1);  // its own list, not that of the first
     for (const auto& call : recording::calls()) {
         QCOMPARE(call.index, 0);
         QVERIFY(!call.operation.startsWith(QLatin1String("CameraSet")));
@@ -770,6 +818,7 @@ void TestSettingDialog::delay() {
 void TestSettingDialog::unknownPortStays() {
     build({2}, "[File]\nPort=COM7\n");
     dialog->loadFileOptions();
+    settings->sync();
     QCOMPARE(control<QComboBox>("cbCom")->count(), 6);
     QCOMPARE(control<QComboBox>("cbCom")->currentIndex(), 0);
     QCOMPARE(disk("File/Port"), QStringLiteral("COM7"));
@@ -795,15 +844,64 @@ void TestSettingDialog::dateTimeFormat() {
     QCOMPARE(changed.count(), 1);
     QCOMPARE(changed.first().first().toString(), QStringLiteral("HH:mm"));
     QCOMPARE(disk("File/DTFormat"), QStringLiteral("HH:mm"));
+    QCOMPARE(dialog->overlayFormat(), QStringLiteral("HH:mm"));
+}
+
+/// The focus that only passes by is no entry.
+void TestSettingDialog::passingFocusWritesNothing() {
+    const QByteArray ini = "[File]\nDelay=soon\n";
+    build({2}, ini);
+    dialog->loadFileOptions();
+    dialog->show();
+    QVERIFY(QTest::qWaitForWindowActive(dialog.get()));
+    dialog->findChild<QTabWidget*>()->setCurrentIndex(1);
+    for (const char* name : {"leDelaySave", "leDTFormat", "leDelaySave"}) {
+        control<QLineEdit>(name)->setFocus();
+        QVERIFY(control<QLineEdit>(name)->hasFocus());
+    }
+    QTest::keyClick(control<QLineEdit>("leDelaySave"), Qt::Key_Return);
+    settings->sync();
+    QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini")), ini);
+}
+
+/// Loading twice, as a language switch does, leaves the lists as long as they are.
+void TestSettingDialog::loadingTwice() {
+    dialog->loadFileOptions();
+    dialog->loadFileOptions();
+    QCOMPARE(control<QComboBox>("cbCom")->count(), 6);
+    QCOMPARE(control<QComboBox>("cbPowerFreq")->count(), 2);
+    QCOMPARE(control<QComboBox>("cbCamera")->count(), 3);
+    QCOMPARE(control<QComboBox>("cbResolution")->count(), 3);
+}
+
+/// The exposure slider is set by the scale before it is read anew, and by its whole number while options are
+/// loaded.
+void TestSettingDialog::scaleAtTheTimeOfLoading() {
+    CameraSetExposure(2, 300);
+    build({2}, "[Control]\nExposureScale=3\n");
+    QCOMPARE(slider("hsExposure")->value(), 300);
+    CameraSetExposure(2, 1000);
+    build({2}, "[Control]\nExposureScale=2.5\n");
+    dialog->loadFileOptions();
+    QCOMPARE(slider("hsExposure")->value(), 500);
+    QCOMPARE(label("lblExposureScale"), QStringLiteral("2.5"));
+    dialog->refreshFromCamera();
+    QCOMPARE(slider("hsExposure")->value(), 400);
 }
 
 void TestSettingDialog::saveAndFreeze() {
     control<QCheckBox>("chkSave")->click();
     QVERIFY(!dialog->isSaveCaptured());
     QCOMPARE(disk("File/SaveCaptured"), QStringLiteral("false"));
+    control<QCheckBox>("chkSave")->click();
+    QVERIFY(dialog->isSaveCaptured());
+    QCOMPARE(disk("File/SaveCaptured"), QStringLiteral("true"));
     dialog->setFreezeImage(true);
     QVERIFY(dialog->isFreezeImage());
     QCOMPARE(disk("File/FreezeImage"), QStringLiteral("true"));
+    dialog->setFreezeImage(false);
+    QVERIFY(!dialog->isFreezeImage());
+    QCOMPARE(disk("File/FreezeImage"), QStringLiteral("false"));
 }
 
 /// Answers the directory chooser: takes `choose`, or cancels.

@@ -4,6 +4,7 @@
 #include <QPushButton>
 #include <QSlider>
 
+#include "camera/capturethread.h"
 #include "camera/kvcap2.h"
 #include "marks/textmark.h"
 #include "settings/settingdialog.h"
@@ -127,13 +128,25 @@ void TestSettingsLive::savedParametersComeBack() {
     window.action("action_Setting")->trigger();
     auto* slider = control<QSlider>(window, "hsContrast");
     slider->setValue(140);
+    // The streams are told to rest before the parameters are touched. The dialog's own listener comes first.
+    auto* dialog = window->findChild<SettingDialog*>();
+    bool rested = false;
+    connect(dialog, &SettingDialog::streamVideo, this, [&] { rested = true; });
+    bool isCapturing = true;
+    connect(
+        dialog, &SettingDialog::pauseVideo, this,
+        [&] { isCapturing = window->findChildren<CaptureThread*>()[0]->isCapturing(); },
+        Qt::DirectConnection);
     // Paused by hand: the streams run again after the button.
     window.action("action_Stop")->trigger();
     control<QPushButton>(window, "btnSaveParam")->click();
     const qint64 key = window.tiles()[0]->pixmap().cacheKey();
     QTRY_VERIFY_WITH_TIMEOUT(window.tiles()[0]->pixmap().cacheKey() != key, kWait);
+    QVERIFY(rested);
     slider->setValue(60);
+    QVERIFY(window->findChildren<CaptureThread*>()[0]->isCapturing());
     control<QPushButton>(window, "btnDefault")->click();
+    QVERIFY(!isCapturing);
     QCOMPARE(slider->value(), 140);
     double contrast = 0.0;
     QCOMPARE(CameraGetContrast(0, &contrast), 0);

@@ -1,0 +1,300 @@
+#include <QLayout>
+#include <QLineEdit>
+#include <QSignalSpy>
+#include <QSlider>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include "camera/kvcap2.h"
+#include "settings/settingdialog.h"
+#include "support/mainwindowtest.h"
+#include "support/recordingcamera.h"
+#include "support/xserver.h"
+
+/// The serial line from end to end: socat makes a pair of ptys, the window opens one of them as its port,
+/// another process writes into the other.
+class TestSerial : public QObject {
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+    void commandsReachTheCameras_data();
+    void commandsReachTheCameras();
+    void ignoredCommands_data();
+    void ignoredCommands();
+    void triggerSavesAtOnce();
+    void triggerAfterTheDelay();
+    void everyTriggerHasItsTimer();
+    void setDelay();
+    void saveDoesNotRefreshTheDialog();
+    void splitCommandIsTwo();
+    void mergedCommandsAreOne();
+    void garbageIsHarmless();
+    void longTextKeepsTheWindow();
+    void messageStaysAFullMinute();
+    void unpluggedLine();
+    void commandLineExample();
+
+private:
+    void start(const QByteArray& ini = {});
+    void send(const QByteArray& bytes) const;
+    QString sendAndWait(const QByteArray& bytes);
+    static QStringList snapshots() { return QDir().entryList({QStringLiteral("snapshot-*")}); }
+
+    std::unique_ptr<WindowUnderTest> window;
+    std::unique_ptr<ChildProcess> line;
+    QTemporaryDir ends;
+    QString controller;
+};
+
+void TestSerial::init() {
+    QVector<recording::Camera> cameras(3);
+    for (auto& camera : cameras)
+        camera.queryStatus = 5;  // the frames of the test are the only ones
+    recording::reset(cameras);
+    const QString program = ends.filePath(QStringLiteral("program"));
+    controller = ends.filePath(QStringLiteral("controller"));
+    line = std::make_unique<ChildProcess>();
+    line->start(QStringLiteral("socat"), {QStringLiteral("pty,raw,echo=0,link=") + program,
+                                          QStringLiteral("pty,raw,echo=0,link=") + controller});
+    QVERIFY2(line->waitForStarted(kWait), "socat is missing");
+    QVERIFY(QTest::qWaitFor([&] { return QFile::exists(program) && QFile::exists(controller); }, kWait));
+    window = std::make_unique<WindowUnderTest>();
+}
+
+void TestSerial::cleanup() {
+    window.reset();
+    if (line && line->state() != QProcess::NotRunning) {
+        line->terminate();
+        line->waitForFinished(kWait);
+    }
+    line.reset();
+}
+
+void TestSerial::start(const QByteArray& ini) {
+    QVERIFY(WorkingFolder::write(
+        QStringLiteral("setting.ini"),
+        "[File]\nLang=1\nType=2\nPort=" + ends.filePath(QStringLiteral("program")).toUtf8() + "\n" + ini));
+    window->start();
+    QTRY_VERIFY(window->get()->isMaximized());
+    QCOMPARE(window->leftText().trimmed(), QString());  // the port is open
+    for (int i = 0; i < 3; ++i)
+        window->sendFrame(i, 50);
+    window->answerer.boxes.clear();
+    recording::forgetCalls();
+}
+
+/// As another process does: one write.
+void TestSerial::send(const QByteArray& bytes) const {
+    const int end = open(QFile::encodeName(controller).constData(), O_WRONLY | O_NOCTTY);
+    QVERIFY(end >= 0);
+    QCOMPARE(write(end, bytes.constData(), static_cast<size_t>(bytes.size())),
+             static_cast<ssize_t>(bytes.size()));
+    close(end);
+}
+
+/// Sends a command and waits until the window shows something new.
+QString TestSerial::sendAndWait(const QByteArray& bytes) {
+    const QString before = window->leftText();
+    send(bytes);
+    (void)QTest::qWaitFor([&] { return window->leftText() != before; }, kWait);
+    return window->leftText();
+}
+
+void TestSerial::commandsReachTheCameras_data() {
+    QTest::addColumn<QByteArray>("command");
+    QTest::addColumn<QStringList>("calls");
+    const auto row = [](const char* command, std::initializer_list<const char*> calls) {
+        QStringList list;
+        for (const char* call : calls)
+            list.append(QString::fromLatin1(call));
+        QTest::newRow(command) << QByteArray(command) << list;
+    };
+    row("GAMMA 1.5", {"CameraSetGamma(0, 1.5)", "CameraSetGamma(1, 1.5)", "CameraSetGamma(2, 1.5)"});
+    row("GAMMA 0", {"CameraSetGamma(0, 0)", "CameraSetGamma(1, 0)", "CameraSetGamma(2, 0)"});
+    row("contrast 2 0.25", {"CameraSetContrast(2, 0.25)"});
+    row("EXPOSURE 0 1500.7", {"CameraSetExposure(0, 1500)"});
+    row("gain 1 20\r\n", {"CameraSetGain(1, 20)"});
+    row("GAIN  5", {"CameraSetGain(0, 5)"});
+    row("ADVANCEDGAIN 3",
+        {"CameraSetAdvancedGain(0, 3)", "CameraSetAdvancedGain(1, 3)", "CameraSetAdvancedGain(2, 3)"});
+    row("GAIN 1 TRIGGER", {"CameraSetGain(1, 0)"});
+    row("GAIN 3 7", {});  // no such camera
+    row("GAIN 2147483647 7", {});
+}
+
+void TestSerial::commandsReachTheCameras() {
+    QFETCH(QByteArray, command);
+    QFETCH(QStringList, calls);
+    start();
+    QCOMPARE(sendAndWait(command), QStringLiteral("COMMAND:") + QString::fromUtf8(command));
+    QStringList made;
+    bool isRefreshed = false;
+    for (const QString& call : recording::callsButFrames()) {
+        if (call.startsWith(QLatin1String("CameraSet")))
+            made.append(call);
+        isRefreshed = isRefreshed || call.startsWith(QLatin1String("CameraGetSnapMode"));
+    }
+    QCOMPARE(made, calls);
+    QVERIFY(isRefreshed);  // the dialog follows
+    QCOMPARE(snapshots(), QStringList());
+}
+
+void TestSerial::ignoredCommands_data() {
+    QTest::addColumn<QByteArray>("command");
+    for (const char* command :
+         {"GAMMA", "GAIN 2 -1", "GAIN -1", "GAIN nan", "SETDELAY", "HELLO", " TRIGGER", "\r\n"})
+        QTest::newRow(QByteArray(command).toPercentEncoding(" ").constData()) << QByteArray(command);
+}
+
+void TestSerial::ignoredCommands() {
+    QFETCH(QByteArray, command);
+    start();
+    QCOMPARE(sendAndWait("SAVE 9"), QStringLiteral("COMMAND:SAVE 9"));
+    send(command);
+    // Seen to be over when the next one is.
+    const int tile0 = window->tiles().size();
+    QVERIFY(tile0 > 0);
+    QTest::qWait(100);  // so that the two do not arrive together: absence of a reaction has no signal
+    QCOMPARE(window->leftText(), QStringLiteral("COMMAND:SAVE 9"));
+    QCOMPARE(recording::callsButFrames(), QStringList());
+    QCOMPARE(sendAndWait("SAVE 8"), QStringLiteral("COMMAND:SAVE 8"));
+}
+
+void TestSerial::triggerSavesAtOnce() {
+    start();
+    QVERIFY(sendAndWait("Trigger\r\n").startsWith(QStringLiteral("Saved image ./snapshot-")));
+    QCOMPARE(snapshots().size(), 1);
+    QCOMPARE(QImage(snapshots()[0]).pixelColor(0, 0), QColor(50, 50, 50));
+}
+
+void TestSerial::triggerAfterTheDelay() {
+    start("Delay=400\n");
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(sendAndWait("TRIGGER"), QStringLiteral("COMMAND:TRIGGER"));
+    QCOMPARE(snapshots(), QStringList());
+    QTRY_COMPARE_WITH_TIMEOUT(snapshots().size(), 1, kWait);
+    QVERIFY(timer.elapsed() >= 390);
+}
+
+void TestSerial::everyTriggerHasItsTimer() {
+    start("Delay=500\n");
+    QCOMPARE(sendAndWait("TRIGGER"), QStringLiteral("COMMAND:TRIGGER"));
+    QVERIFY(sendAndWait("SAVE").startsWith(QStringLiteral("COMMAND:SAVE")));
+    QCOMPARE(sendAndWait("TRIGGER 2"), QStringLiteral("COMMAND:TRIGGER"));
+    QTRY_COMPARE_WITH_TIMEOUT(snapshots().size(), 2, kWait);
+}
+
+void TestSerial::setDelay() {
+    start("Delay=3\n");
+    auto* dialog = window->get()->findChild<SettingDialog*>();
+    const auto* field = dialog->findChild<QLineEdit*>(QStringLiteral("leDelaySave"));
+    for (const char* refused : {"SETDELAY 0", "SETDELAY -5", "SETDELAY x"}) {
+        QCOMPARE(sendAndWait(refused), QStringLiteral("COMMAND:") + QLatin1String(refused));
+        QCOMPARE(dialog->saveDelay(), 3);
+        QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Delay")), QStringLiteral("3"));
+    }
+    QCOMPARE(sendAndWait("SetDelay 1200\r\n"), QStringLiteral("COMMAND:SetDelay 1200\r\n"));
+    QCOMPARE(dialog->saveDelay(), 1200);
+    QCOMPARE(field->text(), QStringLiteral("1200"));
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Delay")), QStringLiteral("1200"));
+}
+
+void TestSerial::saveDoesNotRefreshTheDialog() {
+    start();
+    QCOMPARE(sendAndWait("SAVE"), QStringLiteral("COMMAND:SAVE"));
+    QCOMPARE(recording::callsButFrames(), (QStringList{QStringLiteral("CameraSaveParameter(0, 0)"),
+                                                       QStringLiteral("CameraSaveParameter(1, 0)"),
+                                                       QStringLiteral("CameraSaveParameter(2, 0)")}));
+    recording::forgetCalls();
+    QCOMPARE(sendAndWait("SAVE 1"), QStringLiteral("COMMAND:SAVE 1"));
+    QCOMPARE(recording::callsButFrames(), QStringList{QStringLiteral("CameraSaveParameter(1, 0)")});
+}
+
+/// Delivered in two halves: the first is a command of its own, the second none.
+void TestSerial::splitCommandIsTwo() {
+    start();
+    QCOMPARE(sendAndWait("GAIN 1"), QStringLiteral("COMMAND:GAIN 1"));
+    recording::forgetCalls();
+    send("5");
+    QTest::qWait(100);  // nothing happens
+    QCOMPARE(window->leftText(), QStringLiteral("COMMAND:GAIN 1"));
+    QCOMPARE(recording::callsButFrames(), QStringList());
+}
+
+void TestSerial::mergedCommandsAreOne() {
+    start();
+    send("TRIGGER SAVE");
+    QTRY_COMPARE_WITH_TIMEOUT(snapshots().size(), 1, kWait);
+    QVERIFY(recording::callsOf(QStringLiteral("CameraSaveParameter")).isEmpty());
+}
+
+void TestSerial::garbageIsHarmless() {
+    start();
+    QByteArray garbage;
+    for (int i = 0; i < 3000; ++i)
+        garbage.append(static_cast<char>(i * 7));
+    send(garbage);
+    send(QByteArray(3000, ' '));
+    QTest::qWait(200);  // so that the next one arrives alone
+    QCOMPARE(sendAndWait("SAVE 7"), QStringLiteral("COMMAND:SAVE 7"));
+}
+
+void TestSerial::longTextKeepsTheWindow() {
+    start();
+    const QSize size = window->get()->size();
+    const QSize view = window->view()->size();
+    QVERIFY(
+        sendAndWait("GAIN 5 5 " + QByteArray(3000, 'W')).startsWith(QStringLiteral("COMMAND:GAIN 5 5 WWW")));
+    QVERIFY(sendAndWait("gain 5 5\r\n\r\n\r\n").startsWith(QStringLiteral("COMMAND:gain 5 5")));
+    // Laid out anew now, if at all.
+    window->get()->layout()->activate();
+    QCoreApplication::processEvents();
+    QCOMPARE(window->get()->size(), size);
+    QCOMPARE(window->view()->size(), view);
+    QVERIFY(window->get()->minimumSizeHint().width() < 3000);
+}
+
+/// The tick counter begins anew with every command.
+void TestSerial::messageStaysAFullMinute() {
+    start();
+    for (int i = 0; i < 50; ++i)
+        window->get()->updateFps();
+    QCOMPARE(sendAndWait("SAVE 7"), QStringLiteral("COMMAND:SAVE 7"));
+    for (int i = 0; i < 58; ++i)
+        window->get()->updateFps();
+    QCOMPARE(window->leftText(), QStringLiteral("COMMAND:SAVE 7"));
+    for (int i = 0; i < 3; ++i)
+        window->get()->updateFps();
+    QCOMPARE(window->leftText(), QString());
+}
+
+void TestSerial::unpluggedLine() {
+    start();
+    QCOMPARE(sendAndWait("SAVE 7"), QStringLiteral("COMMAND:SAVE 7"));
+    line->kill();
+    QVERIFY(line->waitForFinished(kWait));
+    QTest::qWait(200);  // whatever the port tells now
+    window->sendFrame(0, 90);
+    window->action("action_Save")->trigger();
+    QCOMPARE(snapshots().size(), 1);
+}
+
+/// The example of the documents, as a process of its own.
+void TestSerial::commandLineExample() {
+    start();
+    QProcess example;
+    example.start(QStringLiteral(SEND_COMMAND),
+                  {controller, QStringLiteral("GAIN"), QStringLiteral("1"), QStringLiteral("42")});
+    QTRY_COMPARE_WITH_TIMEOUT(window->leftText(), QStringLiteral("COMMAND:GAIN 1 42"), kWait);
+    QTRY_VERIFY_WITH_TIMEOUT(example.state() == QProcess::NotRunning, kWait);
+    QCOMPARE(example.exitCode(), 0);
+    int32_t gain = 0;
+    QCOMPARE(CameraGetGain(1, &gain), 0);
+    QCOMPARE(gain, 42);
+}
+
+QTEST_MAIN(TestSerial)
+#include "tst_serial.moc"

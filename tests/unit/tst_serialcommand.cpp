@@ -1,0 +1,179 @@
+#include <QElapsedTimer>
+#include <QtTest>
+#include <cmath>
+#include <limits>
+
+#include "control/serialcommand.h"
+
+using Kind = SerialCommand::Kind;
+Q_DECLARE_METATYPE(SerialCommand::Kind)
+
+/// What the machine controller sends, as a command.
+class TestSerialCommand : public QObject {
+    Q_OBJECT
+
+private slots:
+    void commands_data();
+    void commands();
+    void echo_data();
+    void echo();
+    void anyBytesAreHarmless_data();
+    void anyBytesAreHarmless();
+    void wholeValues();
+    void documentedExamples();
+};
+
+void TestSerialCommand::commands_data() {
+    QTest::addColumn<QByteArray>("received");
+    QTest::addColumn<Kind>("kind");
+    QTest::addColumn<int>("camera");
+    QTest::addColumn<double>("value");
+    QTest::addColumn<int>("delay");
+    const auto row = [](const QByteArray& received, Kind kind, int camera = -1, double value = 0.0,
+                        int delay = 0) {
+        QTest::newRow(received.isEmpty() ? "empty" : received.toPercentEncoding(" ").constData())
+            << received << kind << camera << value << delay;
+    };
+    row("TRIGGER", Kind::Trigger);
+    row("Trigger\r\n", Kind::Trigger);
+    row("\ttrigger", Kind::Trigger);
+    row("TRIGGER 5 6 7", Kind::Trigger);
+    row(" TRIGGER", Kind::None);  // the word is what stands before the first space
+    row("TRIGGERED", Kind::None);
+    row("SETDELAY 500", Kind::SetDelay, -1, 0, 500);
+    row("setdelay 500\r\n", Kind::SetDelay, -1, 0, 500);
+    row("SETDELAY 0", Kind::SetDelay, -1, 0, 0);
+    row("SETDELAY -5", Kind::SetDelay, -1, 0, -5);
+    row("SETDELAY x", Kind::SetDelay, -1, 0, 0);
+    row("SETDELAY 99999999999", Kind::SetDelay, -1, 0, 0);
+    row("SETDELAY 1.5", Kind::SetDelay, -1, 0, 0);
+    row("SETDELAY ", Kind::SetDelay, -1, 0, 0);
+    row("SETDELAY", Kind::None);
+    row("SETDELAY\r\n", Kind::None);
+    row("GAMMA 1.25", Kind::Gamma, -1, 1.25);
+    row("GAMMA 0", Kind::Gamma, -1, 0.0);
+    row("GAMMA", Kind::None);
+    row("GAMMA ", Kind::Gamma, -1, 0.0);  // an empty field is no number, which is 0
+    row("GAMMA -0.1", Kind::None);
+    row("GAMMA nan", Kind::None);
+    row("GAMMA 2 1.5\r\n", Kind::Gamma, 2, 1.5);
+    row("CONTRAST 1 0.5", Kind::Contrast, 1, 0.5);
+    row("EXPOSURE 0 1500.7", Kind::Exposure, 0, 1500.7);
+    row("gain 1 20", Kind::Gain, 1, 20);
+    row("GAIN 20", Kind::Gain, -1, 20);
+    row("GAIN 2 -1", Kind::None);
+    row("GAIN  5", Kind::Gain, 0, 5);  // two spaces: an empty field, so camera 0
+    row("GAIN 1 TRIGGER", Kind::Gain, 1, 0);
+    row("GAIN 1\r\nTRIGGER\r\n", Kind::Gain, -1, 0);  // no space: the second field is no number
+    row("GAIN x 7", Kind::Gain, 0, 7);
+    row("GAIN -1 7", Kind::Gain, -1, 7);
+    row("GAIN 1 7 9", Kind::Gain, 1, 7);
+    row("ADVANCEDGAIN 3", Kind::AdvancedGain, -1, 3);
+    row("SAVE", Kind::Save);
+    row("save 2\r\n", Kind::Save, 2);
+    row("SAVE x", Kind::Save, 0);
+    row("SAVE ", Kind::Save, 0);
+    row("", Kind::None);
+    row("FORMAT C:", Kind::None);
+}
+
+void TestSerialCommand::commands() {
+    QFETCH(QByteArray, received);
+    const SerialCommand command = parseSerialCommand(received);
+    QTEST(command.kind, "kind");
+    QFETCH(SerialCommand::Kind, kind);
+    if (kind == Kind::None)
+        return;
+    QTEST(command.camera, "camera");
+    QTEST(command.value, "value");
+    QTEST(command.delay, "delay");
+}
+
+void TestSerialCommand::echo_data() {
+    QTest::addColumn<QByteArray>("received");
+    QTest::addColumn<QString>("echo");
+    QTest::newRow("trigger") << QByteArray("trigger now\r\n") << QStringLiteral("COMMAND:TRIGGER");
+    QTest::newRow("whole and untrimmed")
+        << QByteArray("gain 1 20\r\n") << QStringLiteral("COMMAND:gain 1 20\r\n");
+    QTest::newRow("delay") << QByteArray("SetDelay 0") << QStringLiteral("COMMAND:SetDelay 0");
+    QTest::newRow("save") << QByteArray("save") << QStringLiteral("COMMAND:save");
+}
+
+void TestSerialCommand::echo() {
+    QFETCH(QByteArray, received);
+    QTEST(parseSerialCommand(received).echo, "echo");
+}
+
+void TestSerialCommand::anyBytesAreHarmless_data() {
+    QTest::addColumn<QByteArray>("received");
+    QTest::newRow("no UTF-8") << QByteArray("GAIN \xff\xfe\x80 \xc3");
+    QTest::newRow("NUL") << QByteArray("GAIN\0 5\0", 8);
+    QTest::newRow("only NUL") << QByteArray(1000, '\0');
+    QTest::newRow("megabytes of spaces") << QByteArray(4 << 20, ' ');
+    QTest::newRow("megabytes without") << QByteArray(4 << 20, 'G');
+    QTest::newRow("megabytes of digits") << "GAIN 1 " + QByteArray(4 << 20, '9');
+    QTest::newRow("line ends") << QByteArray(100000, '\n');
+    QTest::newRow("infinite") << QByteArray("EXPOSURE inf");
+}
+
+void TestSerialCommand::anyBytesAreHarmless() {
+    QFETCH(QByteArray, received);
+    const SerialCommand command = parseSerialCommand(received);
+    QVERIFY(command.echo.size() < 1000);
+    QVERIFY(!(command.value < 0.0) || command.kind == Kind::None);
+}
+
+void TestSerialCommand::wholeValues() {
+    QCOMPARE(wholeValue(1500.7), 1500);
+    QCOMPARE(wholeValue(0.99), 0);
+    QCOMPARE(wholeValue(1e300), std::numeric_limits<int>::max());
+    QCOMPARE(wholeValue(std::numeric_limits<double>::infinity()), std::numeric_limits<int>::max());
+}
+
+/// The table of examples in the document is what the parser does.
+void TestSerialCommand::documentedExamples() {
+    QFile document(QStringLiteral(DOCUMENTS "/serial-protocol.md"));
+    QVERIFY(document.open(QIODevice::ReadOnly));
+    int found = 0;
+    for (const QString& line : QString::fromUtf8(document.readAll()).split(QLatin1Char('\n'))) {
+        // | `GAIN 1 20` | Gain | 1 | 20 | ... |
+        const QStringList cells = line.split(QStringLiteral(" | "));
+        if (!line.startsWith(QStringLiteral("| `")) || cells.size() < 5)
+            continue;
+        ++found;
+        const QString sent = cells[0].mid(3).chopped(1);
+        const SerialCommand command = parseSerialCommand(sent.toUtf8());
+        const QVector<QPair<QString, Kind>> kinds{{QStringLiteral("nothing"), Kind::None},
+                                                  {QStringLiteral("snapshot"), Kind::Trigger},
+                                                  {QStringLiteral("delay"), Kind::SetDelay},
+                                                  {QStringLiteral("gamma"), Kind::Gamma},
+                                                  {QStringLiteral("contrast"), Kind::Contrast},
+                                                  {QStringLiteral("exposure"), Kind::Exposure},
+                                                  {QStringLiteral("gain"), Kind::Gain},
+                                                  {QStringLiteral("advanced gain"), Kind::AdvancedGain},
+                                                  {QStringLiteral("parameters saved"), Kind::Save}};
+        Kind kind = Kind::None;
+        bool isKnown = false;
+        for (const auto& [text, candidate] : kinds) {
+            if (text == cells[1]) {
+                kind = candidate;
+                isKnown = true;
+            }
+        }
+        QVERIFY2(isKnown, qPrintable(cells[1]));
+        QVERIFY2(command.kind == kind, qPrintable(line));
+        if (kind == Kind::None)
+            continue;
+        const QString camera = command.camera < 0 ? QStringLiteral("all") : QString::number(command.camera);
+        if (kind != Kind::Trigger && kind != Kind::SetDelay)
+            QVERIFY2(cells[2] == camera, qPrintable(line));
+        if (kind == Kind::SetDelay)
+            QVERIFY2(cells[3] == QString::number(command.delay), qPrintable(line));
+        else if (kind != Kind::Trigger && kind != Kind::Save)
+            QVERIFY2(cells[3].toDouble() == command.value, qPrintable(line));
+    }
+    QVERIFY(found >= 15);
+}
+
+QTEST_GUILESS_MAIN(TestSerialCommand)
+#include "tst_serialcommand.moc"
