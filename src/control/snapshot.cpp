@@ -6,6 +6,8 @@
 #include <QGraphicsScene>
 #include <QImageWriter>
 #include <QPainter>
+#include <cstdlib>
+#include <limits>
 
 #include "platform/platform.h"
 
@@ -26,14 +28,47 @@ QString snapshotSuffix(int type) {
     }
 }
 
+namespace {
+
+constexpr int kBytesPerPixel = 4;
+
+/// A transparent picture: what lies under no item is the same in every file instead of whatever the memory
+/// held. Memory of this size comes from the system as zeros, which saves filling it (a third of the
+/// rendering).
+QImage blankPicture(int width, int height) {
+    void* bits = width > 0 && height > 0
+                     ? std::calloc(static_cast<size_t>(height), static_cast<size_t>(width) * kBytesPerPixel)
+                     : nullptr;
+    if (!bits)
+        return {};
+    return {static_cast<uchar*>(bits),
+            width,
+            height,
+            width * kBytesPerPixel,
+            QImage::Format_ARGB32_Premultiplied,
+            [](void* memory) { std::free(memory); },
+            bits};
+}
+
+}  // namespace
+
 QImage renderedScene(QGraphicsScene* scene) {
     const QRectF area = scene->sceneRect();
-    QImage image(static_cast<int>(area.width()), static_cast<int>(area.height()),
-                 QImage::Format_ARGB32_Premultiplied);
-    if (image.isNull())
+    // Tiles can be dragged or configured further apart than any picture is large. Asking for the memory of
+    // such a picture could be granted by a system that then ends the program.
+    constexpr double kMostBytes = std::numeric_limits<int>::max();
+    if (!(area.width() * area.height() * 4.0 < kMostBytes)) {
+        qWarning("A scene of %g x %g px is too large to be saved", area.width(), area.height());
+        return {};
+    }
+    const int width = static_cast<int>(area.width());
+    const int height = static_cast<int>(area.height());
+    QImage image = blankPicture(width, height);
+    if (image.isNull()) {
+        if (width > 0 && height > 0)
+            qWarning("No memory for a picture of %d x %d px", width, height);
         return image;
-    // What lies under no item is the same in every file instead of whatever the memory held.
-    image.fill(Qt::transparent);
+    }
     QPainter painter(&image);
     scene->render(&painter);
     return image;

@@ -48,6 +48,12 @@ void TestSnapshot::emptySceneIsNoPicture() {
     QGraphicsScene scene;
     scene.setSceneRect(0, 0, 0.5, 100);
     QVERIFY(renderedScene(&scene).isNull());
+    // Larger than any memory, and than an int.
+    for (const QRectF& rect : {QRectF(0, 0, 1e5, 1e5), QRectF(0, 0, 5e9, 10), QRectF(0, 0, 1e300, 1e300)}) {
+        scene.setSceneRect(rect);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("too large to be saved")));
+        QVERIFY(renderedScene(&scene).isNull());
+    }
 }
 
 void TestSnapshot::pictureIsWritten() {
