@@ -27,8 +27,11 @@ std::optional<TilePoint> assignCorner(QPointF scenePoint, QSize tile, int layout
 QPointF tilePoint(int tile, QPointF scenePoint, QSize tileSize, int layoutMode) {
     const double w = tileSize.width();
     const double h = tileSize.height();
-    if (layoutMode == 0)
-        return scenePoint - QPointF(tile % 2 * w, tile / 2 * h);
+    if (layoutMode == 0) {
+        const int column = tile % 2;
+        const int row = tile / 2;
+        return scenePoint - QPointF(column * w, row * h);
+    }
     return scenePoint - QPointF(tile * w, 0.0);
 }
 
