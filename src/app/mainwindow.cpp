@@ -10,6 +10,7 @@
 #include <QLabel>
 #include <QMenu>
 #include <QMessageBox>
+#include <QScopedValueRollback>
 #include <QSerialPort>
 #include <QStatusBar>
 #include <QTimer>
@@ -258,6 +259,21 @@ void MainWindow::openSerialPort() {
         return;
     serialPort = new QSerialPort(name, this);
     connect(serialPort, &QSerialPort::readyRead, this, &MainWindow::CheckCom);
+    connect(serialPort, &QSerialPort::errorOccurred, this,
+            [port = serialPort](QSerialPort::SerialPortError error) {
+                if (error != QSerialPort::ResourceError && error != QSerialPort::ReadError)
+                    return;
+                // A line that was pulled is reported at every turn of the event loop for as long as it is
+                // open. Not closed in here: the port is at work.
+                const auto close = [port] {
+                    if (port->isOpen()) {
+                        qWarning("Serial port %s lost: %s", qUtf8Printable(port->portName()),
+                                 qUtf8Printable(port->errorString()));
+                        port->close();
+                    }
+                };
+                QMetaObject::invokeMethod(port, close, Qt::QueuedConnection);
+            });
     serialPort->setBaudRate(QSerialPort::Baud9600);
     serialPort->open(QIODevice::ReadWrite);
     if (!serialPort->isOpen())
@@ -387,6 +403,9 @@ void MainWindow::CheckCom() {
     // What this command shows stays for a full minute.
     fpsTicks = 0;
     execute(parseSerialCommand(received));
+    // What has come while a box was up is not announced again.
+    if (serialPort->bytesAvailable() > 0)
+        QMetaObject::invokeMethod(this, &MainWindow::CheckCom, Qt::QueuedConnection);
 }
 
 void MainWindow::execute(const SerialCommand& command) {
@@ -400,7 +419,8 @@ void MainWindow::execute(const SerialCommand& command) {
             if (settingDialog->saveDelay() < 1)
                 saveImage();
             else
-                QTimer::singleShot(settingDialog->saveDelay(), this, &MainWindow::saveImage);
+                QTimer::singleShot(settingDialog->saveDelay(), Qt::PreciseTimer, this,
+                                   &MainWindow::saveImage);
             break;
         case Kind::SetDelay:
             if (command.delay >= 1)
@@ -726,6 +746,14 @@ void MainWindow::saveScanned(const QString& barcode) {
         saveImageByName(barcode);
 }
 
+/// One box at a time: a machine controller goes on sending triggers while nobody is there to answer.
+void MainWindow::tellPathInvalid() {
+    if (isPathBoxUp)
+        return;
+    const QScopedValueRollback<bool> guard(isPathBoxUp, true);
+    QMessageBox::information(this, tr("notice"), tr("Please select valid path!"), QMessageBox::Ok);
+}
+
 void MainWindow::saveImageByName(const QString& name) {
     if (cameraCount == 0 || !tiles[0].item) {
         showMessage(tr("No image"));
@@ -733,7 +761,7 @@ void MainWindow::saveImageByName(const QString& name) {
     }
     const QString path = settings->read(keys::kPath);
     if (path.isNull()) {
-        QMessageBox::information(this, tr("notice"), tr("Please select valid path!"), QMessageBox::Ok);
+        tellPathInvalid();
         return;
     }
     const QString fileName = path + QLatin1Char('/') + name + snapshotSuffix(settings->read(keys::kType));
@@ -751,7 +779,7 @@ void MainWindow::on_actionSave_Single_triggered() {
     const QString path = settings->read(keys::kPath);
     QString fileName;
     if (path.isNull())
-        QMessageBox::information(this, tr("notice"), tr("Please select valid path!"), QMessageBox::Ok);
+        tellPathInvalid();
     else
         fileName = path + QDir::separator() + snapshotName(QDateTime::currentDateTime()) +
                    snapshotSuffix(settings->read(keys::kType));

@@ -150,6 +150,7 @@ private:
     bool calibrate(const GridCounts& xCounts, const GridCounts& yCounts);
     /// Fits the view now, and again at each size that the desktop gives it within the next moment.
     void fitToNewWindowState();
+    void tellPathInvalid();
     void execute(const SerialCommand& command);
     void setOnCameras(const SerialCommand& command);
     /// A message for the left of the status bar; silently nothing before the status bar is there.
@@ -175,6 +176,7 @@ private:
     std::array<int32_t, kMaxTiles> cameraOfTile{};  // camera library index per tile
     Correction correction;
     CornerLists cornerLists;
+    bool isPathBoxUp = false;
     bool transEnabled = false;  // frames are shown corrected
     int32_t tileWidth = 0;      // px of a frame
     int32_t tileHeight = 0;

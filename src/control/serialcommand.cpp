@@ -3,6 +3,7 @@
 #include <QStringList>
 #include <QVector>
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace {
@@ -11,8 +12,8 @@ using Kind = SerialCommand::Kind;
 
 /// No command needs more fields, and megabytes of spaces would make millions.
 constexpr int kMostFields = 3;
-/// Of the text that is shown. Somebody's noise on the line must not become a status bar of a mile.
-constexpr int kLongestEcho = 500;
+/// Of the text that is shown: far more than any command, and yet no work for the status bar.
+constexpr int kLongestEcho = 16384;
 
 /// The first fields of a text between single spaces, empty ones kept; `count` is how many there are, or the
 /// limit.
@@ -50,7 +51,8 @@ Kind kindOf(const QString& word) {
 }  // namespace
 
 SerialCommand parseSerialCommand(const QByteArray& received) {
-    const QString text = QString::fromUtf8(received);
+    // By its size: a NUL ends no command.
+    const QString text = QString::fromUtf8(received.constData(), received.size());
     const QStringList fields = firstFields(text);
     const auto number = [&fields](int field) { return fields.value(field).trimmed(); };
 
@@ -86,5 +88,5 @@ SerialCommand parseSerialCommand(const QByteArray& received) {
 
 int wholeValue(double value) {
     constexpr double kLimit = std::numeric_limits<int>::max();
-    return static_cast<int>(std::clamp(value, -kLimit, kLimit));
+    return std::isnan(value) ? 0 : static_cast<int>(std::clamp(value, -kLimit, kLimit));
 }

@@ -29,5 +29,6 @@ struct SerialCommand {
 /// thread.
 SerialCommand parseSerialCommand(const QByteArray& received);
 
-/// The value as a whole number, truncated toward zero; the ends of int where it is beyond them.
+/// The value as a whole number, truncated toward zero; the largest int, or its negative, where it is beyond;
+/// 0 for what is not a number.
 int wholeValue(double value);

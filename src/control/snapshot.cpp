@@ -7,7 +7,7 @@
 #include <QImageWriter>
 #include <QPainter>
 #include <cstdlib>
-#include <limits>
+#include <new>
 
 #include "platform/platform.h"
 
@@ -31,6 +31,7 @@ QString snapshotSuffix(int type) {
 namespace {
 
 constexpr int kBytesPerPixel = 4;
+constexpr double kMostBytes = 1 << 29;  // four cameras of 4096 x 4096 px take half of it
 
 /// A transparent picture: what lies under no item is the same in every file instead of whatever the memory
 /// held. Memory of this size comes from the system as zeros, which saves filling it (a third of the
@@ -54,10 +55,10 @@ QImage blankPicture(int width, int height) {
 
 QImage renderedScene(QGraphicsScene* scene) {
     const QRectF area = scene->sceneRect();
-    // Tiles can be dragged or configured further apart than any picture is large. Asking for the memory of
-    // such a picture could be granted by a system that then ends the program.
-    constexpr double kMostBytes = std::numeric_limits<int>::max();
-    if (!(area.width() * area.height() * 4.0 < kMostBytes)) {
+    // Tiles can be dragged or configured further apart than any picture is large. A system could grant the
+    // memory of such a picture and then end the program; the encoder needs it twice.
+    if (!(area.width() < kMostBytes && area.height() < kMostBytes &&
+          area.width() * area.height() * kBytesPerPixel < kMostBytes)) {
         qWarning("A scene of %g x %g px is too large to be saved", area.width(), area.height());
         return {};
     }
@@ -81,8 +82,14 @@ bool writePicture(const QImage& picture, const QString& fileName, int quality) {
     buffer.open(QIODevice::WriteOnly);
     QImageWriter writer(&buffer, QFileInfo(fileName).suffix().toLatin1());
     writer.setQuality(quality);
-    if (!writer.write(picture)) {
-        qWarning("%s was not written: %s", qUtf8Printable(fileName), qUtf8Printable(writer.errorString()));
+    try {
+        if (!writer.write(picture)) {
+            qWarning("%s was not written: %s", qUtf8Printable(fileName),
+                     qUtf8Printable(writer.errorString()));
+            return false;
+        }
+    } catch (const std::bad_alloc&) {
+        qWarning("%s was not written: no memory", qUtf8Printable(fileName));
         return false;
     }
     return platform::replaceFile(fileName, bytes);

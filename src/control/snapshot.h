@@ -11,12 +11,13 @@ class QGraphicsScene;
 /// "snapshot-" and the time as 17 digits, down to the millisecond.
 QString snapshotName(const QDateTime& time);
 
-/// ".bmp", ".jpg" or ".png" for the types 0, 1, 2; nothing for any other type, and then nothing can be
-/// written.
+/// ".bmp", ".jpg" or ".png" for the types 0, 1, 2; nothing for any other type, and then only a name that has
+/// such an ending of its own can be written.
 QString snapshotSuffix(int type);
 
 /// The whole scene rectangle as a picture of its size in whole px: tiles, marks and overlays. A null picture
-/// when the rectangle is smaller than a pixel or the memory does not suffice.
+/// when the rectangle is smaller than a pixel, or larger than any set-up of
+/// cameras needs (512 MiB), or the memory does not suffice.
 QImage renderedScene(QGraphicsScene* scene);
 
 /// Writes a picture in the format of the file's suffix; a file of that name is replaced. False, and a line in

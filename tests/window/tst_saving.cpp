@@ -29,7 +29,9 @@ private slots:
     void singleTileWithoutSelection();
     void singleTileWithANullPath();
     void optionsAreReadAtEverySave();
-    void liveAgainAfterALongSave();
+    void heldFramesAreInTheFile();
+    void longestNameTwice();
+    void onlyOneBoxAtATime();
 
 private:
     static void start(WindowUnderTest& window, const QByteArray& ini = {}, const QByteArray& pos = {});
@@ -106,13 +108,7 @@ void TestSaving::formats() {
     QFETCH(QByteArray, magic);
     WindowUnderTest window;
     start(window);
-    WorkingFolder::setKey(QStringLiteral("File/Type"), type);
-    QCoreApplication::processEvents();
-    window.end();
-    window.start();
-    QTRY_VERIFY(window->isMaximized());
-    window.sendFrame(0, 50);
-    window.sendFrame(1, 150);
+    WorkingFolder::setKey(QStringLiteral("File/Type"), type);  // read at every save
     window->saveImageByName(QStringLiteral("p"));
     QCOMPARE(window.leftText(), QStringLiteral("Saved image ./") + file);
     QVERIFY(WorkingFolder::read(file).startsWith(magic));
@@ -127,9 +123,6 @@ void TestSaving::qualityReachesTheWriter() {
         WindowUnderTest window;
         start(window, "Quality=" + QByteArray::number(quality) + "\n");
         WorkingFolder::setKey(QStringLiteral("File/Type"), 1);
-        window.end();
-        window.start();
-        QTRY_VERIFY(window->isMaximized());
         // Something to be lost.
         auto* buffer = new unsigned char[64 * 48];
         for (int i = 0; i < 64 * 48; ++i)
@@ -148,15 +141,13 @@ void TestSaving::unknownTypeIsNotWritten() {
     WindowUnderTest window;
     start(window);
     WorkingFolder::setKey(QStringLiteral("File/Type"), 3);
-    window.end();
-    window.start();
-    QTRY_VERIFY(window->isMaximized());
-    window.sendFrame(0, 50);
-    window.sendFrame(1, 150);
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("\\./p was not written: .+")));
     window->saveImageByName(QStringLiteral("p"));
     QCOMPARE(window.leftText(), QStringLiteral("Saved image ./p"));  // claimed all the same
     QVERIFY(!QFile::exists(QStringLiteral("p")));
+    // A name with an ending of its own is written in that format.
+    window->saveScanned(QStringLiteral("code.png"));
+    QCOMPARE(QImage(QStringLiteral("code.png")).size(), QSize(128, 48));
 }
 
 void TestSaving::nameOfTheTime() {
@@ -328,8 +319,11 @@ void TestSaving::singleTileWithANullPath() {
     // A tile whose picture is none fails without a word.
     WorkingFolder::setKey(QStringLiteral("File/Path"), QStringLiteral("."));
     tile->setPixmap(QPixmap());
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression(QStringLiteral("snapshot-\\d+\\.png was not written: .+")));
     window.action("actionSave_Single")->trigger();
     QCOMPARE(files(), QStringList());
+    QCOMPARE(window.answerer.boxes.size(), 1);  // not a second one
 }
 
 void TestSaving::optionsAreReadAtEverySave() {
@@ -338,19 +332,67 @@ void TestSaving::optionsAreReadAtEverySave() {
     QVERIFY(QDir().mkdir(QStringLiteral("other")));
     window->saveScanned(QStringLiteral("a"));
     WorkingFolder::setKey(QStringLiteral("File/Path"), QStringLiteral("./other"));
-    // Another program's change is seen when the settings are read from disk, which happens by themselves.
-    QTRY_VERIFY_WITH_TIMEOUT(
-        (window->saveScanned(QStringLiteral("b")), QFile::exists(QStringLiteral("other/b.png"))), kWait);
+    window->saveScanned(QStringLiteral("b"));
+    QVERIFY(QFile::exists(QStringLiteral("other/b.png")));
 }
 
-/// While a save blocks, frames grow old; what is shown afterwards is new.
-void TestSaving::liveAgainAfterALongSave() {
+/// The newest frames are in the file, not only in the view afterwards.
+void TestSaving::heldFramesAreInTheFile() {
+    WindowUnderTest window;
+    start(window, "FreezeImage=true\n");
+    window.sendFrame(0, 91);
+    window.sendFrame(1, 92);
+    window->saveScanned(QStringLiteral("c"));
+    QCOMPARE(QImage(QStringLiteral("c.png")).pixelColor(1, 1), QColor(91, 91, 91));
+    QCOMPARE(QImage(QStringLiteral("c.png")).pixelColor(100, 1), QColor(92, 92, 92));
+    window.sendFrame(0, 93);
+    window.action("action_Save")->trigger();
+    const QStringList snapshot = files().filter(QStringLiteral("snapshot"));
+    QCOMPARE(snapshot.size(), 1);
+    QCOMPARE(QImage(snapshot[0]).pixelColor(1, 1), QColor(93, 93, 93));
+    // A single tile is saved as it is shown.
+    window.sendFrame(1, 94);
+    auto* tile = window.tiles()[1];
+    tile->setFlags(QGraphicsItem::ItemIsSelectable);
+    tile->setSelected(true);
+    QFile::remove(snapshot[0]);
+    window.action("actionSave_Single")->trigger();
+    const QStringList single = files().filter(QStringLiteral("snapshot"));
+    QCOMPARE(single.size(), 1);
+    QCOMPARE(QImage(single[0]).pixelColor(1, 1), QColor(92, 92, 92));
+}
+
+/// As long as a name can be, and once more.
+void TestSaving::longestNameTwice() {
     WindowUnderTest window;
     start(window);
-    window.sendFrame(0, 70, 301);
-    QCOMPARE(WindowUnderTest::greyOf(window.tiles()[0]), 50);
-    window.sendFrame(0, 71, 0);
-    QCOMPARE(WindowUnderTest::greyOf(window.tiles()[0]), 71);
+    const QString code(251, QLatin1Char('7'));
+    for (const int grey : {81, 82}) {
+        window.sendFrame(0, grey);
+        window->saveScanned(code);
+        QCOMPARE(QImage(code + QStringLiteral(".png")).pixelColor(1, 1), QColor(grey, grey, grey));
+    }
+    QCOMPARE(QDir().entryList(QDir::Files).filter(QStringLiteral("bivista-")), QStringList());
+}
+
+/// Triggers go on while the box is up: it stays one.
+void TestSaving::onlyOneBoxAtATime() {
+    WindowUnderTest window;
+    start(window, "Path=@Invalid()\n");
+    int most = 0;
+    QTimer more;
+    more.callOnTimeout([&] {
+        window->saveImage();
+        int boxes = 0;
+        for (const QWidget* widget : QApplication::topLevelWidgets())
+            boxes += qobject_cast<const QMessageBox*>(widget) && widget->isVisible() ? 1 : 0;
+        most = std::max(most, boxes);
+    });
+    more.start(1);
+    window->saveImage();
+    more.stop();
+    QVERIFY(most <= 1);
+    QVERIFY(!window.answerer.boxes.isEmpty());
 }
 
 QTEST_MAIN(TestSaving)
