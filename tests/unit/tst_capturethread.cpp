@@ -27,9 +27,6 @@ class TestCaptureThread : public QObject {
     Q_OBJECT
 
 private slots:
-    /// A thread that has been waited for is still taking leave of the system for a moment. A leak check that
-    /// meets it at the end of the process fails itself.
-    void cleanupTestCase() { QTest::qWait(200); }
     void init();
     void cleanup();
     void startsIdle();
