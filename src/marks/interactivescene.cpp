@@ -40,7 +40,7 @@ void InteractiveScene::takeSceneRect(const QRectF& rect) {
         whole = QRectF();
         const auto all = items();
         for (const QGraphicsItem* item : all) {
-            if (!dynamic_cast<const Mark*>(item))
+            if (item && !dynamic_cast<const Mark*>(item))
                 whole |= item->sceneBoundingRect();
         }
     }
