@@ -15,8 +15,7 @@ constexpr int kMostFields = 3;
 /// Of the text that is shown: far more than any command, and yet no work for the status bar.
 constexpr int kLongestEcho = 16384;
 
-/// The first fields of a text between single spaces, empty ones kept; `count` is how many there are, or the
-/// limit.
+/// The first fields of a text between single spaces, empty ones kept.
 QStringList firstFields(const QString& text) {
     QStringList fields;
     int from = 0;

@@ -5,8 +5,6 @@
 #include <QVector>
 #include <cstdint>
 
-class QLabel;
-class QSlider;
 class SettingsFile;
 
 namespace Ui {
