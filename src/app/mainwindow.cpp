@@ -765,7 +765,7 @@ void MainWindow::saveImageByName(const QString& name) {
         return;
     }
     const QString fileName = path + QLatin1Char('/') + name + snapshotSuffix(settings->read(keys::kType));
-    writePicture(renderedScene(scene), fileName, settings->read(keys::kQuality));
+    saveScene(scene, fileName, settings->read(keys::kQuality));
     // Whatever became of it; a failure is in the log.
     showMessage(tr("Saved image ") + fileName);
 }

@@ -1,13 +1,18 @@
 #include "control/snapshot.h"
 
-#include <QBuffer>
 #include <QDebug>
 #include <QFileInfo>
+#include <QGraphicsPixmapItem>
 #include <QGraphicsScene>
 #include <QImageWriter>
 #include <QPainter>
-#include <cstdlib>
+#include <QRegion>
+#include <QVector>
+#include <algorithm>
+#include <memory>
 #include <new>
+#include <opencv2/imgproc.hpp>
+#include <optional>
 
 #include "platform/platform.h"
 
@@ -30,30 +35,120 @@ QString snapshotSuffix(int type) {
 
 namespace {
 
-constexpr int kBytesPerPixel = 4;
 constexpr double kMostBytes = 1 << 29;  // four cameras of 4096 x 4096 px take half of it
+constexpr int kBytesPerPixel = 4;       // at most
 
-/// A transparent picture: what lies under no item is the same in every file instead of whatever the memory
-/// held. Memory of this size comes from the system as zeros, which saves filling it (a third of the
-/// rendering).
-QImage blankPicture(int width, int height) {
-    void* bits = width > 0 && height > 0
-                     ? std::calloc(static_cast<size_t>(height), static_cast<size_t>(width) * kBytesPerPixel)
-                     : nullptr;
-    if (!bits)
+struct PictureMemory {
+    void* bytes;
+    size_t size;
+};
+
+/// A picture of zeros, transparent if the format can be: what lies under no item is the same in every file
+/// instead of whatever the memory held.
+QImage blankPicture(int width, int height, QImage::Format format) {
+    const int stride = (width * QImage::toPixelFormat(format).bitsPerPixel() / 8 + 3) / 4 * 4;
+    const size_t size = size_t(std::max(stride, 0)) * size_t(std::max(height, 0));
+    void* bytes = size > 0 ? platform::takeZeroedMemory(size) : nullptr;
+    if (!bytes)
         return {};
-    return {static_cast<uchar*>(bits),
+    return {static_cast<uchar*>(bytes),
             width,
             height,
-            width * kBytesPerPixel,
-            QImage::Format_ARGB32_Premultiplied,
-            [](void* memory) { std::free(memory); },
-            bits};
+            stride,
+            format,
+            [](void* info) {
+                const std::unique_ptr<PictureMemory> memory(static_cast<PictureMemory*>(info));
+                platform::giveZeroedMemoryBack(memory->bytes, memory->size);
+            },
+            new PictureMemory{bytes, size}};
+}
+
+/// A tile that covers what is under it: its pixels can be copied instead of painted.
+struct Cover {
+    QGraphicsPixmapItem* item;
+    QImage picture;
+    QPoint place;  // px of the saved picture
+};
+
+bool isWhole(const QPointF& point) {
+    return point == QPointF(point.toPoint());
+}
+
+std::optional<Cover> coverOf(QGraphicsItem* item, const QRectF& area) {
+    auto* tile = qgraphicsitem_cast<QGraphicsPixmapItem*>(item);
+    // A selected tile is painted with a frame around it.
+    if (!tile || tile->isSelected() || tile->parentItem() || tile->graphicsEffect() ||
+        tile->effectiveOpacity() < 1 || tile->sceneTransform().type() > QTransform::TxTranslate)
+        return {};
+    const QPointF place = tile->mapToScene(tile->offset()) - area.topLeft();
+    QImage picture = tile->pixmap().toImage();
+    if (!isWhole(place) || picture.format() != QImage::Format_RGB32 || picture.devicePixelRatio() != 1)
+        return {};
+    return Cover{tile, std::move(picture), place.toPoint()};
+}
+
+/// What lies at the bottom of the scene, as far as it can be copied, from the bottom up.
+QVector<Cover> coversOf(const QGraphicsScene& scene) {
+    QVector<Cover> covers;
+    const QRectF area = scene.sceneRect();
+    // With a part of a pixel more the scene is painted a little smaller.
+    if (!isWhole(area.topLeft()) || !isWhole(area.bottomRight()))
+        return covers;
+    const auto items = scene.items(Qt::AscendingOrder);
+    for (QGraphicsItem* item : items) {
+        if (!item->isVisible())
+            continue;
+        auto cover = coverOf(item, area);
+        if (!cover)
+            break;
+        covers.append(std::move(*cover));
+    }
+    return covers;
+}
+
+cv::Mat pixelsOf(const QImage& image, int type) {
+    return {image.height(), image.width(), type, const_cast<uchar*>(image.constBits()),
+            size_t(image.bytesPerLine())};
+}
+
+/// Puts the colours of the tiles into an RGB888 picture.
+void convertCovers(const QVector<Cover>& covers, QImage& image) {
+    cv::Mat whole = pixelsOf(image, CV_8UC3);
+    for (const Cover& cover : covers) {
+        const QRect part = image.rect() & QRect(cover.place, cover.picture.size());
+        if (part.isEmpty())
+            continue;
+        const QRect source = part.translated(-cover.place);
+        const auto rectOf = [](const QRect& rect) {
+            return cv::Rect(rect.x(), rect.y(), rect.width(), rect.height());
+        };
+        cv::Mat target = whole(rectOf(part));
+        // A pixel is blue, green, red, alpha in memory; little endian, as everywhere here.
+        cv::cvtColor(pixelsOf(cover.picture, CV_8UC4)(rectOf(source)), target, cv::COLOR_BGRA2RGB);
+    }
+}
+
+bool isCovered(const QRect& area, const QVector<Cover>& covers) {
+    QRegion left(area);
+    for (const Cover& cover : covers)
+        left -= QRect(cover.place, cover.picture.size());
+    return left.isEmpty();
+}
+
+/// Paints the scene without what has been copied.
+void paintOver(const QVector<Cover>& covers, QGraphicsScene* scene, QImage& image) {
+    for (const Cover& cover : covers)
+        cover.item->setFlag(QGraphicsItem::ItemHasNoContents);
+    QPainter painter(&image);
+    scene->render(&painter);
+    painter.end();
+    for (const Cover& cover : covers)
+        cover.item->setFlag(QGraphicsItem::ItemHasNoContents, false);
 }
 
 }  // namespace
 
-QImage renderedScene(QGraphicsScene* scene) {
+QImage renderedScene(QGraphicsScene* scene, QImage::Format preferred) {
     const QRectF area = scene->sceneRect();
     // Tiles can be dragged or configured further apart than any picture is large. A system could grant the
     // memory of such a picture and then end the program; the encoder needs it twice.
@@ -64,33 +159,47 @@ QImage renderedScene(QGraphicsScene* scene) {
     }
     const int width = static_cast<int>(area.width());
     const int height = static_cast<int>(area.height());
-    QImage image = blankPicture(width, height);
+    const QVector<Cover> covers =
+        preferred == QImage::Format_ARGB32_Premultiplied ? QVector<Cover>() : coversOf(*scene);
+    const bool isConverted = preferred == QImage::Format_RGB888 && !covers.isEmpty();
+    QImage image = blankPicture(width, height, isConverted ? preferred : QImage::Format_ARGB32_Premultiplied);
     if (image.isNull()) {
         if (width > 0 && height > 0)
             qWarning("No memory for a picture of %d x %d px", width, height);
         return image;
     }
-    QPainter painter(&image);
-    scene->render(&painter);
+    if (isConverted) {
+        convertCovers(covers, image);
+        paintOver(covers, scene, image);
+    } else {
+        QPainter painter(&image);
+        scene->render(&painter);
+        painter.end();
+        if (preferred == QImage::Format_RGB32 && isCovered(image.rect(), covers))
+            image.reinterpretAsFormat(preferred);
+    }
     return image;
 }
 
+bool saveScene(QGraphicsScene* scene, const QString& fileName, int quality) {
+    const QByteArray suffix = QFileInfo(fileName).suffix().toLower().toLatin1();
+    QImage::Format format = QImage::Format_ARGB32_Premultiplied;
+    if (suffix == "jpg" || suffix == "jpeg")
+        format = QImage::Format_RGB888;
+    else if (suffix == "bmp")
+        format = QImage::Format_RGB32;
+    return writePicture(renderedScene(scene, format), fileName, quality);
+}
+
 bool writePicture(const QImage& picture, const QString& fileName, int quality) {
-    // Encoded in memory first: whoever watches the folder never sees half a picture.
-    QByteArray bytes;
-    QBuffer buffer(&bytes);
-    buffer.open(QIODevice::WriteOnly);
-    QImageWriter writer(&buffer, QFileInfo(fileName).suffix().toLatin1());
-    writer.setQuality(quality);
-    try {
-        if (!writer.write(picture)) {
-            qWarning("%s was not written: %s", qUtf8Printable(fileName),
-                     qUtf8Printable(writer.errorString()));
-            return false;
+    const auto write = [&](QIODevice& file) {
+        QImageWriter writer(&file, QFileInfo(fileName).suffix().toLatin1());
+        writer.setQuality(quality);
+        try {
+            return writer.write(picture) ? QString() : writer.errorString();
+        } catch (const std::bad_alloc&) {
+            return QStringLiteral("no memory");
         }
-    } catch (const std::bad_alloc&) {
-        qWarning("%s was not written: no memory", qUtf8Printable(fileName));
-        return false;
-    }
-    return platform::replaceFile(fileName, bytes);
+    };
+    return platform::replaceFile(fileName, write, platform::Disk::LetItFollow);
 }

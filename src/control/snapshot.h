@@ -16,9 +16,16 @@ QString snapshotName(const QDateTime& time);
 QString snapshotSuffix(int type);
 
 /// The whole scene rectangle as a picture of its size in whole px: tiles, marks and overlays. A null picture
-/// when the rectangle is smaller than a pixel, or larger than any set-up of
-/// cameras needs (512 MiB), or the memory does not suffice.
-QImage renderedScene(QGraphicsScene* scene);
+/// when the rectangle is smaller than a pixel, or larger than any set-up of cameras needs (512 MiB), or the
+/// memory does not suffice.
+///
+/// The format is premultiplied ARGB32, transparent where nothing is, unless another is preferred and serves:
+/// RGB888 (black where nothing is) if there are tiles that can be converted, RGB32 if tiles cover everything.
+QImage renderedScene(QGraphicsScene* scene, QImage::Format preferred = QImage::Format_ARGB32_Premultiplied);
+
+/// Renders the scene and writes it, as renderedScene() and writePicture() say. JPEG and BMP hold no alpha:
+/// their encoders are given the format that they take fastest, the file is the same.
+bool saveScene(QGraphicsScene* scene, const QString& fileName, int quality);
 
 /// Writes a picture in the format of the file's suffix; a file of that name is replaced. False, and a line in
 /// the log, when that fails: then the old file, if there is one, is still there.

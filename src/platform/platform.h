@@ -1,7 +1,10 @@
 #pragma once
 
 #include <QByteArray>
+#include <QFileDevice>
 #include <QString>
+#include <cstddef>
+#include <functional>
 #include <qwindowdefs.h>
 
 /// What the program needs of the desktop and Qt does not offer: a key that works while another program has
@@ -38,9 +41,28 @@ NativeMessage classify(const QByteArray& eventType, const void* message);
 /// A file of the working folder as this system writes it: ".\name" on Windows, "./name" elsewhere.
 QString workingFolderFile(const QString& name);
 
+/// Writes a whole file into the device and returns what went wrong, an empty text if nothing did. It may be
+/// called twice, each time with an empty device.
+using FileWriter = std::function<QString(QIODevice& file)>;
+
+/// Whether a new file is on the disk when replaceFile() returns.
+enum class Disk {
+    WaitForIt,    ///< it is; for the few bytes that the next start needs
+    LetItFollow,  ///< every program sees it, and it is on the disk as soon as the disk can; for pictures
+};
+
 /// Puts a file of this content in place of whatever has the name, in one step: readers see the old file or
 /// the new one, and when it fails (folder gone or not writable, disk full) the old one is still there. False
 /// then, and a line in the log. Any thread.
+bool replaceFile(const QString& fileName, const FileWriter& write, Disk disk = Disk::WaitForIt);
 bool replaceFile(const QString& fileName, const QByteArray& content);
+
+/// Has the disk take an open file, without waiting for it; the file may be closed at once.
+void startSync(const QFileDevice& file);
+
+/// Memory for one large picture, `size` bytes of zeros straight from the system, which the system has back as
+/// soon as giveZeroedMemoryBack() gets it. Null if there is not that much. Any thread.
+void* takeZeroedMemory(size_t size);
+void giveZeroedMemoryBack(void* memory, size_t size);
 
 }  // namespace platform

@@ -1,41 +1,87 @@
+#include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
-#include <QTemporaryFile>
+#include <QUuid>
+#include <algorithm>
 #include <filesystem>
 
 #include "platform/platform.h"
 
 namespace {
 
-// The size is asked of the disk: a full one can take the bytes into a buffer and lose them afterwards.
-bool isWritten(QFileDevice& file, const QByteArray& content) {
-    return file.write(content) == content.size() && file.flush() && file.size() == content.size();
+/// A file that knows how much was written to it.
+template <typename File>
+class OutgoingFile : public File {
+public:
+    using File::File;
+
+    // The size is asked of the disk: a full one can take the bytes into a buffer and lose them afterwards.
+    bool isComplete() { return this->flush() && this->size() == end; }
+
+protected:
+    qint64 writeData(const char* data, qint64 length) override {
+        const qint64 written = File::writeData(data, length);
+        end = std::max(end, this->pos() + std::max<qint64>(written, 0));
+        return written;
+    }
+
+private:
+    qint64 end = 0;
+};
+
+/// What the disk says is more to the point than what the writer made of it.
+QString problemOf(const QFileDevice& file, const QString& writersProblem) {
+    return file.error() != QFileDevice::NoError || writersProblem.isEmpty() ? file.errorString()
+                                                                            : writersProblem;
 }
 
-/// For names so long that one with an ending more is too long: beside it under a short name, then in its
-/// place.
-bool replaceUnderShortName(const QString& fileName, const QByteArray& content) {
-    QTemporaryFile file(QFileInfo(fileName).path() + QStringLiteral("/bivista-XXXXXX"));
-    if (!file.open() || !isWritten(file, content))
-        return false;
-    file.setPermissions(file.permissions() | QFileDevice::ReadGroup | QFileDevice::ReadOther);
+/// Written beside under a short name, since one with an ending more can be too long, then put in place. What
+/// went wrong is returned.
+QString replaceWithoutWaiting(const QString& fileName, const platform::FileWriter& write) {
+    const QString id = QUuid::createUuid().toString(QUuid::Id128);
+    OutgoingFile<QFile> file(QFileInfo(fileName).path() + QStringLiteral("/bivista-") + id);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
+        return file.errorString();
+    QString problem = write(file);
+    if (!problem.isEmpty() || !file.isComplete()) {
+        problem = problemOf(file, problem);
+        file.remove();
+        return problem;
+    }
+    platform::startSync(file);
     file.close();
     std::error_code error;
     std::filesystem::rename(std::filesystem::u8path(file.fileName().toStdString()),
                             std::filesystem::u8path(fileName.toStdString()), error);
-    return !error;
+    if (!error)
+        return {};
+    file.remove();
+    return QString::fromLocal8Bit(error.message().c_str());
+}
+
+QString replaceAndWait(const QString& fileName, const platform::FileWriter& write) {
+    OutgoingFile<QSaveFile> file(fileName);
+    if (!file.open(QIODevice::WriteOnly))
+        return QFileInfo(fileName).isDir() ? file.errorString() : replaceWithoutWaiting(fileName, write);
+    const QString problem = write(file);
+    if (problem.isEmpty() && file.isComplete() && file.commit())
+        return {};
+    file.cancelWriting();
+    return problemOf(file, problem);
 }
 
 }  // namespace
 
+bool platform::replaceFile(const QString& fileName, const FileWriter& write, Disk disk) {
+    const QString problem =
+        disk == Disk::WaitForIt ? replaceAndWait(fileName, write) : replaceWithoutWaiting(fileName, write);
+    if (!problem.isEmpty())
+        qWarning("%s was not written: %s", qUtf8Printable(fileName), qUtf8Printable(problem));
+    return problem.isEmpty();
+}
+
 bool platform::replaceFile(const QString& fileName, const QByteArray& content) {
-    QSaveFile file(fileName);
-    if (file.open(QIODevice::WriteOnly) && isWritten(file, content) && file.commit())
-        return true;
-    const QString reason = file.errorString();
-    file.cancelWriting();
-    if (!QFileInfo(fileName).isDir() && replaceUnderShortName(fileName, content))
-        return true;
-    qWarning("%s was not written: %s", qUtf8Printable(fileName), qUtf8Printable(reason));
-    return false;
+    return replaceFile(fileName, [&](QIODevice& file) {
+        return file.write(content) == content.size() ? QString() : file.errorString();
+    });
 }

@@ -28,7 +28,13 @@ private slots:
     void triggerSavesAtOnce();
     void triggerAfterTheDelay();
     void everyTriggerHasItsTimer();
+    void negativeDelaySavesAtOnce();
+    void triggerWithSavingSwitchedOff();
+    void triggerPendingAtTheEnd();
     void setDelay();
+    void nextTriggerTakesTheDelaySet();
+    void withoutCameras_data();
+    void withoutCameras();
     void saveDoesNotRefreshTheDialog();
     void splitCommandIsTwo();
     void mergedCommandsAreOne();
@@ -191,6 +197,33 @@ void TestSerial::everyTriggerHasItsTimer() {
     QTRY_COMPARE_WITH_TIMEOUT(snapshots().size(), 2, kWait);
 }
 
+void TestSerial::negativeDelaySavesAtOnce() {
+    start("Delay=-5\n");
+    QVERIFY(sendAndWait("TRIGGER").startsWith(QStringLiteral("Saved image ./snapshot-")));
+    QCOMPARE(snapshots().size(), 1);
+}
+
+/// Nothing is written, but the view takes the held frames as at any save.
+void TestSerial::triggerWithSavingSwitchedOff() {
+    start("SaveCaptured=false\nFreezeImage=true\n");
+    window->sendFrame(0, 90);
+    QCOMPARE(WindowUnderTest::greyOf(window->tiles()[0]), 50);
+    QCOMPARE(sendAndWait("TRIGGER"), QStringLiteral("COMMAND:TRIGGER"));
+    QTRY_COMPARE_WITH_TIMEOUT(WindowUnderTest::greyOf(window->tiles()[0]), 90, kWait);
+    QCOMPARE(snapshots(), QStringList());
+}
+
+/// A window that is closed takes its pending triggers with it.
+void TestSerial::triggerPendingAtTheEnd() {
+    start("Delay=300\n");
+    QElapsedTimer sent;
+    sent.start();
+    QCOMPARE(sendAndWait("TRIGGER"), QStringLiteral("COMMAND:TRIGGER"));
+    window->end();
+    QTest::qWait(static_cast<int>(std::max<qint64>(0, 600 - sent.elapsed())));  // nothing happens
+    QCOMPARE(snapshots(), QStringList());
+}
+
 void TestSerial::setDelay() {
     start("Delay=3\n");
     auto* dialog = window->get()->findChild<SettingDialog*>();
@@ -204,6 +237,49 @@ void TestSerial::setDelay() {
     QCOMPARE(dialog->saveDelay(), 1200);
     QCOMPARE(field->text(), QStringLiteral("1200"));
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Delay")), QStringLiteral("1200"));
+}
+
+void TestSerial::nextTriggerTakesTheDelaySet() {
+    start();
+    QVERIFY(sendAndWait("TRIGGER").startsWith(QStringLiteral("Saved image")));
+    QCOMPARE(snapshots().size(), 1);
+    QCOMPARE(sendAndWait("SETDELAY 400"), QStringLiteral("COMMAND:SETDELAY 400"));
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(sendAndWait("TRIGGER"), QStringLiteral("COMMAND:TRIGGER"));
+    QCOMPARE(snapshots().size(), 1);
+    QTRY_COMPARE_WITH_TIMEOUT(snapshots().size(), 2, kWait);
+    QVERIFY(timer.elapsed() >= 390);
+}
+
+void TestSerial::withoutCameras_data() {
+    QTest::addColumn<QByteArray>("ini");
+    QTest::addColumn<int>("attached");
+    QTest::addColumn<QStringList>("calls");
+    // As written, a command goes to the cameras that are counted, also to those that demo mode never opened.
+    QTest::newRow("none attached") << QByteArray() << 0 << QStringList();
+    QTest::newRow("demo mode") << QByteArray("[Camera]\nDemo=1\n") << 2
+                               << QStringList{QStringLiteral("CameraSetGain(0, 7)"),
+                                              QStringLiteral("CameraSetGain(1, 7)")};
+}
+
+void TestSerial::withoutCameras() {
+    QFETCH(QByteArray, ini);
+    QFETCH(int, attached);
+    QFETCH(QStringList, calls);
+    recording::setReportedCount(attached);
+    start(ini);
+    QCOMPARE(sendAndWait("GAIN 7"), QStringLiteral("COMMAND:GAIN 7"));
+    QStringList made;
+    const QStringList all = recording::callsButFrames();
+    for (const QString& call : all) {
+        if (call.startsWith(QLatin1String("CameraSet")))
+            made.append(call);
+    }
+    QCOMPARE(made, calls);
+    QCOMPARE(sendAndWait("SAVE 0"), QStringLiteral("COMMAND:SAVE 0"));
+    if (attached == 0)
+        QCOMPARE(sendAndWait("TRIGGER"), QStringLiteral("No image"));
 }
 
 void TestSerial::saveDoesNotRefreshTheDialog() {

@@ -1,6 +1,8 @@
 #include <QGraphicsPixmapItem>
 #include <QGraphicsScene>
+#include <QHash>
 #include <QtTest>
+#include <memory>
 
 #include "control/snapshot.h"
 #include "support/workingfolder.h"
@@ -13,6 +15,12 @@ private slots:
     void nameHoldsTheTime();
     void suffixFollowsTheType();
     void sceneIsRendered();
+    void formatsHaveTheSameColours_data();
+    void formatsHaveTheSameColours();
+    void fileIsThatOfThePicture_data();
+    void fileIsThatOfThePicture();
+    void savingLeavesTheScene();
+    void newFilesAreOpenToOthers();
     void emptySceneIsNoPicture();
     void pictureIsWritten();
     void unknownFormatFails();
@@ -42,6 +50,196 @@ void TestSnapshot::sceneIsRendered() {
     QCOMPARE(image.size(), QSize(20, 12));
     QCOMPARE(image.pixelColor(8, 5), QColor(Qt::red));
     QCOMPARE(image.pixelColor(1, 1).alpha(), 0);
+}
+
+namespace {
+
+QPixmap pattern(int seed, QSize size = {40, 30}) {
+    QImage image(size, QImage::Format_RGB32);
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x)
+            image.setPixel(x, y, qRgb((x * 7 + seed) % 256, (y * 5 + seed) % 256, (x * y + seed) % 256));
+    }
+    return QPixmap::fromImage(image);
+}
+
+/// What can be different about the tiles of a scene of 80 x 30 px.
+enum class Oddity {
+    None,
+    Gap,
+    Overlap,
+    BeyondTheEdge,
+    Hidden,
+    Selected,
+    HalfAPixel,
+    Scaled,
+    Translucent,
+    Faded,
+    MarkBelow,
+    HighDpi,
+    PartOfAPixel,
+    Elsewhere,
+};
+
+std::unique_ptr<QGraphicsScene> sceneWith(Oddity oddity) {
+    auto scene = std::make_unique<QGraphicsScene>();
+    if (oddity == Oddity::MarkBelow)
+        scene->addRect(0, 0, 60, 25, QPen(Qt::red), Qt::green);
+    QPixmap second = pattern(90);
+    if (oddity == Oddity::Translucent) {
+        QImage image(second.size(), QImage::Format_ARGB32_Premultiplied);
+        image.fill(QColor(200, 100, 50, 90));
+        second = QPixmap::fromImage(image);
+    }
+    if (oddity == Oddity::HighDpi)
+        second.setDevicePixelRatio(2);
+    auto* left = scene->addPixmap(pattern(3));
+    auto* right = scene->addPixmap(second);
+    right->setPos(40, 0);
+    scene->setSceneRect(0, 0, 80, 30);
+    switch (oddity) {
+        case Oddity::Gap:
+            right->setPos(47, 3);
+            break;
+        case Oddity::Overlap:
+            right->setPos(21, 4);
+            break;
+        case Oddity::BeyondTheEdge:
+            left->setPos(-9, -8);
+            right->setPos(60, 12);
+            break;
+        case Oddity::Hidden:
+            right->hide();
+            break;
+        case Oddity::Selected:
+            right->setFlag(QGraphicsItem::ItemIsSelectable);
+            right->setSelected(true);
+            break;
+        case Oddity::HalfAPixel:
+            right->setPos(40.5, 0.5);
+            break;
+        case Oddity::Scaled:
+            right->setScale(0.7);
+            break;
+        case Oddity::Faded:
+            right->setOpacity(0.4);
+            break;
+        case Oddity::PartOfAPixel:
+            scene->setSceneRect(0, 0, 80.7, 30.2);
+            break;
+        case Oddity::Elsewhere:
+            for (auto* item : {left, right})
+                item->moveBy(1000, -500);
+            scene->setSceneRect(1000, -500, 80, 30);
+            break;
+        default:
+            break;
+    }
+    // Over the tiles and, where there is a gap, over nothing.
+    const QPointF corner = scene->sceneRect().topLeft();
+    QPen pen(QColor(255, 0, 0, 128), 1.5);
+    scene->addEllipse(QRectF(5, 5, 70, 20).translated(corner), pen);
+    auto* text = scene->addSimpleText(QStringLiteral("Tgq 12"));
+    text->setBrush(Qt::yellow);
+    text->setPos(corner + QPointF(30, 5));
+    return scene;
+}
+
+void addOddities() {
+    QTest::addColumn<int>("oddity");
+    QTest::addColumn<bool>("isConverted");  // the bottom tile at least
+    QTest::addColumn<bool>("isCovered");
+    const auto row = [](const char* name, Oddity oddity, bool isConverted, bool isCovered) {
+        QTest::newRow(name) << int(oddity) << isConverted << isCovered;
+    };
+    row("none", Oddity::None, true, true);
+    row("gap", Oddity::Gap, true, false);
+    row("overlap", Oddity::Overlap, true, false);
+    row("beyond the edge", Oddity::BeyondTheEdge, true, false);
+    row("hidden", Oddity::Hidden, true, false);
+    row("selected", Oddity::Selected, true, false);
+    row("half a pixel", Oddity::HalfAPixel, true, false);
+    row("scaled", Oddity::Scaled, true, false);
+    row("translucent", Oddity::Translucent, true, false);
+    row("faded", Oddity::Faded, true, false);
+    row("mark below", Oddity::MarkBelow, false, false);
+    row("high DPI", Oddity::HighDpi, true, false);
+    row("part of a pixel", Oddity::PartOfAPixel, false, false);
+    row("elsewhere", Oddity::Elsewhere, true, true);
+}
+
+}  // namespace
+
+void TestSnapshot::formatsHaveTheSameColours_data() {
+    addOddities();
+}
+
+void TestSnapshot::formatsHaveTheSameColours() {
+    QFETCH(int, oddity);
+    QFETCH(bool, isConverted);
+    QFETCH(bool, isCovered);
+    const auto scene = sceneWith(Oddity(oddity));
+    const QImage plain = renderedScene(scene.get());
+    QCOMPARE(plain.format(), QImage::Format_ARGB32_Premultiplied);
+    QCOMPARE(plain.size(), QSize(80, 30));
+
+    const QImage colours = renderedScene(scene.get(), QImage::Format_RGB888);
+    QCOMPARE(colours.format(), isConverted ? QImage::Format_RGB888 : QImage::Format_ARGB32_Premultiplied);
+    const QImage opaque = renderedScene(scene.get(), QImage::Format_RGB32);
+    QCOMPARE(opaque.format(), isCovered ? QImage::Format_RGB32 : QImage::Format_ARGB32_Premultiplied);
+
+    const auto bare = [](QImage image) {
+        if (image.format() == QImage::Format_ARGB32_Premultiplied)
+            image.reinterpretAsFormat(QImage::Format_RGB32);
+        return image.convertToFormat(QImage::Format_RGB888);
+    };
+    QCOMPARE(bare(colours), bare(plain));
+    QCOMPARE(bare(opaque), bare(plain));
+}
+
+void TestSnapshot::fileIsThatOfThePicture_data() {
+    addOddities();
+}
+
+/// What is saved is byte for byte what the encoder makes of the plain picture.
+void TestSnapshot::fileIsThatOfThePicture() {
+    QFETCH(int, oddity);
+    const WorkingFolder folder;
+    const auto scene = sceneWith(Oddity(oddity));
+    const QImage plain = renderedScene(scene.get());
+    for (const QString& suffix :
+         {QStringLiteral(".jpg"), QStringLiteral(".JPEG"), QStringLiteral(".bmp"), QStringLiteral(".png")}) {
+        QVERIFY(saveScene(scene.get(), QStringLiteral("./a") + suffix, 75));
+        QVERIFY(plain.save(QStringLiteral("b") + suffix, nullptr, 75));
+        QCOMPARE(WorkingFolder::read(QStringLiteral("a") + suffix),
+                 WorkingFolder::read(QStringLiteral("b") + suffix));
+    }
+}
+
+/// Tiles take part in the next picture, and in the view, as before.
+void TestSnapshot::savingLeavesTheScene() {
+    const auto scene = sceneWith(Oddity::None);
+    QHash<QGraphicsItem*, int> flags;
+    const auto items = scene->items();
+    for (QGraphicsItem* item : items)
+        flags.insert(item, int(item->flags()));
+    const QImage before = renderedScene(scene.get());
+    renderedScene(scene.get(), QImage::Format_RGB888);
+    QCOMPARE(renderedScene(scene.get()), before);
+    for (QGraphicsItem* item : items)
+        QCOMPARE(int(item->flags()), flags.value(item));
+}
+
+/// As any program makes them, not as temporary files are.
+void TestSnapshot::newFilesAreOpenToOthers() {
+    const WorkingFolder folder;
+    QVERIFY(WorkingFolder::write(QStringLiteral("any"), "x"));
+    QImage image(3, 3, QImage::Format_RGB32);
+    image.fill(0);
+    QVERIFY(writePicture(image, QStringLiteral("./a.png"), 75));
+    QCOMPARE(QFile::permissions(QStringLiteral("a.png")), QFile::permissions(QStringLiteral("any")));
+    QCOMPARE(QDir().entryList(QDir::Files | QDir::Hidden),
+             (QStringList{QStringLiteral("a.png"), QStringLiteral("any")}));
 }
 
 void TestSnapshot::emptySceneIsNoPicture() {

@@ -1,3 +1,4 @@
+#include "camera/capturethread.h"
 #include "support/mainwindowtest.h"
 
 /// The window on the simulated cameras, well and ill. The library reads its configuration once per process,
@@ -11,13 +12,28 @@ private slots:
     void wellAndIllCamerasSideBySide();
     void pausedPictureStands();
     void colourPictures();
+    void currentAfterALongSave();
 
 private:
     static QImage pictureOf(const QGraphicsPixmapItem* tile) { return tile->pixmap().toImage(); }
+    static qint64 megabytes(const QByteArray& what);
     static QGraphicsPixmapItem* tileAt(const WindowUnderTest& window, int x);
 
     QTemporaryDir configuration;
 };
+
+/// A line of this process's memory account.
+qint64 TestLive::megabytes(const QByteArray& what) {
+    QFile file(QStringLiteral("/proc/self/status"));
+    if (!file.open(QIODevice::ReadOnly))
+        return -1;
+    const auto lines = file.readAll().split('\n');
+    for (const QByteArray& line : lines) {
+        if (line.startsWith(what))
+            return line.mid(what.size()).trimmed().split(' ').first().toLongLong() / 1024;
+    }
+    return -1;
+}
 
 void TestLive::initTestCase() {
     QFile file(configuration.filePath(QStringLiteral("kvcap2.ini")));
@@ -90,6 +106,74 @@ void TestLive::colourPictures() {
     window.start();
     QVERIFY(window.waitForTiles(3));
     QVERIFY(!pictureOf(window.tiles().first()).allGray());
+}
+
+/// A save keeps the window from looking at frames. Afterwards it shows none of those that came meanwhile and
+/// are old by now, and their memory is given back.
+void TestLive::currentAfterALongSave() {
+    WindowUnderTest window;
+    // Far apart: a large picture takes long.
+    QVERIFY(
+        WorkingFolder::write(QStringLiteral("setting.ini"),
+                             "[File]\nType=0\n[Pos]\nX0=0\nX1=3000\nX2=6000\nX3=400\nY1=2000\nY2=5000\n"));
+    window.start();
+    QVERIFY(window.waitForTiles(3));
+
+    struct Shown {
+        qint64 age;  // ms when it was looked at
+        bool isShown;
+        bool wasWaiting;  // taken by the camera before the save was over
+    };
+    QVector<Shown> frames;
+    qint64 saved = 0;  // ms since the epoch
+    int received = 0;
+    qint64 lastKey = 0;
+    auto* tile = tileAt(window, 0);
+    CaptureThread* thread = nullptr;
+    const auto threads = window.get()->findChildren<CaptureThread*>();
+    for (CaptureThread* candidate : threads) {
+        if (candidate->tileIndex == 0)
+            thread = candidate;
+    }
+    QVERIFY(thread);
+    // Called after the window's own slot, for the same frame.
+    const QObject context;
+    connect(thread, &CaptureThread::captured, &context,
+            [&](int, const QImage&, const unsigned char*, quint64 timestamp) {
+                ++received;
+                const qint64 key = tile->pixmap().cacheKey();
+                if (saved > 0)
+                    frames.append({QDateTime::currentMSecsSinceEpoch() - qint64(timestamp), key != lastKey,
+                                   qint64(timestamp) < saved});
+                lastKey = key;
+            });
+    QTRY_VERIFY_WITH_TIMEOUT(received > 5, kWait);
+
+    const qint64 memoryBefore = megabytes("VmRSS:");
+    QElapsedTimer blocked;
+    blocked.start();
+    while (blocked.elapsed() < 1500)
+        window->saveImageByName(QStringLiteral("large"));
+    saved = QDateTime::currentMSecsSinceEpoch();
+    frames.clear();
+    QTRY_VERIFY_WITH_TIMEOUT(!frames.isEmpty() && !frames.last().wasWaiting, kWait);
+
+    int waiting = 0;
+    int dropped = 0;
+    for (const Shown& frame : qAsConst(frames)) {
+        waiting += frame.wasWaiting ? 1 : 0;
+        dropped += frame.isShown ? 0 : 1;
+        // Looked at a moment later than the window did.
+        QVERIFY2(!frame.isShown || frame.age < 300 + 100, qPrintable(QString::number(frame.age)));
+    }
+    QVERIFY2(waiting > 20, qPrintable(QString::number(waiting)));
+    QVERIFY2(dropped > 10, qPrintable(QString::number(dropped)));
+    QVERIFY(frames.last().isShown);
+    QVERIFY(QFile::exists(QStringLiteral("large.bmp")));
+
+    // The encoder alone took more than 100 MB.
+    QVERIFY2(megabytes("VmHWM:") > memoryBefore + 100, qPrintable(QString::number(megabytes("VmHWM:"))));
+    QVERIFY2(megabytes("VmRSS:") < memoryBefore + 60, qPrintable(QString::number(megabytes("VmRSS:"))));
 }
 
 QTEST_MAIN(TestLive)

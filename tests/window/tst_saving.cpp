@@ -26,6 +26,8 @@ private slots:
     void fullDiskLeavesTheOldFile();
     void sceneTooLarge();
     void singleTile();
+    void singleTileNames_data();
+    void singleTileNames();
     void singleTileWithoutSelection();
     void singleTileWithANullPath();
     void optionsAreReadAtEverySave();
@@ -291,6 +293,45 @@ void TestSaving::singleTile() {
     QCOMPARE(saved.size(), QSize(64, 48));
     QCOMPARE(saved.pixelColor(3, 3), QColor(150, 150, 150));
     QCOMPARE(window.leftText().trimmed(), QString());  // nothing is said
+}
+
+void TestSaving::singleTileNames_data() {
+    QTest::addColumn<int>("type");
+    QTest::addColumn<QString>("pattern");
+    QTest::newRow("BMP") << 0 << QStringLiteral("^snapshot-\\d{17}\\.bmp$");
+    QTest::newRow("JPEG") << 1 << QStringLiteral("^snapshot-\\d{17}\\.jpg$");
+    QTest::newRow("PNG") << 2 << QStringLiteral("^snapshot-\\d{17}\\.png$");
+    QTest::newRow("unknown") << 7 << QString();
+}
+
+/// The bare camera picture, whatever lies over it, in the folder and format of the options.
+void TestSaving::singleTileNames() {
+    QFETCH(int, type);
+    QFETCH(QString, pattern);
+    WindowUnderTest window;
+    start(window);
+    QVERIFY(QDir().mkpath(QStringLiteral("lot/7")));
+    WorkingFolder::setKey(QStringLiteral("File/Path"), QStringLiteral("./lot/7"));
+    WorkingFolder::setKey(QStringLiteral("File/Type"), type);
+    QVERIFY(WorkingFolder::write(QStringLiteral("mark0.txt"), "Line #ff0000 1 0 | 10 20 100 20\r\n"));
+    window.action("actionLoad_Corner")->trigger();
+    auto* tile = window.tiles()[0];
+    tile->setFlags(QGraphicsItem::ItemIsSelectable);
+    tile->setSelected(true);
+    if (pattern.isEmpty())
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("was not written")));
+    window.action("actionSave_Single")->trigger();
+    const QStringList saved = QDir(QStringLiteral("lot/7")).entryList(QDir::Files | QDir::Hidden);
+    QCOMPARE(saved.size(), pattern.isEmpty() ? 0 : 1);
+    if (pattern.isEmpty())
+        return;
+    QVERIFY2(QRegularExpression(pattern).match(saved[0]).hasMatch(), qPrintable(saved[0]));
+    const QImage picture(QStringLiteral("lot/7/") + saved[0]);
+    QCOMPARE(picture.size(), QSize(64, 48));
+    for (int y = 0; y < picture.height(); ++y) {
+        for (int x = 0; x < picture.width(); ++x)
+            QVERIFY(qAbs(qRed(picture.pixel(x, y)) - 50) < 3 && qAbs(qBlue(picture.pixel(x, y)) - 50) < 3);
+    }
 }
 
 void TestSaving::singleTileWithoutSelection() {

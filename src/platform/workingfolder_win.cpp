@@ -1,5 +1,0 @@
-#include "platform/platform.h"
-
-QString platform::workingFolderFile(const QString& name) {
-    return QStringLiteral(".\\") + name;
-}
