@@ -16,6 +16,7 @@
 
 #include "calibration/correction.h"
 #include "calibration/correctionmaps.h"
+#include "calibration/runtable.h"
 
 namespace {
 
@@ -46,43 +47,65 @@ QImage noise(QImage::Format format) {
     return frame;
 }
 
-/// A camera a few degrees off, with a rectangle that leaves the usual margin.
-Correction mildCorrection() {
-    const cv::Point2f src[4] = {{150, 80}, {2400, 60}, {120, 1370}, {2450, 1350}};
-    const cv::Point2f dst[4] = {{150, 80}, {2440, 80}, {150, 1370}, {2440, 1370}};
+/// The lower right one of four cameras, a few degrees off and turned by `degrees`, cut to 2320 x 1300 px.
+Correction correctionOf(double degrees) {
+    const cv::Point2f src[4] = {{240, 140}, {2440, 120}, {210, 1370}, {2490, 1350}};
+    const cv::Point2f dst[4] = {{240, 140}, {2480, 140}, {240, 1370}, {2480, 1370}};
+    cv::Mat turn = cv::Mat::eye(3, 3, CV_64F);
+    cv::getRotationMatrix2D({kWidth / 2.0F, kHeight / 2.0F}, degrees, 1).copyTo(turn.rowRange(0, 2));
     Correction correction;
-    correction.transforms[0] = cv::getPerspectiveTransform(src, dst);
-    buildCorrectionMaps(correction.transforms[0], {kWidth, kHeight}, correction.mapX[0], correction.mapY[0]);
-    for (const auto& point : dst)
-        correction.dstCorners[0].append({double(point.x), double(point.y)});
+    const cv::Mat transform = cv::getPerspectiveTransform(src, dst) * turn;
+    for (int tile = 0; tile < 4; ++tile) {
+        correction.transforms[tile] = transform;
+        for (const auto& point : dst)
+            correction.dstCorners[tile].append({double(point.x), double(point.y)});
+    }
+    buildCorrectionMaps(transform, {kWidth, kHeight}, correction.mapX[3], correction.mapY[3]);
     return correction;
 }
 
-void measure(const char* title, QImage::Format format, int rounds) {
+QRect cropOf(const Correction& correction) {
+    const auto geometry = computeCropGeometry(correction.dstCorners, 4, 0, {kWidth, kHeight});
+    return cropRectangle(*geometry, correction.dstCorners, 0, 3);
+}
+
+void measure(const char* title, QImage::Format format, double degrees, int rounds) {
     const QImage frame = noise(format);
     QByteArray copy(static_cast<int>(frame.sizeInBytes()), 0);
-    const Correction correction = mildCorrection();
+    const Correction correction = correctionOf(degrees);
     QImage corrected;
     QPixmap shown;
 
     QVector<Step> steps{
         {"copy of the frame", [&] { std::memcpy(copy.data(), frame.constBits(), size_t(copy.size())); }, {}},
         {"uncorrected: frame to pixmap", [&] { shown = QPixmap::fromImage(frame); }, {}},
-        {"corrected: remap and crop", [&] { corrected = correctedPicture(frame, correction, 0, 1, 1); }, {}},
-        {"corrected: frame to pixmap",
-         [&] { shown = QPixmap::fromImage(correctedPicture(frame, correction, 0, 1, 1)); },
+        {"plain: remap and crop", [&] { corrected = correctedPicture(frame, correction, 3, 4, 0); }, {}},
+        {"plain: frame to pixmap",
+         [&] { shown = QPixmap::fromImage(correctedPicture(frame, correction, 3, 4, 0)); },
          {}},
     };
+    const RunTable table(correction.mapX[3], correction.mapY[3], cropOf(correction),
+                         RunTable::Shape::of(frame));
+    QImage picture(table.pictureSize(), QImage::Format_RGB32);
+    picture.fill(0);
+    steps.append({"run table: frame to pixmap",
+                  [&] {
+                      shown = QPixmap();
+                      table.apply(frame, picture);
+                      shown = QPixmap::fromImage(picture);
+                  },
+                  {}});
     // Interleaved, so that a slow moment of the machine hits all of them.
     for (int round = 0; round < rounds; ++round) {
         for (Step& step : steps)
             step.times.append(milliseconds(step.run));
     }
     const double base = median(steps.first().times);
-    std::printf("%s %d x %d, medians of %d\n", title, kWidth, kHeight, rounds);
+    std::printf("%s %d x %d, turned by %g degrees, cut to %d x %d, mean run %.0f px, medians of %d\n", title,
+                kWidth, kHeight, degrees, picture.width(), picture.height(), table.meanRun(), rounds);
     for (const Step& step : qAsConst(steps)) {
         const double time = median(step.times);
-        std::printf("  %-30s %8.2f ms %7.1f x copy\n", step.name, time, time / base);
+        std::printf("  %-34s %8.2f ms %7.1f x copy\n", step.name, time, time / base);
     }
 }
 
@@ -92,7 +115,9 @@ int main(int argc, char* argv[]) {
     const QGuiApplication application(argc, argv);
     const bool quick = QGuiApplication::arguments().contains(QStringLiteral("--quick"));
     const int rounds = quick ? 5 : 60;
-    measure("grey", QImage::Format_Grayscale8, rounds);
-    measure("colour", QImage::Format_RGB888, rounds);
+    for (const double degrees : {0.0, 3.0, 90.0}) {
+        measure("grey", QImage::Format_Grayscale8, degrees, rounds);
+        measure("colour", QImage::Format_RGB888, degrees, rounds);
+    }
     return 0;
 }
