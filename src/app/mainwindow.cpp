@@ -48,6 +48,7 @@ constexpr int kMessageTicks = 60;      // rate updates that a message in the sta
 constexpr int kShutdownSleep = 600;    // ms
 constexpr int kSizeWindowDelay = 100;  // ms
 constexpr int kResizeTime = 1000;      // ms, in which a desktop has resized a window it was asked to
+constexpr int kPaintTime = 40;  // ms after which a picture that was not painted is taken as not to be seen
 constexpr double kZoomStep = 1.1;
 constexpr double kZoomStepBack = 0.9090909090909091;
 constexpr int kChinese = 2;
@@ -212,6 +213,7 @@ void MainWindow::showScene() {
     connect(scene, &InteractiveScene::finished, this, &MainWindow::setMark);
     connect(scene, &InteractiveScene::scanned, this, &MainWindow::saveScanned);
     connect(scene, &InteractiveScene::removed, this, &MainWindow::forgetMark);
+    ui->gvMain->viewport()->installEventFilter(this);
     // The cross-hair that is being placed follows the mouse without a button.
     ui->gvMain->viewport()->setMouseTracking(true);
     // Barcode readers type into whatever has the focus.
@@ -474,21 +476,81 @@ void MainWindow::showMessage(const QString& text) {
 
 // ---- frames ------------------------------------------------------------------------------------
 
+/// Frames that come from a camera are not shown one by one. Of those that are there the newest of each tile
+/// is shown, then the screen is painted, and only then the next are looked at: nothing is corrected that
+/// nobody could have seen, a pass over four tiles is painted once, and however fast frames come, the window
+/// stays as quick as painting is.
 void MainWindow::process(int id, QImage img, unsigned char* buffer, quint64 timestamp) {
-    const std::unique_ptr<unsigned char[]> owned(buffer);
+    std::unique_ptr<unsigned char[]> owned(buffer);
     if (isStale(static_cast<quint64>(QDateTime::currentMSecsSinceEpoch()), timestamp)) {
         qDebug() << "drop";
         return;
     }
     if (id < 0 || id >= cameraCount)
         return;
-    if (transEnabled)
-        img = correctedPicture(img, correction, id, cameraCount, layoutMode);
-    const bool isFirst = tiles[id].item == nullptr;
-    showInTile(id, img);
-    ++tiles[id].frameCount;
+    Tile& tile = tiles[id];
+    ++tile.frameCount;
+    if (tile.item && tile.thread->hasComeByQueue(buffer)) {
+        tile.waitingFrame = img;
+        tile.waitingBlock = std::move(owned);  // the frame that waited is freed, uncorrected
+        tile.waitingSince = timestamp;
+        if (!paintDeadline.isActive())
+            showWaitingSoon();
+        return;
+    }
+    // What waits is older.
+    tile.waitingFrame = QImage();
+    tile.waitingBlock.reset();
+    const bool isFirst = !tile.item;
+    showFrame(id, img, timestamp);
     if (isFirst)
         on_actionZoom_Fit_triggered();
+}
+
+void MainWindow::showWaitingSoon() {
+    if (!waitingTimer.isActive())
+        waitingTimer.start(0, this);
+}
+
+void MainWindow::timerEvent(QTimerEvent* event) {
+    if (event->timerId() == waitingTimer.timerId())
+        showWaiting();
+    else if (event->timerId() == paintDeadline.timerId())
+        pictureIsOut();
+    else
+        QMainWindow::timerEvent(event);
+}
+
+void MainWindow::showWaiting() {
+    waitingTimer.stop();
+    const auto now = static_cast<quint64>(QDateTime::currentMSecsSinceEpoch());
+    for (int i = 0; i < cameraCount; ++i) {
+        Tile& tile = tiles[i];
+        if (!tile.waitingBlock)
+            continue;
+        if (!isStale(now, tile.waitingSince))
+            showFrame(i, tile.waitingFrame, tile.waitingSince);
+        tile.waitingFrame = QImage();
+        tile.waitingBlock.reset();
+        paintDeadline.start(kPaintTime, this);
+    }
+}
+
+void MainWindow::pictureIsOut() {
+    paintDeadline.stop();
+    const bool isWaiting = std::any_of(tiles.begin(), tiles.end(),
+                                       [](const Tile& tile) { return tile.waitingBlock != nullptr; });
+    if (isWaiting)
+        showWaitingSoon();
+}
+
+void MainWindow::showFrame(int id, const QImage& frame, quint64 timestamp) {
+    QImage picture = transEnabled ? pictures[id].corrected(frame, correction, id, cameraCount, layoutMode)
+                                  : pictures[id].plain(frame);
+    if (picture.constBits() == frame.constBits())
+        picture = picture.copy();  // the frame's own pixels are freed soon
+    showInTile(id, picture);
+    tiles[id].item->setData(kTimestampOfTile, timestamp);
 }
 
 void MainWindow::showInTile(int id, const QImage& picture) {
@@ -499,7 +561,7 @@ void MainWindow::showInTile(int id, const QImage& picture) {
                           tilePosition(settings->read(keys::tileY(id))));
         tile.item->setFlags(QGraphicsItem::ItemIsMovable);
     } else if (settingDialog->isFreezeImage()) {
-        tile.heldImage = picture.copy();
+        tile.heldImage = picture;
         tile.hasHeldImage = true;
     } else {
         tile.item->setPixmap(QPixmap::fromImage(picture));
@@ -728,6 +790,7 @@ bool MainWindow::calibrate(const GridCounts& xCounts, const GridCounts& yCounts)
 // ---- saved pictures ----------------------------------------------------------------------------
 
 void MainWindow::pushHeldImages() {
+    showWaiting();
     for (int i = 0; i < cameraCount; ++i) {
         if (tiles[i].hasHeldImage && tiles[i].item)
             tiles[i].item->setPixmap(QPixmap::fromImage(tiles[i].heldImage));
@@ -945,6 +1008,8 @@ void MainWindow::fitToNewWindowState() {
 bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
     const bool handled = QMainWindow::eventFilter(watched, event);
     // Queued: the view takes its new size when it handles the event, which is after this.
+    if (watched == ui->gvMain->viewport() && event->type() == QEvent::Paint && paintDeadline.isActive())
+        pictureIsOut();
     if (watched == ui->gvMain && event->type() == QEvent::Resize && !fitDeadline.hasExpired())
         QMetaObject::invokeMethod(this, &MainWindow::on_actionZoom_Fit_triggered, Qt::QueuedConnection);
     return handled;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QBasicTimer>
 #include <QDeadlineTimer>
 #include <QGraphicsItem>
 #include <QMainWindow>
@@ -11,6 +12,7 @@
 #include "calibration/calibration.h"
 #include "calibration/cornerlists.h"
 #include "calibration/correction.h"
+#include "calibration/framepictures.h"
 #include "camera/cameratable.h"
 #include "camera/tile.h"
 
@@ -107,6 +109,7 @@ private slots:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
+    void timerEvent(QTimerEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;
     bool nativeEvent(const QByteArray& eventType, void* message, long* result) override;
 
@@ -134,7 +137,15 @@ private:
     void retranslate();
     void stopThreads();
     void waitForThreads();
+    /// Corrects a frame if that is on, and shows it in its tile.
+    void showFrame(int id, const QImage& frame, quint64 timestamp);
     void showInTile(int id, const QImage& picture);
+    /// Shows the frames that wait, of each tile the newest.
+    void showWaiting();
+    /// Lets waiting frames be shown as soon as the events that are there are handled.
+    void showWaitingSoon();
+    /// The last pictures have been painted, or cannot be.
+    void pictureIsOut();
     void pushHeldImages();
     QPointF tilePlace(int tile) const;
     QList<ImagePos> arrangeInSlots(bool& restartNeeded);
@@ -173,6 +184,9 @@ private:
     int32_t lang = 2;                        // 1 English, 2 Chinese
     char serialNumbers[kMaxTiles][16] = {};  // per camera library index, terminated
     std::array<Tile, kMaxTiles> tiles;
+    std::array<FramePictures, kMaxTiles> pictures;  // what the tiles show is made here
+    QBasicTimer waitingTimer;                       // runs out when waiting frames are to be shown
+    QBasicTimer paintDeadline;                      // runs while shown pictures wait to be painted
     std::array<int32_t, kMaxTiles> cameraOfTile{};  // camera library index per tile
     Correction correction;
     CornerLists cornerLists;

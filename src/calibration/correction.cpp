@@ -42,6 +42,19 @@ bool Correction::take(int tile, const Calibration& calibration, QSize size) {
     return true;
 }
 
+QRect cropOf(const Correction& correction, int tile, int tileCount, int layoutMode, QSize frame,
+             QSize picture) {
+    const QRect whole(QPoint(), picture);
+    const auto geometry = computeCropGeometry(correction.dstCorners, tileCount, layoutMode, frame);
+    if (!geometry)
+        return whole;
+    // A negative size has to go first: QRect's intersection would turn it round.
+    QRect crop = cropRectangle(*geometry, correction.dstCorners, layoutMode, tile);
+    if (crop.isValid())
+        crop &= whole;
+    return crop.isValid() ? crop : whole;
+}
+
 QImage correctedPicture(const QImage& frame, const Correction& correction, int tile, int tileCount,
                         int layoutMode) {
     const cv::Mat& mapX = correction.mapX[tile];
@@ -52,15 +65,9 @@ QImage correctedPicture(const QImage& frame, const Correction& correction, int t
         cv::Mat remapped;
         cv::remap(wrapped(frame), remapped, mapX, mapY, cv::INTER_NEAREST, cv::BORDER_REPLICATE,
                   cv::Scalar(0));
-        if (const auto geometry =
-                computeCropGeometry(correction.dstCorners, tileCount, layoutMode, frame.size())) {
-            // A negative size has to go first: QRect's intersection would turn it round.
-            QRect crop = cropRectangle(*geometry, correction.dstCorners, layoutMode, tile);
-            if (crop.isValid())
-                crop &= QRect(0, 0, remapped.cols, remapped.rows);
-            if (crop.isValid())
-                remapped = remapped(cv::Rect(crop.x(), crop.y(), crop.width(), crop.height()));
-        }
+        const QRect crop = cropOf(correction, tile, tileCount, layoutMode, frame.size(),
+                                  QSize(remapped.cols, remapped.rows));
+        remapped = remapped(cv::Rect(crop.x(), crop.y(), crop.width(), crop.height()));
         return pictureOf(remapped, frame.format());
     } catch (const std::exception& error) {
         qWarning("Frame of tile %d shown uncorrected: %s", tile, error.what());

@@ -19,12 +19,18 @@ struct Correction {
     bool take(int tile, const Calibration& calibration, QSize size);
 };
 
+/// The part that a tile shows of a remapped picture of `picture` px, made from frames of `frame` px: the crop
+/// rectangle, cut down to the picture, or all of it where nothing can be cut.
+QRect cropOf(const Correction& correction, int tile, int tileCount, int layoutMode, QSize frame,
+             QSize picture);
+
 /// The picture that a tile shows for a frame while the correction is on: the frame remapped with the tile's
 /// maps (nearest neighbour, border pixels replicated), cut to the tile's crop rectangle, in the frame's pixel
 /// format. The result has pixels of its own.
 ///
 /// Without maps the frame comes back as it is; without corners for the layout, or with a crop rectangle that
 /// misses the picture, the remapped picture comes back uncut; a crop rectangle that reaches over the edge is
-/// cut down. A frame without pixels comes back as it is. Nothing is thrown.
+/// cut down. A frame without pixels comes back as it is. Nothing is thrown. This is the plain way, which says
+/// what is right; FramePictures is the fast one.
 QImage correctedPicture(const QImage& frame, const Correction& correction, int tile, int tileCount,
                         int layoutMode);

@@ -14,6 +14,9 @@ namespace {
 constexpr unsigned long kIdleMicroseconds = 1000;
 constexpr unsigned long kDemoFrameMilliseconds = 200;
 constexpr int kGrayLevels = 256;
+// Four tiles keep within 400 MB while the window is busy; of what is dropped beyond that nothing would be
+// shown any more when it is free again.
+constexpr qint64 kMostBytesUnderWay = 96LL * 1024 * 1024;
 
 quint64 millisecondsSinceEpoch() {
     return static_cast<quint64>(QDateTime::currentMSecsSinceEpoch());
@@ -44,6 +47,26 @@ CaptureThread::CaptureThread(QObject* owner) : QThread(owner), grayColorTable(kG
     qRegisterMetaType<unsigned char*>("uchar*");
     for (int level = 0; level < kGrayLevels; ++level)
         grayColorTable[level] = qRgb(level, level, level);
+    // The first of all connections, so that it is called just before the receivers are.
+    connect(this, &CaptureThread::captured, this, &CaptureThread::countDelivered);
+}
+
+void CaptureThread::send(const QImage& image, std::unique_ptr<unsigned char[]> block, quint64 timestamp) {
+    const qint64 bytes = image.sizeInBytes();
+    if (bytesUnderWay > 0 && bytesUnderWay + bytes > kMostBytesUnderWay)
+        return;
+    bytesUnderWay += bytes;
+    emit captured(tileIndex, image, block.release(), timestamp);
+}
+
+void CaptureThread::countDelivered(int id, const QImage& image, unsigned char* buffer) {
+    Q_UNUSED(id)
+    // A frame that somebody else sends in this thread's name was never under way.
+    const qint64 bytes = image.sizeInBytes();
+    const bool isCounted = bytesUnderWay >= bytes && bytes > 0;
+    if (isCounted)
+        bytesUnderWay -= bytes;
+    lastDelivered = isCounted ? buffer : nullptr;
 }
 
 void CaptureThread::stopCapturing() {
@@ -89,7 +112,7 @@ void CaptureThread::captureDemoFrame(const FrameKind& kind) {
         image = QImage(block.get(), picture.width(), picture.height(), picture.width() * kind.bytesPerPixel,
                        kind.imageFormat);
     }
-    emit captured(tileIndex, image, block.release(), timestamp);
+    send(image, std::move(block), timestamp);
     msleep(kDemoFrameMilliseconds);
 }
 
@@ -119,6 +142,6 @@ bool CaptureThread::captureCameraFrame(const FrameKind& kind) {
     if (stride == 0)
         return true;
     const QImage image(block.get(), width, height, static_cast<int>(stride), kind.imageFormat);
-    emit captured(tileIndex, image, block.release(), millisecondsSinceEpoch());
+    send(image, std::move(block), millisecondsSinceEpoch());
     return true;
 }

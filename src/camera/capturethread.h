@@ -33,6 +33,10 @@ public:
     /// True after `stopCapturing`.
     bool isStopRequested() const { return terminateRequested; }
 
+    /// Whether the frame in this block has come through the queue, as the frames that the thread fetches do;
+    /// known while its signal is being delivered. Another one may be right behind it then. GUI thread.
+    bool hasComeByQueue(const unsigned char* buffer) const { return buffer && buffer == lastDelivered; }
+
 signals:
     /// One frame. `id` is the tile index; the pixels of `img` lie in `buffer` without a copy; `buffer` was
     /// allocated with `new unsigned char[]` and belongs to the receiver; `timestamp` is in ms since the
@@ -49,6 +53,13 @@ private:
     /// False when the loop has to end at once: stopped while the frame was under way.
     bool captureCameraFrame(const FrameKind& kind);
 
+    /// Sends a frame, or frees it when the receiver has not come to look at frames for so long that those
+    /// that wait for it fill the memory that one tile may take.
+    void send(const QImage& image, std::unique_ptr<unsigned char[]> block, quint64 timestamp);
+    void countDelivered(int id, const QImage& image, unsigned char* buffer);
+
+    std::atomic<qint64> bytesUnderWay{0};          // of frames sent and not delivered yet
+    const unsigned char* lastDelivered = nullptr;  // GUI thread
     std::atomic<bool> capturing{false};
     std::atomic<bool> terminateRequested{false};
 
