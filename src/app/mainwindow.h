@@ -2,6 +2,7 @@
 
 #include <QBasicTimer>
 #include <QDeadlineTimer>
+#include <QElapsedTimer>
 #include <QGraphicsItem>
 #include <QMainWindow>
 #include <array>
@@ -186,6 +187,7 @@ private:
     std::array<Tile, kMaxTiles> tiles;
     std::array<FramePictures, kMaxTiles> pictures;  // what the tiles show is made here
     QBasicTimer waitingTimer;                       // runs out when waiting frames are to be shown
+    QElapsedTimer shownTime;                        // since those pictures were set
     QBasicTimer paintDeadline;                      // runs while shown pictures wait to be painted
     std::array<int32_t, kMaxTiles> cameraOfTile{};  // camera library index per tile
     Correction correction;

@@ -1,0 +1,553 @@
+#include <QDeadlineTimer>
+#include <QElapsedTimer>
+#include <atomic>
+
+#include "camera/framerate.h"
+#include "camera/tile.h"
+#include "support/mainwindowtest.h"
+#include "support/recordingcamera.h"
+
+namespace {
+
+constexpr int kCameraGrey = 40;  // of the frames of the recording library's first camera
+constexpr int kOtherGrey = 200;
+constexpr int kAttempts = 20;  // until a busy machine leaves a frame young
+
+quint64 now() {
+    return static_cast<quint64>(QDateTime::currentMSecsSinceEpoch());
+}
+
+/// Waits without handling events: the GUI thread is blocked.
+template <typename Condition>
+bool waitBlocked(Condition condition) {
+    const QDeadlineTimer limit(kWait);
+    while (!condition()) {
+        if (limit.hasExpired())
+            return false;
+        QThread::msleep(1);
+    }
+    return true;
+}
+
+int queries() {
+    return recording::callsOf(QStringLiteral("CameraQueryImage")).size();
+}
+
+/// A window with one camera, whose frames come when the test wants them: its queries are held until then.
+class Stream : public QObject {
+public:
+    explicit Stream(QSize size = {64, 48}) {
+        camera.serial = "SN0";
+        camera.width = size.width();
+        camera.height = size.height();
+        camera.holdQueries = true;
+        recording::reset({camera});
+        WorkingFolder::write(QStringLiteral("setting.ini"), "[File]\nLang=1\nType=2\n");
+        window.start();
+        thread = window->findChild<CaptureThread*>();
+        // After the window's own, for the same frame.
+        connect(thread, &CaptureThread::captured, this, [this] {
+            ++delivered;
+            note();
+        });
+        // The last of the connections, called by the capture thread: what it counts is in the queue.
+        connect(
+            thread, &CaptureThread::captured, this,
+            [this](int, const QImage&, const unsigned char* buffer, quint64 timestamp) {
+                newestBuffer = buffer;
+                newest = timestamp;
+                ++sent;
+            },
+            Qt::DirectConnection);
+        window.view()->viewport()->installEventFilter(this);
+        // Rates are updated when the test says so.
+        const auto timers = window->findChildren<QTimer*>(QString(), Qt::FindDirectChildrenOnly);
+        for (QTimer* timer : timers)
+            timer->stop();
+    }
+
+    ~Stream() override {
+        recording::releaseQueries();
+        window.end();
+    }
+
+    /// The tile is there, with a frame of the camera; the next is not there before the test wants it.
+    bool start() {
+        return QTest::qWaitFor([&] { return window->isMaximized() && recording::queriesUnderWay() == 1; },
+                               kWait) &&
+               QTest::qWaitFor([&] { return !window.tiles().isEmpty() || !sendOne(); }, kWait) &&
+               window.waitForTiles(1) && settle();
+    }
+
+    /// Lets the camera send, a frame every `delay` ms or less often.
+    void flow(int delay) {
+        camera.queryDelay = delay;
+        camera.holdQueries = false;
+        recording::setCamera(0, camera);
+    }
+
+    /// Lets no more frames come. When it is over, those that came are in the queue.
+    bool hold() {
+        camera.holdQueries = true;
+        recording::setCamera(0, camera);
+        return waitBlocked([] { return recording::queriesUnderWay() == 1; });
+    }
+
+    /// Exactly one frame more into the queue, without handling events.
+    bool sendOne() {
+        const int before = sent;
+        thread->pauseCapturing();
+        flow(1);
+        if (!waitBlocked([&] { return sent == before + 1; }))
+            return false;
+        camera.holdQueries = true;
+        recording::setCamera(0, camera);
+        thread->startCapturing();
+        return waitBlocked([] { return recording::queriesUnderWay() == 1; });
+    }
+
+    /// While a picture of another grey is shown, a frame of the camera is delivered and waits; then `act`
+    /// does something. All done again as long as the frame was too old for being shown when it was over.
+    template <typename Act>
+    bool withWaitingFrame(Act act) {
+        for (int i = 0; i < kAttempts; ++i) {
+            if (!settle())
+                return false;
+            window.sendFrame(0, kOtherGrey);
+            if (!sendOne())
+                return false;
+            QCoreApplication::sendPostedEvents();  // no timers
+            act();
+            if (!isStale(now(), newest))
+                return true;
+        }
+        return false;
+    }
+
+    /// Nothing changes any more for longer than a picture waits to be painted. Absence of a change has no
+    /// signal to wait for.
+    bool settle() const {
+        const auto stands = [&] {
+            const quint64 before = shown();
+            QTest::qWait(100);
+            return before == shown();
+        };
+        return QTest::qWaitFor(stands, kWait);
+    }
+
+    /// Time stamp of the frame that the tile shows.
+    quint64 shown() const {
+        const auto tiles = window.tiles();
+        return tiles.isEmpty() ? 0 : tiles.first()->data(kTimestampOfTile).toULongLong();
+    }
+    int grey() const { return WindowUnderTest::greyOf(window.tiles().first()); }
+
+    /// Sends a frame in the thread's name, on the GUI thread.
+    void emitByHand(int grey) const {
+        auto* buffer = new unsigned char[64 * 48];
+        std::fill_n(buffer, 64 * 48, static_cast<unsigned char>(grey));
+        emit thread->captured(0, QImage(buffer, 64, 48, 64, QImage::Format_Grayscale8), buffer, now());
+    }
+
+    /// Looks at what is shown. Between two frames a tile can change once, so that nothing is missed.
+    void note() {
+        if (seen.isEmpty() || seen.last() != shown())
+            seen.append(shown());
+    }
+
+    WindowUnderTest window;
+    CaptureThread* thread = nullptr;
+    int delivered = 0;
+    int paintings = 0;
+    QVector<quint64> seen;  // what was shown, one after the other
+    std::atomic<int> sent{0};
+    std::atomic<quint64> newest{0};  // time stamp of the last frame sent
+    std::atomic<const unsigned char*> newestBuffer{nullptr};
+
+protected:
+    bool eventFilter(QObject* watched, QEvent* event) override {
+        if (event->type() == QEvent::Paint) {
+            ++paintings;
+            note();
+        }
+        return QObject::eventFilter(watched, event);
+    }
+
+private:
+    recording::Camera camera;
+};
+
+/// The grey of the one picture in the folder, which is gone then; -1 if there is another number of them.
+int takeSavedGrey() {
+    const auto files = QDir().entryList({QStringLiteral("*.png")});
+    const int grey = files.size() == 1 ? qGray(QImage(files.first()).pixel(0, 0)) : -1;
+    for (const QString& file : files)
+        QFile::remove(file);
+    return grey;
+}
+
+}  // namespace
+
+/// Frames that come faster than the window looks at them.
+class TestWaiting : public QObject {
+    Q_OBJECT
+
+private slots:
+    void onlyTheNewestIsShown();
+    void supersededFramesCount();
+    void directFrameIsShownAtOnce();
+    void directFrameWhereAQueuedOneWas();
+    void handSentFrameIsShownAtOnce();
+    void handSentFrameOvertakesTheQueue();
+    void savedIsTheNewest_data();
+    void savedIsTheNewest();
+    void frozenPictureStands();
+    void frozenTileSaysWhatItShows();
+    void heldIsTheNewest();
+    void withoutPainting_data();
+    void withoutPainting();
+    void endWhileFramesWait_data();
+    void endWhileFramesWait();
+    void memoryIsLimited();
+};
+
+/// Of the frames that came while the GUI thread was blocked.
+void TestWaiting::onlyTheNewestIsShown() {
+    Stream stream;
+    QVERIFY(stream.start());
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        QVERIFY(stream.settle());
+        const quint64 before = stream.shown();
+        const int sentBefore = stream.sent;
+        stream.delivered = 0;
+        stream.seen.clear();
+        stream.flow(5);
+        QVERIFY(waitBlocked([&] { return stream.sent >= sentBefore + 15; }));
+        QVERIFY(stream.hold());
+        const int count = stream.sent - sentBefore;
+        QCOMPARE(stream.shown(), before);
+        QTRY_COMPARE_WITH_TIMEOUT(stream.delivered, count, kWait);
+        QVERIFY(stream.settle());
+        stream.note();
+        if (stream.shown() == before)
+            continue;  // all were too old
+        QVERIFY(stream.seen == QVector<quint64>({before, stream.newest}) ||
+                stream.seen == QVector<quint64>({stream.newest}));
+        return;
+    }
+    QFAIL("No frame was ever shown");
+}
+
+void TestWaiting::supersededFramesCount() {
+    Stream stream;
+    QVERIFY(stream.start());
+    const auto rate = [&] {
+        stream.window->updateFps();
+        return stream.window.rightText().section(QLatin1Char(' '), 3, 3).toDouble();
+    };
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        QVERIFY(stream.settle());
+        const double before = rate();
+        const int sentBefore = stream.sent;
+        const quint64 first = now();
+        stream.flow(5);
+        QVERIFY(waitBlocked([&] { return stream.sent >= sentBefore + 10; }));
+        QVERIFY(stream.hold());
+        const int count = stream.sent - sentBefore;
+        QCoreApplication::sendPostedEvents();
+        if (isStale(now(), first))
+            continue;  // those that are too old do not count
+        const double wanted = before == 0.0 ? count : 0.4 * count + 0.6 * before;
+        const double after = rate();
+        QVERIFY2(qAbs(after - wanted) < 0.02, qPrintable(QStringLiteral("%1 %2").arg(after).arg(wanted)));
+        return;
+    }
+    QFAIL("The frames were always too old");
+}
+
+/// The one that waits is older and does not come back.
+void TestWaiting::directFrameIsShownAtOnce() {
+    Stream stream;
+    QVERIFY(stream.start());
+    int waiting = 0;
+    int shown = 0;
+    QVERIFY(stream.withWaitingFrame([&] {
+        waiting = stream.grey();
+        stream.window.sendFrame(0, 99);
+        shown = stream.grey();
+    }));
+    QCOMPARE(waiting, kOtherGrey);
+    QCOMPARE(shown, 99);
+    QVERIFY(stream.settle());
+    QCOMPARE(stream.grey(), 99);
+    // The next one of the camera does.
+    for (int i = 0; i < kAttempts && stream.grey() != kCameraGrey; ++i) {
+        QVERIFY(stream.sendOne());
+        QVERIFY(stream.settle());
+    }
+    QCOMPARE(stream.grey(), kCameraGrey);
+}
+
+/// An allocator gives the block of a frame that is gone to the next who wants one of its size.
+void TestWaiting::directFrameWhereAQueuedOneWas() {
+    constexpr int kSide = 8;
+    Stream stream({kSide, kSide});
+    QVERIFY(stream.start());
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        QVERIFY(stream.sendOne());
+        QVERIFY(stream.settle());
+        std::vector<std::unique_ptr<unsigned char[]>> blocks;
+        for (int i = 0; i < 100; ++i) {
+            auto block = std::make_unique<unsigned char[]>(kSide * kSide);
+            if (block.get() != stream.newestBuffer) {
+                blocks.push_back(std::move(block));
+                continue;
+            }
+            std::fill_n(block.get(), kSide * kSide, static_cast<unsigned char>(kOtherGrey));
+            const QImage image(block.get(), kSide, kSide, kSide, QImage::Format_Grayscale8);
+            stream.window->process(0, image, block.release(), now());
+            QEXPECT_FAIL("", "DEFECT: a direct frame is taken for the last queued one by its address", Abort);
+            QCOMPARE(stream.grey(), kOtherGrey);
+            return;
+        }
+    }
+    QSKIP("This allocator gives no block twice");
+}
+
+void TestWaiting::handSentFrameIsShownAtOnce() {
+    Stream stream;
+    QVERIFY(stream.start());
+    stream.emitByHand(99);
+    QCOMPARE(stream.grey(), 99);
+    int shown = 0;
+    QVERIFY(stream.withWaitingFrame([&] {
+        stream.emitByHand(77);
+        shown = stream.grey();
+    }));
+    QCOMPARE(shown, 77);
+    QVERIFY(stream.settle());
+    QCOMPARE(stream.grey(), 77);
+}
+
+void TestWaiting::handSentFrameOvertakesTheQueue() {
+    Stream stream;
+    QVERIFY(stream.start());
+    QVERIFY(stream.sendOne());
+    stream.emitByHand(99);
+    QEXPECT_FAIL("", "DEFECT: it is counted as one of those in the queue, and waits", Continue);
+    QCOMPARE(stream.grey(), 99);
+    // The camera's frames go on.
+    QVERIFY(stream.settle());
+    for (int i = 0; i < kAttempts && stream.grey() != kCameraGrey; ++i) {
+        QVERIFY(stream.sendOne());
+        QVERIFY(stream.settle());
+    }
+    QCOMPARE(stream.grey(), kCameraGrey);
+}
+
+void TestWaiting::savedIsTheNewest_data() {
+    QTest::addColumn<int>("way");
+    QTest::newRow("save") << 0;
+    QTest::newRow("scanned") << 1;
+    QTest::newRow("by name") << 2;
+    QTest::newRow("single tile") << 3;
+}
+
+void TestWaiting::savedIsTheNewest() {
+    QFETCH(int, way);
+    Stream stream;
+    QVERIFY(stream.start());
+    stream.window.tiles().first()->setFlag(QGraphicsItem::ItemIsSelectable);
+    stream.window.tiles().first()->setSelected(way == 3);
+    int waiting = 0;
+    int saved = 0;
+    QVERIFY(stream.withWaitingFrame([&] {
+        waiting = stream.grey();
+        if (way == 0)
+            stream.window.action("action_Save")->trigger();
+        else if (way == 1)
+            stream.window->saveScanned(QStringLiteral("code"));
+        else if (way == 2)
+            stream.window->saveImageByName(QStringLiteral("name"));
+        else
+            stream.window.action("actionSave_Single")->trigger();
+        saved = takeSavedGrey();
+    }));
+    QCOMPARE(waiting, kOtherGrey);
+    QEXPECT_FAIL("by name", "DEFECT: the frame that waits is not in the file", Continue);
+    QEXPECT_FAIL("single tile", "DEFECT: the frame that waits is not in the file", Continue);
+    QCOMPARE(saved, kCameraGrey);
+}
+
+void TestWaiting::frozenPictureStands() {
+    Stream stream;
+    QVERIFY(stream.start());
+    stream.window.sendFrame(0, 99);
+    stream.window.action("actionFreeze")->trigger();
+    const int deliveredBefore = stream.delivered;
+    stream.flow(5);
+    QTRY_VERIFY_WITH_TIMEOUT(stream.delivered >= deliveredBefore + 20, kWait);
+    QCOMPARE(stream.grey(), 99);
+    QVERIFY(stream.hold());
+    QVERIFY(stream.settle());
+    QCOMPARE(stream.grey(), 99);
+    stream.window.action("actionFreeze")->trigger();
+    QCOMPARE(stream.grey(), 99);  // until the next frame
+    stream.flow(5);
+    QTRY_COMPARE_WITH_TIMEOUT(stream.grey(), kCameraGrey, kWait);
+}
+
+void TestWaiting::frozenTileSaysWhatItShows() {
+    Stream stream;
+    QVERIFY(stream.start());
+    stream.window.sendFrame(0, 99);
+    const quint64 shown = stream.shown();
+    stream.window.action("actionFreeze")->trigger();
+    QVERIFY(waitBlocked([&] { return now() > shown; }));
+    stream.window.sendFrame(0, 77);
+    QCOMPARE(stream.grey(), 99);
+    QEXPECT_FAIL("", "DEFECT: the tile has the time stamp of the held frame", Continue);
+    QCOMPARE(stream.shown(), shown);
+    stream.window.action("action_Save")->trigger();
+    QCOMPARE(stream.grey(), 77);
+    QVERIFY(stream.shown() > shown);
+}
+
+void TestWaiting::heldIsTheNewest() {
+    Stream stream;
+    QVERIFY(stream.start());
+    stream.window.sendFrame(0, 1);
+    stream.window.action("actionFreeze")->trigger();
+    // One is held, a newer one waits.
+    int standing = 0;
+    int shown = 0;
+    int saved = 0;
+    QVERIFY(stream.withWaitingFrame([&] {
+        standing = stream.grey();
+        stream.window.action("action_Save")->trigger();
+        shown = stream.grey();
+        saved = takeSavedGrey();
+    }));
+    QVERIFY(standing == 1 || standing == kCameraGrey);  // what the attempt before has saved
+    QCOMPARE(shown, kCameraGrey);
+    QCOMPARE(saved, kCameraGrey);
+    // One has waited, a newer one is held.
+    QVERIFY(stream.withWaitingFrame([&] { stream.window.sendFrame(0, 77); }));
+    QVERIFY(stream.settle());
+    QCOMPARE(stream.grey(), kCameraGrey);
+    stream.window.action("action_Save")->trigger();
+    QCOMPARE(stream.grey(), 77);
+    QCOMPARE(takeSavedGrey(), 77);
+}
+
+void TestWaiting::withoutPainting_data() {
+    QTest::addColumn<QString>("state");
+    QTest::newRow("hidden") << QStringLiteral("hidden");
+    QTest::newRow("minimised") << QStringLiteral("minimised");
+    QTest::newRow("tile out of view") << QStringLiteral("out of view");
+}
+
+/// Nobody paints, yet the tiles have what is saved and what is seen when the window is back.
+void TestWaiting::withoutPainting() {
+    QFETCH(QString, state);
+    Stream stream;
+    QVERIFY(stream.start());
+    if (state == QLatin1String("hidden"))
+        stream.window->hide();
+    else if (state == QLatin1String("minimised"))
+        stream.window->showMinimized();
+    else
+        stream.window.view()->scene()->setSceneRect(100000, 100000, 10, 10);
+    QVERIFY(stream.settle());
+    stream.flow(10);
+    QTRY_VERIFY_WITH_TIMEOUT(stream.shown() == stream.newest, kWait);
+    double pace = 0;  // pictures per second
+    for (int attempt = 0; attempt < 10 && pace < 10; ++attempt) {
+        stream.seen.clear();
+        stream.paintings = 0;
+        QElapsedTimer time;
+        time.start();
+        QTest::qWait(1000);
+        pace = 1000.0 * stream.seen.size() / double(time.elapsed());
+        // Some platforms paint what is minimised.
+        if (stream.paintings == 0)
+            QVERIFY2(pace <= 60, qPrintable(QString::number(pace)));
+        else
+            QCOMPARE(state, QStringLiteral("minimised"));
+    }
+    QVERIFY2(pace >= 10, qPrintable(QString::number(pace)));
+    QVERIFY(stream.hold());
+}
+
+void TestWaiting::endWhileFramesWait_data() {
+    QTest::addColumn<bool>("isClosed");
+    QTest::addColumn<bool>("isHandled");
+    QTest::newRow("closed") << true << false;
+    QTest::newRow("closed, and events handled") << true << true;
+    QTest::newRow("destroyed without closing") << false << false;
+}
+
+/// Blocks that are not freed, and those that are freed twice, are the sanitizer's find.
+void TestWaiting::endWhileFramesWait() {
+    QFETCH(bool, isClosed);
+    QFETCH(bool, isHandled);
+    const WorkingFolder folder;
+    const BoxAnswerer answerer;
+    recording::reset(2);
+    std::atomic<int> sent{0};
+    auto window = std::make_unique<MainWindow>(nullptr);
+    window->show();
+    const auto threads = window->findChildren<CaptureThread*>();
+    QCOMPARE(threads.size(), 2);
+    int delivered = 0;
+    for (CaptureThread* thread : threads) {
+        connect(thread, &CaptureThread::captured, window.get(), [&] { ++delivered; });
+        connect(
+            thread, &CaptureThread::captured, window.get(), [&] { ++sent; }, Qt::DirectConnection);
+    }
+    QTRY_VERIFY_WITH_TIMEOUT(delivered > 20, kWait);
+    int before = sent;
+    QVERIFY(waitBlocked([&] { return sent > before + 10; }));
+    QCoreApplication::sendPostedEvents();  // these wait,
+    before = sent;
+    QVERIFY(waitBlocked([&] { return sent > before + 10; }));  // and these are in the queue
+    if (isClosed)
+        QVERIFY(window->close());
+    if (isHandled)
+        QCoreApplication::processEvents();
+    window.reset();
+    QCOMPARE(recording::callsOf(QStringLiteral("CameraFree")).size(), 2);
+    QCOMPARE(recording::queriesUnderWay(), 0);
+    QCOMPARE(delivered, sent.load());
+}
+
+/// A window that does not look at frames does not fill the memory with them.
+void TestWaiting::memoryIsLimited() {
+    constexpr qint64 kMost = 96LL * 1024 * 1024;
+    const QSize size(4000, 3000);
+    const qint64 bytes = qint64{size.width()} * size.height();
+    Stream stream(size);
+    QVERIFY(stream.start());
+    // Again and again: what has been looked at counts no longer.
+    for (int round = 0; round < 3; ++round) {
+        QVERIFY(stream.settle());
+        const int sentBefore = stream.sent;
+        const int queriesBefore = queries();
+        stream.delivered = 0;
+        stream.flow(1);
+        QVERIFY(waitBlocked([&] { return queries() >= queriesBefore + 25; }));
+        QVERIFY(stream.hold());
+        const int count = stream.sent - sentBefore;
+        QCOMPARE(stream.delivered, 0);
+        QCOMPARE(qint64{count}, kMost / bytes);
+        QTRY_COMPARE_WITH_TIMEOUT(stream.delivered, count, kWait);
+        // They flow again, many more than there is room for.
+        stream.flow(1);
+        QTRY_VERIFY_WITH_TIMEOUT(stream.delivered > count + 20, kWait);
+        QVERIFY(stream.hold());
+        QTRY_COMPARE_WITH_TIMEOUT(stream.delivered, stream.sent - sentBefore, kWait);
+    }
+}
+
+QTEST_MAIN(TestWaiting)
+#include "tst_waiting.moc"
