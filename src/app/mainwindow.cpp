@@ -19,6 +19,7 @@
 #include <cstdlib>
 #include <iterator>
 #include <memory>
+#include <utility>
 
 #include "app/aboutdialog.h"
 #include "calibration/calibratedialog.h"
@@ -495,7 +496,7 @@ void MainWindow::process(int id, QImage img, unsigned char* buffer, quint64 time
     Tile& tile = tiles[id];
     ++tile.frameCount;
     if (tile.item && tile.thread->hasComeByQueue(buffer)) {
-        tile.waitingFrame = img;
+        tile.waitingFrame = std::move(img);
         tile.waitingBlock = std::move(owned);  // the frame that waited is freed, uncorrected
         tile.waitingSince = timestamp;
         if (!paintDeadline.isActive())

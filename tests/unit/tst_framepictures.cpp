@@ -1,6 +1,8 @@
 #include <QPixmap>
 #include <QSet>
 #include <QtTest>
+#include <algorithm>
+#include <array>
 #include <cstring>
 #include <memory>
 #include <opencv2/imgproc.hpp>
@@ -312,8 +314,12 @@ void TestFramePictures::changesAreSeen() {
         // Twice: made anew, and used again.
         for (int i = 0; i < 2; ++i) {
             const Frame frame(size, frameFormat, framePadding, ++seed);
-            if (!isSame(pictures.corrected(frame.image, correction, tile, tileCount, layoutMode),
-                        shownCorrected(frame.image, correction, tile, tileCount, layoutMode)))
+            const QImage picture = pictures.corrected(frame.image, correction, tile, tileCount, layoutMode);
+            // The plain way, which leaves the format, is for frames that do not fit the maps.
+            const auto& map = correction.mapX[size_t(tile)];
+            const bool isQuick = map.empty() || QSize(map.cols, map.rows) == size;
+            if ((picture.format() == QImage::Format_RGB32) != isQuick ||
+                !isSame(picture, shownCorrected(frame.image, correction, tile, tileCount, layoutMode)))
                 return false;
         }
         return true;
