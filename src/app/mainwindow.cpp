@@ -50,6 +50,9 @@ constexpr int kShutdownSleep = 600;    // ms
 constexpr int kSizeWindowDelay = 100;  // ms
 constexpr int kResizeTime = 1000;      // ms, in which a desktop has resized a window it was asked to
 constexpr int kPaintTime = 40;  // ms after which a picture that was not painted is taken as not to be seen
+// Four tiles keep within 400 MB while the window is busy. By the time so many frames have come most of them
+// are too old to be shown anyway.
+constexpr qint64 kMostBytesUnderWay = 96LL * 1024 * 1024;
 constexpr double kZoomStep = 1.1;
 constexpr double kZoomStepBack = 0.9090909090909091;
 constexpr int kChinese = 2;
@@ -96,14 +99,16 @@ MainWindow::~MainWindow() {
     // closed.
     stopThreads();
     waitForThreads();
-    // Frames that are still queued own buffers: delivered here, they are freed like any other.
+    // Frames that are still queued own buffers: delivered here, to tiles that are none any more, they are
+    // freed.
+    const int32_t opened = std::exchange(cameraCount, 0);
     QCoreApplication::sendPostedEvents(this, QEvent::MetaCall);
     // It uses the settings file, which is an earlier child and would go first.
     delete settingDialog;
     for (Tile& tile : tiles)
         delete tile.thread;
     if (demo == 0) {
-        for (int i = 0; i < cameraCount; ++i)
+        for (int i = 0; i < opened; ++i)
             CameraFree(i);
     }
     delete ui;
@@ -206,6 +211,7 @@ void MainWindow::createTile(int index) {
     tile.thread->cameraIndex = tile.cameraIndex;
     tile.thread->demo = demo != 0;
     tile.thread->settingsFile = settings->fileName();
+    tile.thread->limitUnderWay(kMostBytesUnderWay);
     connect(tile.thread, &CaptureThread::captured, this, &MainWindow::process);
 }
 
@@ -487,15 +493,17 @@ void MainWindow::showMessage(const QString& text) {
 /// stays as quick as painting is.
 void MainWindow::process(int id, QImage img, unsigned char* buffer, quint64 timestamp) {
     std::unique_ptr<unsigned char[]> owned(buffer);
+    const bool isKnown = id >= 0 && id < cameraCount;
+    const bool isQueued = isKnown && tiles[id].thread->takeDelivered(buffer);
     if (isStale(static_cast<quint64>(QDateTime::currentMSecsSinceEpoch()), timestamp)) {
         qDebug() << "drop";
         return;
     }
-    if (id < 0 || id >= cameraCount)
+    if (!isKnown)
         return;
     Tile& tile = tiles[id];
     ++tile.frameCount;
-    if (tile.item && tile.thread->hasComeByQueue(buffer)) {
+    if (tile.item && isQueued) {
         tile.waitingFrame = std::move(img);
         tile.waitingBlock = std::move(owned);  // the frame that waited is freed, uncorrected
         tile.waitingSince = timestamp;
@@ -533,12 +541,18 @@ void MainWindow::showWaiting() {
         Tile& tile = tiles[i];
         if (!tile.waitingBlock)
             continue;
-        if (!isStale(now, tile.waitingSince))
+        // One that has become too old while the window was busy is shown only if no other follows it: of a
+        // camera that is triggered it may be the only one for a long time.
+        if (isStale(now, tile.waitingSince) && tile.thread->isMoreUnderWay()) {
+            qDebug() << "drop";
+            tile.frameCount = std::max(0, tile.frameCount - 1);
+        } else {
             showFrame(i, tile.waitingFrame, tile.waitingSince);
+            paintDeadline.start(kPaintTime, this);
+            shownTime.start();
+        }
         tile.waitingFrame = QImage();
         tile.waitingBlock.reset();
-        paintDeadline.start(kPaintTime, this);
-        shownTime.start();
     }
 }
 
@@ -555,11 +569,10 @@ void MainWindow::showFrame(int id, const QImage& frame, quint64 timestamp) {
                                   : pictures[id].plain(frame);
     if (picture.constBits() == frame.constBits())
         picture = picture.copy();  // the frame's own pixels are freed soon
-    showInTile(id, picture);
-    tiles[id].item->setData(kTimestampOfTile, timestamp);
+    showInTile(id, picture, timestamp);
 }
 
-void MainWindow::showInTile(int id, const QImage& picture) {
+void MainWindow::showInTile(int id, const QImage& picture, quint64 timestamp) {
     Tile& tile = tiles[id];
     if (!tile.item) {
         tile.item = scene->addPixmap(QPixmap::fromImage(picture));
@@ -568,13 +581,16 @@ void MainWindow::showInTile(int id, const QImage& picture) {
         tile.item->setFlags(QGraphicsItem::ItemIsMovable);
     } else if (settingDialog->isFreezeImage()) {
         tile.heldImage = picture;
+        tile.heldTimestamp = timestamp;
         tile.hasHeldImage = true;
+        return;
     } else {
         tile.item->setPixmap(QPixmap::fromImage(picture));
         // A live picture is newer than any held one: a later save must not bring the old one back.
         tile.heldImage = QImage();
         tile.hasHeldImage = false;
     }
+    tile.item->setData(kTimestampOfTile, timestamp);
 }
 
 void MainWindow::updateFps() {
@@ -798,8 +814,11 @@ bool MainWindow::calibrate(const GridCounts& xCounts, const GridCounts& yCounts)
 void MainWindow::pushHeldImages() {
     showWaiting();
     for (int i = 0; i < cameraCount; ++i) {
-        if (tiles[i].hasHeldImage && tiles[i].item)
-            tiles[i].item->setPixmap(QPixmap::fromImage(tiles[i].heldImage));
+        const Tile& tile = tiles[i];
+        if (!tile.hasHeldImage || !tile.item)
+            continue;
+        tile.item->setPixmap(QPixmap::fromImage(tile.heldImage));
+        tile.item->setData(kTimestampOfTile, tile.heldTimestamp);
     }
 }
 
@@ -824,6 +843,7 @@ void MainWindow::tellPathInvalid() {
 }
 
 void MainWindow::saveImageByName(const QString& name) {
+    showWaiting();
     if (cameraCount == 0 || !tiles[0].item) {
         showMessage(tr("No image"));
         return;
@@ -840,6 +860,7 @@ void MainWindow::saveImageByName(const QString& name) {
 }
 
 void MainWindow::on_actionSave_Single_triggered() {
+    showWaiting();
     const QList<QGraphicsItem*> selected = scene->selectedItems();
     const auto* item =
         selected.isEmpty() ? nullptr : qgraphicsitem_cast<QGraphicsPixmapItem*>(selected.first());

@@ -140,7 +140,7 @@ private:
     void waitForThreads();
     /// Corrects a frame if that is on, and shows it in its tile.
     void showFrame(int id, const QImage& frame, quint64 timestamp);
-    void showInTile(int id, const QImage& picture);
+    void showInTile(int id, const QImage& picture, quint64 timestamp);
     /// Shows the frames that wait, of each tile the newest.
     void showWaiting();
     /// Lets waiting frames be shown as soon as the events that are there are handled.

@@ -62,13 +62,16 @@ QImage correctedPicture(const QImage& frame, const Correction& correction, int t
     if (frame.isNull() || mapX.empty() || mapY.empty())
         return frame;
     try {
+        // No camera sends another format; its pixels are not taken for three bytes each.
+        const bool isKnown = frame.format() == QImage::Format_Grayscale8 || frame.depth() == 24;
+        const QImage pixels = isKnown ? frame : frame.convertToFormat(QImage::Format_RGB888);
         cv::Mat remapped;
-        cv::remap(wrapped(frame), remapped, mapX, mapY, cv::INTER_NEAREST, cv::BORDER_REPLICATE,
+        cv::remap(wrapped(pixels), remapped, mapX, mapY, cv::INTER_NEAREST, cv::BORDER_REPLICATE,
                   cv::Scalar(0));
         const QRect crop = cropOf(correction, tile, tileCount, layoutMode, frame.size(),
                                   QSize(remapped.cols, remapped.rows));
         remapped = remapped(cv::Rect(crop.x(), crop.y(), crop.width(), crop.height()));
-        return pictureOf(remapped, frame.format());
+        return pictureOf(remapped, pixels.format());
     } catch (const std::exception& error) {
         qWarning("Frame of tile %d shown uncorrected: %s", tile, error.what());
         return frame;

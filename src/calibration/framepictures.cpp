@@ -7,10 +7,10 @@ QImage FramePictures::plain(const QImage& frame) {
     const bool isGrey = frame.format() == QImage::Format_Grayscale8;
     if (frame.isNull() || (!isGrey && frame.format() != QImage::Format_RGB888))
         return frame;
-    QImage& picture = pool.take(frame.size());
-    if (picture.isNull())
-        return frame;
     try {
+        QImage& picture = pool.take(frame.size());
+        if (picture.isNull())
+            return frame;
         const cv::Mat from(frame.height(), frame.width(), isGrey ? CV_8UC1 : CV_8UC3,
                            const_cast<uchar*>(frame.constBits()), static_cast<size_t>(frame.bytesPerLine()));
         cv::Mat to(picture.height(), picture.width(), CV_8UC4, picture.bits(),
@@ -34,15 +34,19 @@ QImage FramePictures::corrected(const QImage& frame, const Correction& correctio
     if (size == QSize(mapX.cols, mapX.rows)) {
         const QRect crop = cropOf(correction, tile, tileCount, layoutMode, size, size);
         const auto shape = RunTable::Shape::of(frame);
-        if (mapX.data != compiledX.data || correction.mapY[tile].data != compiledY.data ||
-            crop != compiledCrop || shape != compiledShape)
-            compile(correction, tile, crop, shape);
-        if (table.serves(shape)) {
-            QImage& picture = pool.take(table.pictureSize());
-            if (!picture.isNull()) {
-                table.apply(frame, picture);
-                return picture;
+        try {
+            if (mapX.data != compiledX.data || correction.mapY[tile].data != compiledY.data ||
+                crop != compiledCrop || shape != compiledShape)
+                compile(correction, tile, crop, shape);
+            if (table.serves(shape)) {
+                QImage& picture = pool.take(table.pictureSize());
+                if (!picture.isNull()) {
+                    table.apply(frame, picture);
+                    return picture;
+                }
             }
+        } catch (const std::exception& error) {
+            qWarning("Frame of tile %d is corrected the slow way: %s", tile, error.what());
         }
     }
     return correctedPicture(frame, correction, tile, tileCount, layoutMode);

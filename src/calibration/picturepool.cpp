@@ -10,7 +10,7 @@ constexpr int kMostPictures = 4;
 QImage& PicturePool::take(QSize size) {
     QImage* free = nullptr;
     for (QImage& picture : pictures) {
-        if (!picture.isDetached())
+        if (!picture.isNull() && !picture.isDetached())
             continue;
         if (picture.size() == size)
             return picture;

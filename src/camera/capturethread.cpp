@@ -2,9 +2,13 @@
 
 #include <QDateTime>
 #include <QDebug>
+#include <QMutexLocker>
+#include <algorithm>
 #include <cstring>
 #include <limits>
 #include <new>
+#include <numeric>
+#include <utility>
 
 #include "camera/kvcap2.h"
 #include "settings/settingsfile.h"
@@ -14,9 +18,6 @@ namespace {
 constexpr unsigned long kIdleMicroseconds = 1000;
 constexpr unsigned long kDemoFrameMilliseconds = 200;
 constexpr int kGrayLevels = 256;
-// Four tiles keep within 400 MB while the window is busy; of what is dropped beyond that nothing would be
-// shown any more when it is free again.
-constexpr qint64 kMostBytesUnderWay = 96LL * 1024 * 1024;
 
 quint64 millisecondsSinceEpoch() {
     return static_cast<quint64>(QDateTime::currentMSecsSinceEpoch());
@@ -47,26 +48,48 @@ CaptureThread::CaptureThread(QObject* owner) : QThread(owner), grayColorTable(kG
     qRegisterMetaType<unsigned char*>("uchar*");
     for (int level = 0; level < kGrayLevels; ++level)
         grayColorTable[level] = qRgb(level, level, level);
+}
+
+void CaptureThread::limitUnderWay(qint64 bytes) {
+    mostBytesUnderWay = bytes;
     // The first of all connections, so that it is called just before the receivers are.
     connect(this, &CaptureThread::captured, this, &CaptureThread::countDelivered);
 }
 
-void CaptureThread::send(const QImage& image, std::unique_ptr<unsigned char[]> block, quint64 timestamp) {
-    const qint64 bytes = image.sizeInBytes();
-    if (bytesUnderWay > 0 && bytesUnderWay + bytes > kMostBytesUnderWay)
-        return;
-    bytesUnderWay += bytes;
+void CaptureThread::send(const QImage& image, std::unique_ptr<unsigned char[]> block, qint64 bytes,
+                         quint64 timestamp) {
+    if (mostBytesUnderWay > 0) {
+        const QMutexLocker lock(&underWayMutex);
+        const qint64 sum =
+            std::accumulate(underWay.cbegin(), underWay.cend(), bytes,
+                            [](qint64 total, const Block& other) { return total + other.bytes; });
+        if (!underWay.isEmpty() && sum > mostBytesUnderWay)
+            return;
+        if (block)
+            underWay.append({block.get(), bytes});
+    }
     emit captured(tileIndex, image, block.release(), timestamp);
 }
 
-void CaptureThread::countDelivered(int id, const QImage& image, unsigned char* buffer) {
+void CaptureThread::countDelivered(int id, const QImage& image, const unsigned char* buffer) {
     Q_UNUSED(id)
+    Q_UNUSED(image)
+    const QMutexLocker lock(&underWayMutex);
     // A frame that somebody else sends in this thread's name was never under way.
-    const qint64 bytes = image.sizeInBytes();
-    const bool isCounted = bytesUnderWay >= bytes && bytes > 0;
-    if (isCounted)
-        bytesUnderWay -= bytes;
-    lastDelivered = isCounted ? buffer : nullptr;
+    const auto found = std::find_if(underWay.begin(), underWay.end(),
+                                    [buffer](const Block& block) { return block.buffer == buffer; });
+    lastDelivered = found == underWay.end() ? nullptr : buffer;
+    if (found != underWay.end())
+        underWay.erase(found);
+}
+
+bool CaptureThread::takeDelivered(const unsigned char* buffer) {
+    return buffer != nullptr && std::exchange(lastDelivered, nullptr) == buffer;
+}
+
+bool CaptureThread::isMoreUnderWay() const {
+    const QMutexLocker lock(&underWayMutex);
+    return !underWay.isEmpty();
 }
 
 void CaptureThread::stopCapturing() {
@@ -112,7 +135,7 @@ void CaptureThread::captureDemoFrame(const FrameKind& kind) {
         image = QImage(block.get(), picture.width(), picture.height(), picture.width() * kind.bytesPerPixel,
                        kind.imageFormat);
     }
-    send(image, std::move(block), timestamp);
+    send(image, std::move(block), length, timestamp);
     msleep(kDemoFrameMilliseconds);
 }
 
@@ -142,6 +165,6 @@ bool CaptureThread::captureCameraFrame(const FrameKind& kind) {
     if (stride == 0)
         return true;
     const QImage image(block.get(), width, height, static_cast<int>(stride), kind.imageFormat);
-    send(image, std::move(block), millisecondsSinceEpoch());
+    send(image, std::move(block), announced, millisecondsSinceEpoch());
     return true;
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QImage>
+#include <QMutex>
 #include <QThread>
 #include <QVector>
 #include <atomic>
@@ -33,9 +34,16 @@ public:
     /// True after `stopCapturing`.
     bool isStopRequested() const { return terminateRequested; }
 
-    /// Whether the frame in this block has come through the queue, as the frames that the thread fetches do;
-    /// known while its signal is being delivered. Another one may be right behind it then. GUI thread.
-    bool hasComeByQueue(const unsigned char* buffer) const { return buffer && buffer == lastDelivered; }
+    /// From now on frames are freed instead of sent while those that are sent and not delivered take more
+    /// than `bytes`: for a receiver on the owner's thread that can be busy for long. Call it before anything
+    /// is connected to `captured`, and before the start.
+    void limitUnderWay(qint64 bytes);
+    /// Whether the frame in this block has just come through the queue, as the frames that the thread fetches
+    /// do; another one may be right behind it then. True once, for the receiver that asks while the signal is
+    /// being delivered. Needs limitUnderWay(). GUI thread.
+    bool takeDelivered(const unsigned char* buffer);
+    /// Whether frames are on their way through the queue.
+    bool isMoreUnderWay() const;
 
 signals:
     /// One frame. `id` is the tile index; the pixels of `img` lie in `buffer` without a copy; `buffer` was
@@ -53,12 +61,19 @@ private:
     /// False when the loop has to end at once: stopped while the frame was under way.
     bool captureCameraFrame(const FrameKind& kind);
 
-    /// Sends a frame, or frees it when the receiver has not come to look at frames for so long that those
-    /// that wait for it fill the memory that one tile may take.
-    void send(const QImage& image, std::unique_ptr<unsigned char[]> block, quint64 timestamp);
-    void countDelivered(int id, const QImage& image, unsigned char* buffer);
+    struct Block {
+        const unsigned char* buffer;
+        qint64 bytes;
+    };
 
-    std::atomic<qint64> bytesUnderWay{0};          // of frames sent and not delivered yet
+    /// Sends a frame in a block of `bytes`, or frees it when the receiver has not come to look at frames for
+    /// so long that those that wait for it fill the memory that one tile may take.
+    void send(const QImage& image, std::unique_ptr<unsigned char[]> block, qint64 bytes, quint64 timestamp);
+    void countDelivered(int id, const QImage& image, const unsigned char* buffer);
+
+    qint64 mostBytesUnderWay = 0;                  // 0: no limit, nothing is counted
+    mutable QMutex underWayMutex;                  // guards the next one, for a moment
+    QVector<Block> underWay;                       // sent and not delivered yet
     const unsigned char* lastDelivered = nullptr;  // GUI thread
     std::atomic<bool> capturing{false};
     std::atomic<bool> terminateRequested{false};

@@ -15,6 +15,7 @@ struct Tile {
     CaptureThread* thread = nullptr;      ///< child of the main window
     QGraphicsPixmapItem* item = nullptr;  ///< owned by the scene; none until the first frame is shown
     QImage heldImage;                     ///< newest frame kept while the display is frozen (own pixels)
+    quint64 heldTimestamp = 0;            ///< that of its frame
     bool hasHeldImage = false;
     QImage waitingFrame;  ///< newest frame that the screen could not take yet, in `waitingBlock`
     std::unique_ptr<unsigned char[]> waitingBlock;

@@ -14,6 +14,7 @@
 #include <opencv2/imgproc.hpp>
 #include <optional>
 
+#include "control/textplaces.h"
 #include "platform/platform.h"
 
 QString snapshotName(const QDateTime& time) {
@@ -111,23 +112,6 @@ cv::Mat pixelsOf(const QImage& image, int type) {
             size_t(image.bytesPerLine())};
 }
 
-/// Puts the colours of the tiles into an RGB888 picture.
-void convertCovers(const QVector<Cover>& covers, QImage& image) {
-    cv::Mat whole = pixelsOf(image, CV_8UC3);
-    for (const Cover& cover : covers) {
-        const QRect part = image.rect() & QRect(cover.place, cover.picture.size());
-        if (part.isEmpty())
-            continue;
-        const QRect source = part.translated(-cover.place);
-        const auto rectOf = [](const QRect& rect) {
-            return cv::Rect(rect.x(), rect.y(), rect.width(), rect.height());
-        };
-        cv::Mat target = whole(rectOf(part));
-        // A pixel is blue, green, red, alpha in memory; little endian, as everywhere here.
-        cv::cvtColor(pixelsOf(cover.picture, CV_8UC4)(rectOf(source)), target, cv::COLOR_BGRA2RGB);
-    }
-}
-
 bool isCovered(const QRect& area, const QVector<Cover>& covers) {
     QRegion left(area);
     for (const Cover& cover : covers)
@@ -135,15 +119,46 @@ bool isCovered(const QRect& area, const QVector<Cover>& covers) {
     return left.isEmpty();
 }
 
-/// Paints the scene without what has been copied.
-void paintOver(const QVector<Cover>& covers, QGraphicsScene* scene, QImage& image) {
+cv::Rect rectOf(const QRect& rect) {
+    return {rect.x(), rect.y(), rect.width(), rect.height()};
+}
+
+/// Puts the tiles' colours into a part of an RGB888 picture of the scene, and paints what is over them.
+void renderColours(const QVector<Cover>& covers, QGraphicsScene* scene, QImage& image) {
+    cv::Mat whole = pixelsOf(image, CV_8UC3);
+    for (const Cover& cover : covers) {
+        const QRect part = image.rect() & QRect(cover.place, cover.picture.size());
+        if (part.isEmpty())
+            continue;
+        // A pixel is blue, green, red, alpha in memory; little endian, as everywhere here.
+        cv::Mat to = whole(rectOf(part));
+        cv::cvtColor(pixelsOf(cover.picture, CV_8UC4)(rectOf(part.translated(-cover.place))), to,
+                     cv::COLOR_BGRA2RGB);
+    }
+    if (scene->items().size() == covers.size())
+        return;
     for (const Cover& cover : covers)
         cover.item->setFlag(QGraphicsItem::ItemHasNoContents);
     QPainter painter(&image);
     scene->render(&painter);
     painter.end();
+    const QVector<QRect> texts = textPlaces(scene);
     for (const Cover& cover : covers)
         cover.item->setFlag(QGraphicsItem::ItemHasNoContents, false);
+    // Text comes out a shade different in RGB888: where there is some, it is done again as everywhere else.
+    const QPointF corner = scene->sceneRect().topLeft();
+    for (const QRect& text : texts) {
+        const QRect part = text & image.rect();
+        QImage patch(part.size(), QImage::Format_ARGB32_Premultiplied);
+        if (patch.isNull())
+            continue;
+        patch.fill(Qt::transparent);
+        QPainter patchPainter(&patch);
+        scene->render(&patchPainter, patch.rect(), QRectF(part).translated(corner));
+        patchPainter.end();
+        cv::Mat to = whole(rectOf(part));
+        cv::cvtColor(pixelsOf(patch, CV_8UC4), to, cv::COLOR_BGRA2RGB);
+    }
 }
 
 }  // namespace
@@ -169,8 +184,7 @@ QImage renderedScene(QGraphicsScene* scene, QImage::Format preferred) {
         return image;
     }
     if (isConverted) {
-        convertCovers(covers, image);
-        paintOver(covers, scene, image);
+        renderColours(covers, scene, image);
     } else {
         QPainter painter(&image);
         scene->render(&painter);

@@ -57,6 +57,9 @@ enum class Disk {
 bool replaceFile(const QString& fileName, const FileWriter& write, Disk disk = Disk::WaitForIt);
 bool replaceFile(const QString& fileName, const QByteArray& content);
 
+/// Gives a file another name in one step, in place of the file that has it. What went wrong is returned.
+QString replaceByRename(const QString& from, const QString& to);
+
 /// Has the disk take an open file, without waiting for it; the file may be closed at once.
 void startSync(const QFileDevice& file);
 

@@ -1,9 +1,10 @@
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QSaveFile>
 #include <QUuid>
 #include <algorithm>
-#include <filesystem>
+#include <cerrno>
 
 #include "platform/platform.h"
 
@@ -38,8 +39,14 @@ QString problemOf(const QFileDevice& file, const QString& writersProblem) {
 /// Written beside under a short name, since one with an ending more can be too long, then put in place. What
 /// went wrong is returned.
 QString replaceWithoutWaiting(const QString& fileName, const platform::FileWriter& write) {
-    const QString id = QUuid::createUuid().toString(QUuid::Id128);
-    OutgoingFile<QFile> file(QFileInfo(fileName).path() + QStringLiteral("/bivista-") + id);
+    QFileInfo target(fileName);
+    if (target.isSymLink())
+        target.setFile(target.symLinkTarget());
+    OutgoingFile<QFile> file(
+        target.dir().filePath(QStringLiteral(".bivista-") + QUuid::createUuid().toString(QUuid::Id128)));
+    // A file that must not be written to is not replaced either, although its folder would allow it.
+    if (target.exists() && !target.isWritable())
+        return qt_error_string(EACCES);
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly))
         return file.errorString();
     QString problem = write(file);
@@ -50,13 +57,10 @@ QString replaceWithoutWaiting(const QString& fileName, const platform::FileWrite
     }
     platform::startSync(file);
     file.close();
-    std::error_code error;
-    std::filesystem::rename(std::filesystem::u8path(file.fileName().toStdString()),
-                            std::filesystem::u8path(fileName.toStdString()), error);
-    if (!error)
-        return {};
-    file.remove();
-    return QString::fromLocal8Bit(error.message().c_str());
+    problem = platform::replaceByRename(file.fileName(), target.filePath());
+    if (!problem.isEmpty())
+        file.remove();
+    return problem;
 }
 
 QString replaceAndWait(const QString& fileName, const platform::FileWriter& write) {

@@ -1,4 +1,7 @@
-#include <QtConcurrent>
+#include <QFile>
+#include <QThreadPool>
+#include <cerrno>
+#include <cstdio>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -24,12 +27,21 @@ void platform::giveZeroedMemoryBack(void* memory, size_t size) {
     munmap(memory, size);
 }
 
+QString platform::replaceByRename(const QString& from, const QString& to) {
+    if (std::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0)
+        return {};
+    return qt_error_string(errno);
+}
+
 void platform::startSync(const QFileDevice& file) {
     const int copy = dup(file.handle());
     if (copy == -1)
         return;
-    QtConcurrent::run([copy] {
+    const auto sync = [copy] {
         fsync(copy);
         close(copy);
-    });
+    };
+    // A disk that is slower than the pictures come is left to itself: files must not stay open without end.
+    if (!QThreadPool::globalInstance()->tryStart(sync))
+        close(copy);
 }

@@ -1,5 +1,6 @@
 #include <QBuffer>
 #include <QSignalSpy>
+#include <QSemaphore>
 #include <QtTest>
 #include <cstring>
 
@@ -50,6 +51,9 @@ private slots:
     void demoWithTornFileGoesOn();
     void demoCallsNoLibrary();
     void framesComeInOrder();
+    void withoutALimitEveryFrameIsSent();
+    void limitHoldsUntilFramesAreLookedAt();
+    void deliveredIsSaidOnce();
 
 private:
     CaptureThread* makeThread();
@@ -405,6 +409,84 @@ void TestCaptureThread::framesComeInOrder() {
     QVERIFY(waitForFrames(50));
     for (int i = 1; i < frames.size(); ++i)
         QVERIFY(frames[i].timestamp >= frames[i - 1].timestamp);
+}
+
+/// A receiver on the thread itself, whose owner looks at no events: no frame may be missing.
+void TestCaptureThread::withoutALimitEveryFrameIsSent() {
+    recording::Camera camera;
+    camera.width = 4000;
+    camera.height = 3000;
+    camera.queryDelay = 0;
+    recording::reset({camera});
+    CaptureThread thread(nullptr);
+    thread.settingsFile = QDir::current().filePath(QStringLiteral("setting.ini"));
+    QSemaphore sent;
+    connect(
+        &thread, &CaptureThread::captured, &thread,
+        [&](int, const QImage&, const unsigned char* buffer, quint64) {
+            delete[] buffer;
+            sent.release();
+        },
+        Qt::DirectConnection);
+    thread.start();
+    thread.startCapturing();
+    const bool isEnough = sent.tryAcquire(20, kWait);  // 240 MB, one after the other
+    stop(&thread);
+    QVERIFY(isEnough);
+}
+
+/// As the window uses it: what nobody has looked at stays below the limit, and then frames flow again.
+void TestCaptureThread::limitHoldsUntilFramesAreLookedAt() {
+    recording::Camera camera;
+    camera.width = 1000;
+    camera.height = 1000;
+    camera.queryDelay = 0;
+    recording::reset({camera});
+    auto* thread = new CaptureThread(&owner);
+    thread->settingsFile = QDir::current().filePath(QStringLiteral("setting.ini"));
+    thread->limitUnderWay(5000000);
+    receive(thread);
+    thread->start();
+    thread->startCapturing();
+    // The library is asked on and on while nothing is delivered.
+    QElapsedTimer timer;
+    timer.start();
+    while (recording::callsOf(QStringLiteral("CameraQueryImage")).size() < 50 && timer.elapsed() < kWait)
+        QThread::yieldCurrentThread();
+    QVERIFY(recording::callsOf(QStringLiteral("CameraQueryImage")).size() >= 50);
+    thread->pauseCapturing();
+    QCOMPARE(frames.size(), 0);
+    QVERIFY(thread->isMoreUnderWay());
+    QTRY_VERIFY_WITH_TIMEOUT(!thread->isMoreUnderWay(), kWait);
+    QVERIFY2(frames.size() >= 5 && frames.size() <= 6, qPrintable(QString::number(frames.size())));
+    thread->startCapturing();
+    QVERIFY(waitForFrames(20));
+    stop(thread);
+}
+
+void TestCaptureThread::deliveredIsSaidOnce() {
+    auto* thread = new CaptureThread(&owner);
+    thread->settingsFile = QDir::current().filePath(QStringLiteral("setting.ini"));
+    thread->limitUnderWay(1 << 20);
+    QVector<bool> said;
+    connect(thread, &CaptureThread::captured, &owner,
+            [&](int, const QImage&, const unsigned char* buffer, quint64) {
+                said.append(thread->takeDelivered(buffer));
+                said.append(thread->takeDelivered(buffer));
+                delete[] buffer;
+            });
+    auto* byHand = new unsigned char[4];
+    emit thread->captured(0, QImage(byHand, 2, 2, 2, QImage::Format_Grayscale8), byHand, 0);
+    const QVector<bool> saidByHand = std::exchange(said, {});
+    thread->start();
+    thread->startCapturing();
+    const bool hasCome = QTest::qWaitFor([&] { return said.size() >= 2; }, kWait);
+    stop(thread);
+    QCoreApplication::sendPostedEvents(&owner, QEvent::MetaCall);  // none comes after this function
+    QCOMPARE(saidByHand, (QVector<bool>{false, false}));
+    QVERIFY(hasCome);
+    QVERIFY(said[0]);
+    QVERIFY(!said[1]);
 }
 
 QTEST_MAIN(TestCaptureThread)

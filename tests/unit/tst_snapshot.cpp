@@ -21,6 +21,8 @@ private slots:
     void fileIsThatOfThePicture();
     void savingLeavesTheScene();
     void newFilesAreOpenToOthers();
+    void linkIsWrittenThrough();
+    void nowhereIsNoPlace();
     void emptySceneIsNoPicture();
     void pictureIsWritten();
     void unknownFormatFails();
@@ -142,6 +144,16 @@ std::unique_ptr<QGraphicsScene> sceneWith(Oddity oddity) {
     auto* text = scene->addSimpleText(QStringLiteral("Tgq 12"));
     text->setBrush(Qt::yellow);
     text->setPos(corner + QPointF(30, 5));
+    // Small text at places between pixels, where blending shows how it rounds.
+    int number = 0;
+    for (const QColor& colour :
+         {QColor(Qt::red), QColor(Qt::green), QColor(Qt::blue), QColor(10, 200, 90, 120)}) {
+        auto* small = scene->addSimpleText(QStringLiteral("fA%1 j").arg(number));
+        small->setBrush(colour);
+        small->setPos(corner + QPointF(2.5 + 17.3 * number, 1.5 + 4.7 * number));
+        small->setRotation(number == 3 ? 30 : 0);
+        ++number;
+    }
     return scene;
 }
 
@@ -240,6 +252,33 @@ void TestSnapshot::newFilesAreOpenToOthers() {
     QCOMPARE(QFile::permissions(QStringLiteral("a.png")), QFile::permissions(QStringLiteral("any")));
     QCOMPARE(QDir().entryList(QDir::Files | QDir::Hidden),
              (QStringList{QStringLiteral("a.png"), QStringLiteral("any")}));
+}
+
+void TestSnapshot::linkIsWrittenThrough() {
+    const WorkingFolder folder;
+    QVERIFY(QDir().mkdir(QStringLiteral("archive")));
+    QVERIFY(WorkingFolder::write(QStringLiteral("archive/code.png"), "old"));
+    QVERIFY(QFile::link(QStringLiteral("archive/code.png"), QStringLiteral("code.png")));
+    QImage image(3, 3, QImage::Format_RGB32);
+    image.fill(qRgb(9, 8, 7));
+    QVERIFY(writePicture(image, QStringLiteral("./code.png"), 75));
+    QVERIFY(QFileInfo(QStringLiteral("code.png")).isSymLink());
+    QCOMPARE(QImage(QStringLiteral("archive/code.png")).pixel(1, 1), qRgb(9, 8, 7));
+}
+
+/// No name and a folder's name: nothing is made anywhere.
+void TestSnapshot::nowhereIsNoPlace() {
+    const WorkingFolder folder;
+    QVERIFY(QDir().mkdir(QStringLiteral("a.png")));
+    QImage image(3, 3, QImage::Format_RGB32);
+    image.fill(0);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("without a name")));
+    QVERIFY(!writePicture(image, QString(), 75));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("a\\.png was not written")));
+    QVERIFY(!writePicture(image, QStringLiteral("./a.png"), 75));
+    QCOMPARE(QDir().entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
+             QStringList{QStringLiteral("a.png")});
+    QVERIFY(QFileInfo(QStringLiteral("a.png")).isDir());
 }
 
 void TestSnapshot::emptySceneIsNoPicture() {

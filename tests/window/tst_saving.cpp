@@ -413,7 +413,7 @@ void TestSaving::longestNameTwice() {
         window->saveScanned(code);
         QCOMPARE(QImage(code + QStringLiteral(".png")).pixelColor(1, 1), QColor(grey, grey, grey));
     }
-    QCOMPARE(QDir().entryList(QDir::Files).filter(QStringLiteral("bivista-")), QStringList());
+    QCOMPARE(QDir().entryList(QDir::Files | QDir::Hidden).filter(QStringLiteral("bivista-")), QStringList());
 }
 
 /// Triggers go on while the box is up: it stays one.
