@@ -77,6 +77,10 @@ QString replaceAndWait(const QString& fileName, const platform::FileWriter& writ
 }  // namespace
 
 bool platform::replaceFile(const QString& fileName, const FileWriter& write, Disk disk) {
+    if (fileName.isEmpty()) {
+        qWarning("A file without a name was not written");
+        return false;
+    }
     const QString problem =
         disk == Disk::WaitForIt ? replaceAndWait(fileName, write) : replaceWithoutWaiting(fileName, write);
     if (!problem.isEmpty())
