@@ -368,14 +368,10 @@ void TestSerial::unknownCommandKeepsTheMessage() {
 void TestSerial::commandsWhileABoxIsUp() {
     start("Path=@Invalid()\n");
     bool sent = false;
-    QTimer whileUp;
-    whileUp.callOnTimeout([&] {
-        if (!sent && QApplication::activeModalWidget()) {
-            sent = true;
-            send("GAIN 1 33");
-        }
-    });
-    whileUp.start(1);
+    window->answerer.beforeAnswer = [&] {
+        sent = true;
+        send("GAIN 1 33");
+    };
     send("TRIGGER");
     QTRY_COMPARE_WITH_TIMEOUT(window->leftText(), QStringLiteral("COMMAND:GAIN 1 33"), kWait);
     QVERIFY(sent);
