@@ -39,7 +39,7 @@ void TestMarksOnScreen::start(WindowUnderTest& window) {
     QVERIFY(QTest::qWaitForWindowActive(window.get(), kWait));
     QVERIFY(window.waitForTiles(2));
     QTRY_COMPARE_WITH_TIMEOUT(window.view()->scene()->sceneRect().width(), 1280.0, kWait);
-    QTRY_COMPARE_WITH_TIMEOUT(window->frameGeometry().width(), window->screen()->size().width(), kWait);
+    QTRY_COMPARE_WITH_TIMEOUT(window->width(), window->screen()->size().width(), kWait);
     QTRY_VERIFY_WITH_TIMEOUT(window.isFitted(), kWait);
 }
 

@@ -84,7 +84,7 @@ void TestOperator::marksCalibratesAndRearranges() {
     QVERIFY(QTest::qWaitForWindowActive(window.get(), kWait));
     QVERIFY(window.waitForTiles(2));
     QTRY_COMPARE_WITH_TIMEOUT(window.view()->scene()->sceneRect().width(), 1280.0, kWait);
-    QTRY_COMPARE_WITH_TIMEOUT(window->frameGeometry().width(), window->screen()->size().width(), kWait);
+    QTRY_COMPARE_WITH_TIMEOUT(window->width(), window->screen()->size().width(), kWait);
     QTRY_VERIFY_WITH_TIMEOUT(window.isFitted(), kWait);
 
     for (int camera = 0; camera < 2; ++camera) {
