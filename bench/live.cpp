@@ -379,7 +379,8 @@ int comparePixels(Live& live, int seconds) {
                 if (last[tile] == timestamp || found == frames.end())
                     continue;
                 frame = found->second;
-                frames.clear();  // what is older is of no use any more
+                // What is older is of no use any more.
+                frames.erase(frames.lower_bound({id, 0}), std::next(found));
             }
             last[tile] = timestamp;
             ++compared;
@@ -389,7 +390,7 @@ int comparePixels(Live& live, int seconds) {
                 ++different;
         }
     };
-    QTest::qWait(seconds * 1000);
+    QTest::qWait(std::max(3, seconds) * 1000);
     live.watch->painted = {};
     live.window.end();
     std::printf("%-46s compared %d, different %d\n", "every shown frame beside the plain way", compared,
