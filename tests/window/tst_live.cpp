@@ -2,6 +2,17 @@
 #include "camera/tile.h"
 #include "support/mainwindowtest.h"
 
+namespace {
+
+// The thread sanitizer's account of memory that was given back stays.
+#ifdef __SANITIZE_THREAD__
+constexpr bool kHasShadowMemory = true;
+#else
+constexpr bool kHasShadowMemory = false;
+#endif
+
+}  // namespace
+
 /// The window on the simulated cameras, well and ill. The library reads its configuration once per process,
 /// so all cameras of this file come from one: 0 is well, 1 loses its cable for a while, 2 changes its frame
 /// size, 3 never opens.
@@ -162,7 +173,8 @@ void TestLive::currentAfterALongSave() {
 
     // The encoder alone took more than 100 MB.
     QVERIFY2(megabytes("VmHWM:") > memoryBefore + 100, qPrintable(QString::number(megabytes("VmHWM:"))));
-    QVERIFY2(megabytes("VmRSS:") < memoryBefore + 60, qPrintable(QString::number(megabytes("VmRSS:"))));
+    if (!kHasShadowMemory)
+        QVERIFY2(megabytes("VmRSS:") < memoryBefore + 60, qPrintable(QString::number(megabytes("VmRSS:"))));
 }
 
 QTEST_MAIN(TestLive)
