@@ -1034,13 +1034,13 @@ void MainWindow::fitToNewWindowState() {
 
 bool MainWindow::eventFilter(QObject* watched, QEvent* event) {
     const bool handled = QMainWindow::eventFilter(watched, event);
-    // Queued: the view takes its new size when it handles the event, which is after this.
     if (watched == ui->gvMain->viewport() && event->type() == QEvent::Paint && paintDeadline.isActive()) {
         // After a long block the pictures that are to be painted are as old as it was long.
         if (shownTime.hasExpired(kOldestFrame))
             showWaiting();
         pictureIsOut();
     }
+    // Queued: the view takes its new size when it handles the event, which is after this.
     if (watched == ui->gvMain && event->type() == QEvent::Resize && !fitDeadline.hasExpired())
         QMetaObject::invokeMethod(this, &MainWindow::on_actionZoom_Fit_triggered, Qt::QueuedConnection);
     return handled;

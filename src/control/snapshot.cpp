@@ -47,7 +47,7 @@ struct PictureMemory {
 /// A picture of zeros, transparent if the format can be: what lies under no item is the same in every file
 /// instead of whatever the memory held.
 QImage blankPicture(int width, int height, QImage::Format format) {
-    const int stride = (width * QImage::toPixelFormat(format).bitsPerPixel() / 8 + 3) / 4 * 4;
+    const int stride = (width * (QImage::toPixelFormat(format).bitsPerPixel() / 8) + 3) / 4 * 4;
     const size_t size = size_t(std::max(stride, 0)) * size_t(std::max(height, 0));
     void* bytes = size > 0 ? platform::takeZeroedMemory(size) : nullptr;
     if (!bytes)
@@ -123,7 +123,7 @@ cv::Rect rectOf(const QRect& rect) {
     return {rect.x(), rect.y(), rect.width(), rect.height()};
 }
 
-/// Puts the tiles' colours into a part of an RGB888 picture of the scene, and paints what is over them.
+/// Puts the tiles' colours into an RGB888 picture of the scene, and paints what is over them.
 void renderColours(const QVector<Cover>& covers, QGraphicsScene* scene, QImage& image) {
     cv::Mat whole = pixelsOf(image, CV_8UC3);
     for (const Cover& cover : covers) {
