@@ -1,5 +1,11 @@
 #pragma once
 
+#include <QtGlobal>
+
+// Windows has no limit of this kind.
+#ifdef Q_OS_UNIX
+#define HAS_FULL_DISK
+
 #include <csignal>
 #include <sys/resource.h>
 
@@ -20,3 +26,5 @@ public:
 private:
     rlimit before{};
 };
+
+#endif

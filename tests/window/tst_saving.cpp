@@ -255,6 +255,7 @@ void TestSaving::folderThatIsNotThere() {
 }
 
 void TestSaving::fullDiskLeavesTheOldFile() {
+#ifdef HAS_FULL_DISK
     WindowUnderTest window;
     start(window);
     window->saveScanned(QStringLiteral("c"));
@@ -267,6 +268,9 @@ void TestSaving::fullDiskLeavesTheOldFile() {
     }
     QCOMPARE(WorkingFolder::read(QStringLiteral("c.png")), old);
     QCOMPARE(QDir().entryList({QStringLiteral("c*")}), QStringList{QStringLiteral("c.png")});  // nothing half
+#else
+    QSKIP("no disk can be made full here");
+#endif
 }
 
 void TestSaving::sceneTooLarge() {
