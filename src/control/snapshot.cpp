@@ -142,13 +142,17 @@ void renderColours(const QVector<Cover>& covers, QGraphicsScene* scene, QImage& 
     QPainter painter(&image);
     scene->render(&painter);
     painter.end();
-    const QVector<QRect> texts = textPlaces(scene);
+    const QPointF corner = scene->sceneRect().topLeft();
+    QVector<QRect> places = textPlaces(scene);
+    const auto selected = scene->selectedItems();
+    for (const QGraphicsItem* item : selected)
+        places.append(item->sceneBoundingRect().translated(-corner).toAlignedRect());
     for (const Cover& cover : covers)
         cover.item->setFlag(QGraphicsItem::ItemHasNoContents, false);
-    // Text comes out a shade different in RGB888: where there is some, it is done again as everywhere else.
-    const QPointF corner = scene->sceneRect().topLeft();
-    for (const QRect& text : texts) {
-        const QRect part = text & image.rect();
+    // Text comes out a shade different in RGB888, and the dashes of a selected item's frame may begin a pixel
+    // beside themselves: where there are some, they are done again as everywhere else.
+    for (const QRect& place : qAsConst(places)) {
+        const QRect part = place & image.rect();
         QImage patch(part.size(), QImage::Format_ARGB32_Premultiplied);
         if (patch.isNull())
             continue;

@@ -55,6 +55,7 @@ private slots:
     void impossibleCorners();
     void fileIsReadByPlainOpenCv();
     void fileComesBack();
+    void keptFileComesBackByteForByte();
     void oldFileSurvivesAFailedWrite();
 };
 
@@ -260,6 +261,24 @@ void TestCalibration::fileComesBack() {
     QCOMPARE(cv::norm(read->cornerSrc, result->front().cornerSrc, cv::NORM_INF), 0.0);
     QCOMPARE(cv::norm(read->cornerDst, result->front().cornerDst, cv::NORM_INF), 0.0);
     QCOMPARE(QDir().entryList(QDir::Files), QStringList{QStringLiteral("Cal0.xml")});  // nothing beside it
+}
+
+/// A file that the program wrote on Linux, in a folder whose name no one-byte code page has: read and written
+/// again it is the same file, on every system.
+void TestCalibration::keptFileComesBackByteForByte() {
+    const WorkingFolder folder;
+    const QString station = QStringLiteral("\u5de5\u4f4d 1 \u00e9");
+    QVERIFY(QDir().mkdir(station) && QDir::setCurrent(station));
+    QFile kept(QStringLiteral(TEST_DATA "/Cal0.xml"));
+    QVERIFY(kept.open(QIODevice::ReadOnly));
+    const QByteArray bytes = kept.readAll();
+    QVERIFY(WorkingFolder::write(QStringLiteral("Cal0.xml"), bytes));
+    const auto read = readCalibration(QStringLiteral("Cal0.xml"));
+    QVERIFY(read);
+    QCOMPARE(read->cornerSrc.at<float>(0, 0), 100.25F);
+    QVERIFY(writeCalibration(QStringLiteral("Cal1.xml"), *read));
+    QCOMPARE(WorkingFolder::read(QStringLiteral("Cal1.xml")), bytes);
+    QVERIFY(QFile::exists(folder.path() + QLatin1Char('/') + station + QStringLiteral("/Cal1.xml")));
 }
 
 void TestCalibration::oldFileSurvivesAFailedWrite() {

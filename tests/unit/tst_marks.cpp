@@ -417,6 +417,11 @@ void TestMarks::pictures() {
         QVERIFY(picture.save(qEnvironmentVariable("BIVISTA_NEW_PICTURES") + QLatin1Char('/') + name));
         return;
     }
+#ifdef Q_OS_WIN
+    // The kept pictures have the letters of a font and a renderer that are not there.
+    if (!name.startsWith(QLatin1String("ellipse")) && !name.startsWith(QLatin1String("coordinates")))
+        QSKIP("other letters");
+#endif
     const QImage golden(QStringLiteral(TEST_DATA "/marks/") + name);
     QVERIFY2(!golden.isNull(), qPrintable(name));
     const int count = difference(picture, golden.convertToFormat(QImage::Format_RGB32));

@@ -255,6 +255,9 @@ void TestSnapshot::newFilesAreOpenToOthers() {
 }
 
 void TestSnapshot::linkIsWrittenThrough() {
+#ifdef Q_OS_WIN
+    QSKIP("Qt makes shortcuts there, which only the shell follows");
+#endif
     const WorkingFolder folder;
     QVERIFY(QDir().mkdir(QStringLiteral("archive")));
     QVERIFY(WorkingFolder::write(QStringLiteral("archive/code.png"), "old"));

@@ -1,3 +1,12 @@
+#include <QtGlobal>
+
+#ifdef Q_OS_WIN
+// The second needs the first.
+#include <qt_windows.h>
+
+#include <psapi.h>
+#endif
+
 #include "camera/capturethread.h"
 #include "camera/tile.h"
 #include "support/mainwindowtest.h"
@@ -34,8 +43,15 @@ private:
     QTemporaryDir configuration;
 };
 
-/// A line of this process's memory account.
+/// A line of this process's memory account: "VmRSS:", what it has now, or "VmHWM:", the most it ever had.
 qint64 TestLive::megabytes(const QByteArray& what) {
+#ifdef Q_OS_WIN
+    PROCESS_MEMORY_COUNTERS counters{};
+    if (GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters) == FALSE)
+        return -1;
+    return static_cast<qint64>((what == "VmHWM:" ? counters.PeakWorkingSetSize : counters.WorkingSetSize) >>
+                               20);
+#else
     QFile file(QStringLiteral("/proc/self/status"));
     if (!file.open(QIODevice::ReadOnly))
         return -1;
@@ -45,6 +61,7 @@ qint64 TestLive::megabytes(const QByteArray& what) {
             return line.mid(what.size()).trimmed().split(' ').first().toLongLong() / 1024;
     }
     return -1;
+#endif
 }
 
 void TestLive::initTestCase() {

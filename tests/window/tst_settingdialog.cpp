@@ -40,6 +40,7 @@ class TestSettingDialog : public QObject {
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void init();
     void cleanup();
     void controlsOfTheForm_data();
@@ -114,6 +115,11 @@ private:
     std::unique_ptr<SettingsFile> settings;
     std::unique_ptr<SettingDialog> dialog;
 };
+
+void TestSettingDialog::initTestCase() {
+    // The system's own folder chooser cannot be answered from here.
+    QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+}
 
 void TestSettingDialog::init() {
     recording::reset(3);

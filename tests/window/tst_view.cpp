@@ -543,7 +543,8 @@ void TestView::correctedRowIsJoined() {
     QCOMPARE(window.tiles()[1]->pixmap().size(), QSize(48, 48));
     QCOMPARE(window.tiles()[2]->pixmap().size(), QSize(55, 48));
     // No camera changes its slot when corrected tiles are joined.
-    QVERIFY(window.answerer.boxes.last().title != QLatin1String("Restart"));
+    for (const auto& box : qAsConst(window.answerer.boxes))
+        QVERIFY(box.title != QLatin1String("Restart"));
     QCOMPARE(disk("Pos/X2"), QStringLiteral("98"));
 }
 
