@@ -1,88 +1,7 @@
 // The program as its users have it: on a desktop with a window manager, beside other programs, with the
 // camera library it is built with.
 
-#include "support/xserver.h"
-
-#include <QDir>
-#include <QElapsedTimer>
-#include <QFile>
-#include <QTemporaryDir>
-#include <QTest>
-
-#include <csignal>
-#include <memory>
-
-namespace {
-
-/// The program in a working folder of its own.
-class Bivista {
-public:
-    explicit Bivista(XServer& desktop) : server(desktop) {
-        write("setting.ini",
-              "[File]\nType=2\nLang=1\n[Pos]\nX0=0\nX1=320\nX2=640\nX3=960\nY1=0\nY2=0\nY3=0\n");
-        write("kvcap2.ini", "[Library]\nCount=4\n[Camera]\nModes=640x480\nRate=20\n");
-    }
-
-    void write(const QString& name, const QByteArray& content) const {
-        QFile file(folder.filePath(name));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QCOMPARE(file.write(content), content.size());
-    }
-
-    QByteArray read(const QString& name) const {
-        QFile file(folder.filePath(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-
-    void start(const QByteArray& cameras = "4") {
-        QProcessEnvironment environment = server.environment();
-        environment.insert("KVCAP2_COUNT", QString::fromLatin1(cameras));
-        process = std::make_unique<DesktopProgram>(environment, QStringLiteral(BIVISTA), QStringList(),
-                                                   folder.path());
-    }
-
-    /// Pictures saved so far.
-    QStringList pictures() const {
-        return QDir(folder.path()).entryList({"snapshot-*.png"}, QDir::Files, QDir::Name);
-    }
-
-    bool waitForPictures(int count) const {
-        return waitFor([&] { return pictures().size() >= count; });
-    }
-
-    /// Presses the save key until a picture with every tile in it comes: the streams have started then.
-    bool waitForStreams() const {
-        QElapsedTimer time;
-        time.start();
-        while (time.elapsed() < kDesktopLimit) {
-            const int before = pictures().size();
-            server.key("ctrl+w");
-            // Before there is a tile the key saves nothing; then it is pressed again.
-            waitFor([&] { return pictures().size() > before; }, 1000);
-            if (pictures().size() > before && QImage(folder.filePath(pictures().last())).width() > 960)
-                return true;
-        }
-        return false;
-    }
-
-    template <typename Condition>
-    static bool waitFor(Condition condition, int limit = kDesktopLimit) {
-        QElapsedTimer time;
-        time.start();
-        while (time.elapsed() < limit) {
-            if (condition())
-                return true;
-            QTest::qWait(50);
-        }
-        return false;
-    }
-
-    QTemporaryDir folder;
-    XServer& server;
-    std::unique_ptr<DesktopProgram> process;
-};
-
-}  // namespace
+#include "support/runningbivista.h"
 
 class TestProgram : public QObject {
     Q_OBJECT
@@ -111,7 +30,7 @@ void TestProgram::cleanup() {
 }
 
 void TestProgram::startsMaximisedAndEndsInOrder() {
-    Bivista bivista(*server);
+    RunningBivista bivista(*server, QStringLiteral(BIVISTA));
     bivista.start();
     const quint32 window = server->waitForWindow("Bivista");
     QVERIFY2(window, bivista.process->errors().constData());
@@ -131,7 +50,7 @@ void TestProgram::startsMaximisedAndEndsInOrder() {
 }
 
 void TestProgram::savesByHotkeyFromAnotherProgram() {
-    Bivista bivista(*server);
+    RunningBivista bivista(*server, QStringLiteral(BIVISTA));
     bivista.start();
     QVERIFY(server->waitForWindow("Bivista"));
     DesktopProgram editor(*server, QStringLiteral(KEY_WINDOW), {"Editor"});
@@ -149,11 +68,11 @@ void TestProgram::savesByHotkeyFromAnotherProgram() {
 }
 
 void TestProgram::secondInstanceSaysThatTheKeyIsTaken() {
-    Bivista first(*server);
+    RunningBivista first(*server, QStringLiteral(BIVISTA));
     first.start();
     QVERIFY(server->waitForWindow("Bivista"));
     QVERIFY(first.waitForStreams());
-    Bivista second(*server);
+    RunningBivista second(*server, QStringLiteral(BIVISTA));
     second.write("setting.ini", "[File]\nLang=1\nTitle=Second\n");
     second.start();
     const quint32 box = server->waitForWindow("Error");
@@ -173,7 +92,7 @@ void TestProgram::secondInstanceSaysThatTheKeyIsTaken() {
 }
 
 void TestProgram::wrongSerialNumberEndsTheProgram() {
-    Bivista bivista(*server);
+    RunningBivista bivista(*server, QStringLiteral(BIVISTA));
     const QByteArray settings = "[Camera]\nCam1=NOT-ATTACHED\n[File]\nLang=1\n";
     bivista.write("setting.ini", settings);
     bivista.start();
@@ -189,26 +108,22 @@ void TestProgram::wrongSerialNumberEndsTheProgram() {
 }
 
 void TestProgram::otherLibraryOnThePathIsUsed() {
-    Bivista bivista(*server);
-    QProcessEnvironment environment = server->environment();
-    environment.insert("LD_LIBRARY_PATH", QStringLiteral(RECORDING_LIBRARY));
-    environment.insert("RECORDING_CAMERAS", "2");
-    bivista.process = std::make_unique<DesktopProgram>(environment, QStringLiteral(BIVISTA), QStringList(),
-                                                       bivista.folder.path());
+    RunningBivista bivista(*server, QStringLiteral(BIVISTA));
+    bivista.start({{"LD_LIBRARY_PATH", QStringLiteral(RECORDING_LIBRARY)}, {"RECORDING_CAMERAS", "2"}});
     const quint32 window = server->waitForWindow("Bivista");
     QVERIFY(window);
-    QVERIFY(Bivista::waitFor([&] { return bivista.read("setting.ini").contains("Cam1=SN1"); }));
+    QVERIFY(waitFor([&] { return bivista.read("setting.ini").contains("Cam1=SN1"); }));
     QVERIFY(server->closeWindow(window));
     QVERIFY(bivista.process->waitForEnd());
     QCOMPARE(bivista.process->exitCode(), 0);
 }
 
 void TestProgram::pullsThroughWithoutCameras() {
-    Bivista bivista(*server);
-    bivista.start("0");
+    RunningBivista bivista(*server, QStringLiteral(BIVISTA));
+    bivista.start({{"KVCAP2_COUNT", "0"}});
     const quint32 window = server->waitForWindow("Bivista");
     QVERIFY(window);
-    QVERIFY(Bivista::waitFor([&] { return bivista.process->errors().contains("Device count: 0"); }));
+    QVERIFY(waitFor([&] { return bivista.process->errors().contains("Device count: 0"); }));
     QVERIFY(server->key("ctrl+w"));
     QVERIFY(server->closeWindow(window));
     QVERIFY(bivista.process->waitForEnd());
