@@ -9,6 +9,7 @@
 #include "support/mainwindowtest.h"
 #include "support/ondesktop.h"
 #include "support/recordingcamera.h"
+#include "support/xserver.h"
 
 /// The ways to save the composite, side by side in one window: the tool bar, the hot key while another
 /// program has the keyboard, a barcode reader, and a machine controller at the other end of a pair of ptys.
