@@ -1,17 +1,17 @@
 #include <QScreen>
 #include <QToolBar>
-#include <fcntl.h>
 #include <functional>
 #include <optional>
-#include <unistd.h>
 
 #include "settings/settingdialog.h"
 #include "support/mainwindowtest.h"
 #include "support/ondesktop.h"
 #include "support/recordingcamera.h"
+#include "support/serialline.h"
+#include "support/xserver.h"
 
 /// The ways to save the composite, side by side in one window: the tool bar, the hot key while another
-/// program has the keyboard, a barcode reader, and a machine controller at the other end of a pair of ptys.
+/// program has the keyboard, a barcode reader, and a machine controller at the other end of a serial line.
 class TestSavingWays : public QObject {
     Q_OBJECT
 
@@ -35,7 +35,6 @@ private:
     void pressHotKeyInOtherProgram(const Condition& isDone);
     void scan(const QString& code, const Condition& isDone);
     void triggerDelayed(const Condition& isDone);
-    void send(const QByteArray& command);
     void save(Way way, QVector<QImage>& saved);
     void saveEveryWay(QImage& picture);
     static std::optional<QByteArray> xdo(const QString& command);
@@ -50,11 +49,9 @@ private:
     const QString code = QStringLiteral("A-17b");
 
     std::unique_ptr<WindowUnderTest> window;
-    std::unique_ptr<ChildProcess> line;
+    std::unique_ptr<SerialLine> line;
     std::unique_ptr<DesktopProgram> other;
     QByteArray otherId;
-    QTemporaryDir ends;
-    QString controller;
 };
 
 void TestSavingWays::init() {
@@ -70,33 +67,23 @@ void TestSavingWays::init() {
     QFont font = QApplication::font();
     font.setHintingPreference(QFont::PreferFullHinting);
     QApplication::setFont(font);
-    const QString program = ends.filePath(QStringLiteral("program"));
-    controller = ends.filePath(QStringLiteral("controller"));
-    line = std::make_unique<ChildProcess>();
-    line->start(QStringLiteral("socat"), {QStringLiteral("pty,raw,echo=0,link=") + program,
-                                          QStringLiteral("pty,raw,echo=0,link=") + controller});
-    QVERIFY2(line->waitForStarted(kWait), "socat is missing");
-    QVERIFY(wait([&] { return QFile::exists(program) && QFile::exists(controller); }));
+    line = std::make_unique<SerialLine>();
+    QVERIFY2(line->plugIn(), qPrintable(line->errorString()));
     window = std::make_unique<WindowUnderTest>();
 }
 
 void TestSavingWays::cleanup() {
     window.reset();
     other.reset();
-    if (line && line->state() != QProcess::NotRunning) {
-        line->terminate();
-        line->waitForFinished(kWait);
-    }
     line.reset();
 }
 
 /// Three tiles, the last one aside of the others, a line and a circle from the mark file, the barcode
 /// overlay, and another program.
 void TestSavingWays::start(const QByteArray& ini) {
-    QVERIFY(WorkingFolder::write(
-        QStringLiteral("setting.ini"),
-        "[File]\nLang=1\nType=2\nPort=" + ends.filePath(QStringLiteral("program")).toUtf8() + "\n" + ini +
-            "[Pos]\nX0=0\nY0=0\nX1=640\nY1=0\nX2=1300\nY2=20\n"));
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"),
+                                 "[File]\nLang=1\nType=2\nPort=" + line->programEnd().toUtf8() + "\n" + ini +
+                                     "[Pos]\nX0=0\nY0=0\nX1=640\nY1=0\nX2=1300\nY2=20\n"));
     QVERIFY(WorkingFolder::write(
         QStringLiteral("mark0.txt"),
         "Line #00ff00 1 1 | 100 100 900 100\r\nCircle #00ff00 1 1 | 200 250 300 350 400 250\r\n"));
@@ -191,7 +178,7 @@ void TestSavingWays::go(Way way, const Condition& isDone) {
             pressHotKeyInOtherProgram(isDone);
             break;
         case Way::Serial:
-            send("TRIGGER");
+            QVERIFY(line->send("TRIGGER"));
             QVERIFY(wait(isDone));
             break;
         case Way::SerialDelayed:
@@ -237,24 +224,15 @@ void TestSavingWays::triggerDelayed(const Condition& isDone) {
     auto* dialog = window->get()->findChild<SettingDialog*>();
     QCOMPARE(dialog->saveDelay(), 0);
     const QByteArray command = "SETDELAY " + QByteArray::number(kDelay);
-    send(command);
+    QVERIFY(line->send(command));
     QVERIFY(wait([&] { return window->leftText() == QStringLiteral("COMMAND:") + QLatin1String(command); }));
     QCOMPARE(dialog->saveDelay(), kDelay);
     QElapsedTimer timer;
     timer.start();
-    send("TRIGGER");
+    QVERIFY(line->send("TRIGGER"));
     QVERIFY(wait(isDone));
     QVERIFY2(timer.elapsed() >= kDelay - 10, qPrintable(QString::number(timer.elapsed())));
     dialog->setSaveDelay(0);
-}
-
-/// As a machine controller does: one write.
-void TestSavingWays::send(const QByteArray& command) {
-    const int end = open(QFile::encodeName(controller).constData(), O_WRONLY | O_NOCTTY);
-    QVERIFY(end >= 0);
-    const ssize_t written = write(end, command.constData(), static_cast<size_t>(command.size()));
-    close(end);
-    QCOMPARE(written, static_cast<ssize_t>(command.size()));
 }
 
 /// Appends the one picture that this way writes.

@@ -3,22 +3,20 @@
 #include <QSerialPort>
 #include <QSignalSpy>
 #include <QSlider>
-#include <fcntl.h>
-#include <termios.h>
-#include <unistd.h>
 
 #include "camera/kvcap2.h"
 #include "settings/settingdialog.h"
 #include "support/mainwindowtest.h"
 #include "support/recordingcamera.h"
-#include "support/xserver.h"
+#include "support/serialline.h"
 
-/// The serial line from end to end: socat makes a pair of ptys, the window opens one of them as its port,
-/// another process writes into the other.
+/// The serial line from end to end: the window opens one end of it as its port, the test writes into the
+/// other.
 class TestSerial : public QObject {
     Q_OBJECT
 
 private slots:
+    void initTestCase();
     void init();
     void cleanup();
     void commandsReachTheCameras_data();
@@ -54,39 +52,33 @@ private:
     static QStringList snapshots() { return QDir().entryList({QStringLiteral("snapshot-*")}); }
 
     std::unique_ptr<WindowUnderTest> window;
-    std::unique_ptr<ChildProcess> line;
-    QTemporaryDir ends;
-    QString controller;
+    std::unique_ptr<SerialLine> line;
 };
+
+void TestSerial::initTestCase() {
+    const QString reason = SerialLine::whyNot();
+    if (!reason.isEmpty())
+        QSKIP(qPrintable(reason));
+}
 
 void TestSerial::init() {
     QVector<recording::Camera> cameras(3);
     for (auto& camera : cameras)
         camera.queryStatus = 5;  // the frames of the test are the only ones
     recording::reset(cameras);
-    const QString program = ends.filePath(QStringLiteral("program"));
-    controller = ends.filePath(QStringLiteral("controller"));
-    line = std::make_unique<ChildProcess>();
-    line->start(QStringLiteral("socat"), {QStringLiteral("pty,raw,echo=0,link=") + program,
-                                          QStringLiteral("pty,raw,echo=0,link=") + controller});
-    QVERIFY2(line->waitForStarted(kWait), "socat is missing");
-    QVERIFY(QTest::qWaitFor([&] { return QFile::exists(program) && QFile::exists(controller); }, kWait));
+    line = std::make_unique<SerialLine>();
+    QVERIFY2(line->plugIn(), qPrintable(line->errorString()));
     window = std::make_unique<WindowUnderTest>();
 }
 
 void TestSerial::cleanup() {
     window.reset();
-    if (line && line->state() != QProcess::NotRunning) {
-        line->terminate();
-        line->waitForFinished(kWait);
-    }
     line.reset();
 }
 
 void TestSerial::start(const QByteArray& ini) {
-    QVERIFY(WorkingFolder::write(
-        QStringLiteral("setting.ini"),
-        "[File]\nLang=1\nType=2\nPort=" + ends.filePath(QStringLiteral("program")).toUtf8() + "\n" + ini));
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"),
+                                 "[File]\nLang=1\nType=2\nPort=" + line->programEnd().toUtf8() + "\n" + ini));
     window->start();
     QTRY_VERIFY(window->get()->isMaximized());
     QCOMPARE(window->leftText().trimmed(), QString());  // the port is open
@@ -96,13 +88,8 @@ void TestSerial::start(const QByteArray& ini) {
     recording::forgetCalls();
 }
 
-/// As another process does: one write.
 void TestSerial::send(const QByteArray& bytes) const {
-    const int end = open(QFile::encodeName(controller).constData(), O_WRONLY | O_NOCTTY);
-    QVERIFY(end >= 0);
-    QCOMPARE(write(end, bytes.constData(), static_cast<size_t>(bytes.size())),
-             static_cast<ssize_t>(bytes.size()));
-    close(end);
+    QVERIFY(line->send(bytes));
 }
 
 /// Sends a command and waits until the window shows something new.
@@ -380,26 +367,26 @@ void TestSerial::commandsWhileABoxIsUp() {
 }
 
 void TestSerial::speedOfTheLine() {
+    if (!SerialLine::isPty())
+        QSKIP("Nobody but the program can ask its port here");
     start();
-    const int end = open(QFile::encodeName(ends.filePath(QStringLiteral("program"))).constData(),
-                         O_RDONLY | O_NOCTTY | O_NONBLOCK);
-    QVERIFY(end >= 0);
-    termios settings{};
-    QCOMPARE(tcgetattr(end, &settings), 0);
-    close(end);
-    QCOMPARE(cfgetispeed(&settings), speed_t(B9600));
-    QCOMPARE(cfgetospeed(&settings), speed_t(B9600));
-    QCOMPARE(settings.c_cflag & CSIZE, tcflag_t(CS8));
-    QCOMPARE(settings.c_cflag & (PARENB | CSTOPB), tcflag_t(0));
+    const auto settings = line->programSettings();
+    QVERIFY(settings);
+    QCOMPARE(settings->inputSpeed, 9600);
+    QCOMPARE(settings->outputSpeed, 9600);
+    QCOMPARE(settings->dataBits, 8);
+    QVERIFY(!settings->parity);
+    QCOMPARE(settings->stopBits, 1);
 }
 
 void TestSerial::unpluggedLine() {
+    if (!SerialLine::isPty())
+        QSKIP("No program can pull this line out");
     start();
     QCOMPARE(sendAndWait("SAVE 7"), QStringLiteral("COMMAND:SAVE 7"));
     auto* port = window->get()->findChild<QSerialPort*>();
     QVERIFY(port->isOpen());
-    line->kill();
-    QVERIFY(line->waitForFinished(kWait));
+    QVERIFY(line->unplug());
     // Given up: a lost line that stays open keeps a processor busy.
     QTRY_VERIFY_WITH_TIMEOUT(!port->isOpen(), kWait);
     window->sendFrame(0, 90);
@@ -409,10 +396,12 @@ void TestSerial::unpluggedLine() {
 
 /// The example of the documents, as a process of its own.
 void TestSerial::commandLineExample() {
+    if (!SerialLine::isPty())
+        QSKIP("The example is a shell script, for a tty");
     start();
     QProcess example;
     example.start(QStringLiteral(SEND_COMMAND),
-                  {controller, QStringLiteral("GAIN"), QStringLiteral("1"), QStringLiteral("42")});
+                  {line->controllerEnd(), QStringLiteral("GAIN"), QStringLiteral("1"), QStringLiteral("42")});
     QTRY_COMPARE_WITH_TIMEOUT(window->leftText(), QStringLiteral("COMMAND:GAIN 1 42"), kWait);
     QTRY_VERIFY_WITH_TIMEOUT(example.state() == QProcess::NotRunning, kWait);
     QCOMPARE(example.exitCode(), 0);

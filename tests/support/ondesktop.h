@@ -1,36 +1,28 @@
 #pragma once
 
-#include <QCoreApplication>
+#include <QApplication>
 #include <QProcess>
 #include <QtTest>
 
-#include "support/xserver.h"
-
-/// main() of a test whose own windows have to stand on a real desktop: the process starts an X server and a
-/// window manager and runs itself again on it, with the same arguments, as an ordinary Qt Test program.
-#define TEST_ON_DESKTOP_MAIN(TestClass)                             \
-    int main(int argc, char* argv[]) {                              \
-        if (qEnvironmentVariableIsSet("BIVISTA_TEST_ON_DESKTOP")) { \
-            QApplication application(argc, argv);                   \
-            TestClass test;                                         \
-            return QTest::qExec(&test, argc, argv);                 \
-        }                                                           \
-        const QCoreApplication application(argc, argv);             \
-        return runOnDesktop();                                      \
+/// main() of a test whose own windows have to stand on a real desktop.
+#define TEST_ON_DESKTOP_MAIN(TestClass)                                 \
+    int main(int argc, char* argv[]) {                                  \
+        return runOnDesktop(argc, argv, [](int count, char* values[]) { \
+            QApplication application(count, values);                    \
+            TestClass test;                                             \
+            return QTest::qExec(&test, count, values);                  \
+        });                                                             \
     }
 
-inline int runOnDesktop() {
-    XServer server;
-    if (!server.start()) {
-        qCritical("%s", qPrintable(server.errorString()));
-        return 1;
-    }
-    QProcessEnvironment environment = server.environment();
-    environment.insert(QStringLiteral("BIVISTA_TEST_ON_DESKTOP"), QStringLiteral("1"));
-    ChildProcess test;
-    test.setProcessChannelMode(QProcess::ForwardedChannels);
-    test.setProcessEnvironment(environment);
-    test.start(QCoreApplication::applicationFilePath(), QCoreApplication::arguments().mid(1));
-    test.waitForFinished(-1);  // ctest sets the limit
-    return test.exitStatus() == QProcess::NormalExit ? test.exitCode() : 1;
-}
+/// Runs a test on a real desktop and returns what it returns. Where X servers are to be had, the process
+/// starts one and a window manager and runs itself again on it, with the same arguments, as an ordinary Qt
+/// Test program; on Windows the desktop is the one that is there, and nobody should touch its keyboard
+/// meanwhile.
+int runOnDesktop(int argc, char* argv[], int (*test)(int argc, char* argv[]));
+
+/// Runs another program while the windows of this process go on. True: it has ended with 0 within the limit.
+bool runBeside(const QString& program, const QStringList& arguments);
+
+/// Has another process press and release keys wherever the keyboard is: "ctrl+w", "F4". True: pressed, which
+/// need not have been noticed yet.
+bool pressKeys(const QString& keys);
