@@ -144,6 +144,13 @@ Section
     SetRegView 64
     !insertmacro endIfRunning
     !insertmacro isLibraryOurs
+    ; An older version takes its files with it, since this one may not have all of them. (Its uninstaller stays: with _?= it
+    ; runs where it is.)
+    ReadRegStr $9 SHCTX "${OWN_KEY}" "Folder"
+    ${If} $9 == $INSTDIR
+    ${AndIf} ${FileExists} "$INSTDIR\uninstall.exe"
+        ExecWait '"$INSTDIR\uninstall.exe" /S /$MultiUser.InstallMode _?=$INSTDIR'
+    ${EndIf}
 
     SetOutPath "$INSTDIR"
     File /r /x KVCap2.dll /x *.ini /x mark*.txt /x lang "${STAGE}\*.*"

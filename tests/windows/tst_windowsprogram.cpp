@@ -86,6 +86,7 @@ private slots:
     void secondInstanceSaysThatTheKeyIsTaken();
     void installs_data();
     void installs();
+    void newerVersionTakesOldFilesAway();
 
 private:
     QStringList wine(const QStringList& command) const;
@@ -465,7 +466,9 @@ void TestWindowsProgram::installs() {
         settings.write("[File]\nType=2\nLang=1\nTitle=Installed\n[Pos]\nX0=0\nX1=64\nY1=0\n");
     }
     QVERIFY(QFile::remove(folder.filePath("mark0.txt")));
+    QVERIFY(QFile::remove(installed.filePath("README.txt")));
     QCOMPARE(runToItsEnd({SETUP, "/S", mode}), 0);
+    QVERIFY(installed.exists("README.txt"));
     QCOMPARE(QFileInfo(library).size(), size);
     QVERIFY(QFileInfo(installed.filePath("simulator/KVCap2.dll")).size() != size);
     QVERIFY(!folder.exists("mark0.txt"));
@@ -513,6 +516,48 @@ void TestWindowsProgram::installs() {
     QCOMPARE(runToItsEnd({uninstaller, "/S", mode}), 0);
     QVERIFY(waitFor([&] { return !QFile::exists(program); }));
     QVERIFY(folder.exists("setting.ini"));
+}
+
+/// What an older version brought and this one does not have goes; what it left in the working folder stays.
+void TestWindowsProgram::newerVersionTakesOldFilesAway() {
+    const QDir stage(place.filePath("old"));
+    QVERIFY(stage.mkpath("lang"));
+    const QStringList files{"bivista.exe", "KVCap2.dll", "gone.dll",
+                            "setting.ini", "mark0.txt",  "lang/gone.qm"};
+    for (const QString& name : files) {
+        QFile file(stage.filePath(name));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        QVERIFY(file.write("old") == 3);
+    }
+    QFile list(place.filePath("old.nsh"));
+    QVERIFY(list.open(QIODevice::WriteOnly));
+    for (const char* name : {"bivista.exe", "gone.dll", "simulator\\KVCap2.dll"})
+        list.write(QByteArray("Delete \"$INSTDIR\\") + name + "\"\n");
+    list.close();
+    const QString old = place.filePath("old-setup.exe");
+    QCOMPARE(QProcess::execute("makensis",
+                               {"-V1", "-INPUTCHARSET", "UTF8", "-DVERSION=0.0.1", "-DSTAGE=" + stage.path(),
+                                "-DICON=" ICON, "-DOUTPUT=" + old, "-DFILES=" + list.fileName(), INSTALLER}),
+             0);
+    QCOMPARE(runToItsEnd({old, "/S", "/CurrentUser"}), 0);
+    const QDir installed(unixPath(registered("HKCU", "Folder")));
+    const QDir folder(unixPath(registered("HKCU", "WorkingFolder")));
+    QVERIFY(installed.exists("gone.dll"));
+    {
+        QFile settings(folder.filePath("setting.ini"));
+        QVERIFY(settings.open(QIODevice::WriteOnly));
+        settings.write("[File]\nLang=1\n");
+    }
+
+    QCOMPARE(runToItsEnd({SETUP, "/S", "/CurrentUser"}), 0);
+    QVERIFY(!installed.exists("gone.dll"));
+    for (const char* name : {"bivista.exe", "KVCap2.dll", "simulator/KVCap2.dll", "uninstall.exe"})
+        QVERIFY2(QFileInfo(installed.filePath(name)).size() > 1000, name);
+    QFile settings(folder.filePath("setting.ini"));
+    QVERIFY(settings.open(QIODevice::ReadOnly));
+    QCOMPARE(settings.readAll(), QByteArray("[File]\nLang=1\n"));
+    QCOMPARE(runToItsEnd({installed.filePath("uninstall.exe"), "/S", "/CurrentUser"}), 0);
+    QVERIFY(waitFor([&] { return !QFile::exists(installed.path()); }));
 }
 
 QTEST_GUILESS_MAIN(TestWindowsProgram)
