@@ -11,7 +11,9 @@
 ;
 ;                one user                        all users
 ;   program      %LOCALAPPDATA%\Programs\Bivista %ProgramFiles%\Bivista
-;   working      Documents\Bivista               %ProgramData%\Bivista
+;   working      %USERPROFILE%\Bivista           %ProgramData%\Bivista
+;
+; (Documents may be another PC's or the cloud's, and Windows guards it against programs that it does not know.)
 
 ; Before everything else. The stub of the 32-bit kind cannot do anything where only 64-bit programs run.
 Target amd64-unicode
@@ -41,6 +43,8 @@ ManifestSupportedOS all
 !include x64.nsh
 
 Name "${NAME} ${VERSION}"
+; With a last part that is the program's, a folder that is chosen gets it too: nobody's own files are mixed with ours.
+InstallDir "$PROGRAMFILES64\${NAME}"
 OutFile "${OUTPUT}"
 BrandingText " "
 VIProductVersion "${VERSION}.0"
@@ -50,12 +54,18 @@ VIAddVersionKey FileVersion "${VERSION}"
 VIAddVersionKey FileDescription "${NAME} ${VERSION} setup"
 VIAddVersionKey LegalCopyright ""
 
+Var WorkingFolder
+Var GivenFolder ; by /D
+Var LibraryNote
+
 !define MUI_ICON "${ICON}"
 !define MUI_UNICON "${ICON}"
 !define MUI_ABORTWARNING
+!define MUI_FINISHPAGE_TEXT "$(workingFolderText)$\r$\n$\r$\n$LibraryNote"
 !define MUI_FINISHPAGE_RUN
 !define MUI_FINISHPAGE_RUN_FUNCTION startProgram
 !insertmacro MULTIUSER_PAGE_INSTALLMODE
+!define MUI_PAGE_CUSTOMFUNCTION_LEAVE leaveDirectory
 !insertmacro MUI_PAGE_DIRECTORY
 !insertmacro MUI_PAGE_INSTFILES
 !insertmacro MUI_PAGE_FINISH
@@ -70,10 +80,13 @@ LangString workingFolderText ${LANG_ENGLISH} "Settings, marks and pictures: $Wor
 LangString workingFolderText ${LANG_SIMPCHINESE} "设置、标记和图像：$WorkingFolder"
 LangString workingFolderStays ${LANG_ENGLISH} "Settings, marks and pictures stay in $WorkingFolder"
 LangString workingFolderStays ${LANG_SIMPCHINESE} "设置、标记和图像保留在 $WorkingFolder"
+LangString libraryIsKept ${LANG_ENGLISH} "KVCap2.dll is not the simulator: left as it is."
+LangString libraryIsKept ${LANG_SIMPCHINESE} "KVCap2.dll 不是模拟器，保持不变。"
+LangString isIncomplete ${LANG_ENGLISH} "Not everything could be written."
+LangString isIncomplete ${LANG_SIMPCHINESE} "部分文件无法写入。"
 LangString needs64Bit ${LANG_ENGLISH} "${NAME} needs 64-bit Windows."
 LangString needs64Bit ${LANG_SIMPCHINESE} "${NAME} 需要 64 位 Windows。"
 
-Var WorkingFolder
 
 !macro findWorkingFolder
     ${If} $MultiUser.InstallMode == "AllUsers"
@@ -81,12 +94,15 @@ Var WorkingFolder
         StrCpy $WorkingFolder "$APPDATA\${NAME}"
     ${Else}
         SetShellVarContext current
-        StrCpy $WorkingFolder "$DOCUMENTS\${NAME}"
+        StrCpy $WorkingFolder "$PROFILE\${NAME}"
     ${EndIf}
 !macroend
 
 Function onInstallMode
     !insertmacro findWorkingFolder
+    ${If} $GivenFolder != ""
+        StrCpy $INSTDIR $GivenFolder
+    ${EndIf}
     ; Where a user's own programs are since Windows 7, unless an older installation or /D says something else.
     ${If} $MultiUser.InstallMode == "CurrentUser"
     ${AndIf} $INSTDIR == "$LOCALAPPDATA\${NAME}"
@@ -104,12 +120,36 @@ Function .onInit
         Abort
     ${EndIf}
     SetRegView 64
+    ; What /D said, before the kind of installation says something else.
+    ${If} $INSTDIR != "$PROGRAMFILES64\${NAME}"
+        StrCpy $GivenFolder $INSTDIR
+    ${EndIf}
     !insertmacro MULTIUSER_INIT
+FunctionEnd
+
+; A folder with other things in it is not the program's; one in it can be.
+Function leaveDirectory
+    ${DirState} "$INSTDIR" $0
+    ${If} $0 = 1
+    ${AndIfNot} ${FileExists} "$INSTDIR\bivista.exe"
+        StrCpy $INSTDIR "$INSTDIR\${NAME}"
+        Abort
+    ${EndIf}
 FunctionEnd
 
 Function un.onInit
     SetRegView 64
+    ; There may be an installation for this user and one for all. The one to be removed is that around this program.
+    StrCpy $GivenFolder $INSTDIR
     !insertmacro MULTIUSER_UNINIT
+    ReadRegStr $0 HKCU "${OWN_KEY}" "Folder"
+    ReadRegStr $1 HKLM "${OWN_KEY}" "Folder"
+    ${If} $0 == $GivenFolder
+        Call un.MultiUser.InstallMode.CurrentUser
+    ${ElseIf} $1 == $GivenFolder
+        Call un.MultiUser.InstallMode.AllUsers
+    ${EndIf}
+    StrCpy $INSTDIR $GivenFolder
 FunctionEnd
 
 ; A program that runs cannot be written to.
@@ -124,6 +164,14 @@ FunctionEnd
             Abort "$(isRunning)"
         ${EndIf}
         FileClose $0
+    ${EndIf}
+!macroend
+
+; Without a window a file that cannot be written is passed over.
+!macro endIfIncomplete
+    ${If} ${Errors}
+        SetErrorLevel 4
+        Abort "$(isIncomplete)"
     ${EndIf}
 !macroend
 
@@ -152,26 +200,34 @@ Section
         ExecWait '"$INSTDIR\uninstall.exe" /S /$MultiUser.InstallMode _?=$INSTDIR'
     ${EndIf}
 
+    ClearErrors
     SetOutPath "$INSTDIR"
     File /r /x KVCap2.dll /x *.ini /x mark*.txt /x lang "${STAGE}\*.*"
     SetOutPath "$INSTDIR\simulator"
     File "${STAGE}\KVCap2.dll"
+    !insertmacro endIfIncomplete
     ${If} $0 = 1
         SetOutPath "$INSTDIR"
         File "${STAGE}\KVCap2.dll"
+        !insertmacro endIfIncomplete
         ${GetTime} "$INSTDIR\KVCap2.dll" "MS" $1 $2 $3 $4 $5 $6 $7
         WriteRegStr SHCTX "${OWN_KEY}" "Simulator" "$3-$2-$1 $5:$6:$7"
     ${Else}
-        DetailPrint "KVCap2.dll is not the simulator: left as it is"
+        StrCpy $LibraryNote "$(libraryIsKept)"
+        DetailPrint "$LibraryNote"
     ${EndIf}
 
     ; What a user has there is the user's; the texts belong to the program.
     CreateDirectory "$WorkingFolder"
     ${If} $MultiUser.InstallMode == "AllUsers"
         ; Every user of the machine works in the one folder (S-1-5-32-545: the group Users, whatever its name here).
-        nsExec::ExecToLog 'icacls "$WorkingFolder" /grant *S-1-5-32-545:(OI)(CI)M'
+        nsExec::ExecToLog '"$SYSDIR\icacls.exe" "$WorkingFolder" /grant *S-1-5-32-545:(OI)(CI)M'
         Pop $0
+        ${If} $0 != 0
+            DetailPrint "icacls: $0"
+        ${EndIf}
     ${EndIf}
+    ClearErrors
     SetOutPath "$WorkingFolder\lang"
     File "${STAGE}\lang\*.qm"
     SetOutPath "$WorkingFolder"
@@ -179,6 +235,10 @@ Section
     ${IfNot} ${FileExists} "$WorkingFolder\setting.ini"
         File "${STAGE}\*.ini"
         File "${STAGE}\mark*.txt"
+        !insertmacro endIfIncomplete
+        ${If} $LANGUAGE = ${LANG_SIMPCHINESE}
+            WriteINIStr "$WorkingFolder\setting.ini" File Lang 2
+        ${EndIf}
     ${EndIf}
     SetOverwrite on
     DetailPrint "$(workingFolderText)"

@@ -68,8 +68,12 @@ QString replaceAndWait(const QString& fileName, const platform::FileWriter& writ
     if (!file.open(QIODevice::WriteOnly))
         return QFileInfo(fileName).isDir() ? file.errorString() : replaceWithoutWaiting(fileName, write);
     const QString problem = write(file);
-    if (problem.isEmpty() && file.isComplete() && file.commit())
-        return {};
+    if (problem.isEmpty() && file.isComplete()) {
+        if (file.commit())
+            return {};
+        // Something holds one of the two files for a moment; the other way has the patience.
+        return replaceWithoutWaiting(fileName, write);
+    }
     file.cancelWriting();
     return problemOf(file, problem);
 }

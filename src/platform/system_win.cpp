@@ -1,13 +1,25 @@
 #include <qt_windows.h>
 
 #include <QDir>
+#include <QFileInfo>
 
 #include "platform/platform.h"
 
 namespace {
 
+constexpr int kLongName = 240;  // of the 260 letters that Windows has for a path
 constexpr int kRenameTries = 10;
 constexpr DWORD kRenamePause = 20;  // ms
+
+/// The name as Windows takes it whatever its length, also where long paths are not switched on: as Qt names
+/// the files that it opens.
+QString nativeName(const QString& name) {
+    const QString path = QDir::toNativeSeparators(QDir::cleanPath(QFileInfo(name).absoluteFilePath()));
+    if (path.size() < kLongName)
+        return path;
+    return path.startsWith(QLatin1String("\\\\")) ? QStringLiteral("\\\\?\\UNC") + path.mid(1)
+                                                  : QStringLiteral("\\\\?\\") + path;
+}
 
 }  // namespace
 
@@ -25,8 +37,8 @@ void platform::giveZeroedMemoryBack(void* memory, size_t size) {
 }
 
 QString platform::replaceByRename(const QString& from, const QString& to) {
-    const QString source = QDir::toNativeSeparators(from);
-    const QString target = QDir::toNativeSeparators(to);
+    const QString source = nativeName(from);
+    const QString target = nativeName(to);
     // Virus scanners and indexers hold a file that was just closed for a moment.
     for (int tries = 0;; ++tries) {
         if (MoveFileExW(reinterpret_cast<const wchar_t*>(source.utf16()),

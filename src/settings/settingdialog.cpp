@@ -1,5 +1,6 @@
 #include "settings/settingdialog.h"
 
+#include <QDir>
 #include <QFileDialog>
 #include <QSignalBlocker>
 #include <QThread>
@@ -408,8 +409,12 @@ void SettingDialog::listPorts() {
 }
 
 void SettingDialog::on_btnSelectPath_clicked() {
+    // The system's own dialog may leave the process in the folder that was looked at; all files belong to
+    // this one.
+    const QString workingFolder = QDir::currentPath();
     const QString path = QFileDialog::getExistingDirectory(this, tr("Open Directory"), ui->leSavePath->text(),
                                                            QFileDialog::ShowDirsOnly);
+    QDir::setCurrent(workingFolder);
     if (path.isNull())
         return;
     ui->leSavePath->setText(path);

@@ -82,11 +82,14 @@ private slots:
     void serialLine();
     void samePicturesAsOnLinux_data();
     void samePicturesAsOnLinux();
+    void calibrationIsThatOfLinux();
     void anotherCameraLibrary();
+    void libraryThatIsNone();
     void secondInstanceSaysThatTheKeyIsTaken();
     void installs_data();
     void installs();
     void newerVersionTakesOldFilesAway();
+    void installedTwiceInTwoWays();
 
 private:
     QStringList wine(const QStringList& command) const;
@@ -262,27 +265,35 @@ bool TestWindowsProgram::sendMessage(const RunningBivista& bivista, const QStrin
     return runToItsEnd(QStringList{"bivista_send_message.exe"} + arguments, bivista.folder.path()) == 0;
 }
 
+/// What the window shows after two messages is the same with and without one of another name between them.
 void TestWindowsProgram::messageOfAnotherProgram() {
-    RunningBivista bivista = unpacked();
-    QVERIFY(QFile::copy(QStringLiteral(WINDOWS_TOOLS "/bivista_send_message.exe"),
-                        bivista.folder.filePath("bivista_send_message.exe")));
-    quint32 window = 0;
-    start(bivista, window);
-    QVERIFY(bivista.waitForStreams());
-    const QImage saved = leftOfTheStatusBar();
-    QVERIFY(sendMessage(bivista, {"Bivista"}));
-    QVERIFY(waitFor([&] { return leftOfTheStatusBar() != saved; }));
-    // "0 WM_USERDEFMSG received.", painted to its end.
-    QImage zero;
-    QVERIFY(waitFor([&] { return std::exchange(zero, leftOfTheStatusBar()) == leftOfTheStatusBar(); }));
-    QVERIFY(sendMessage(bivista, {"Bivista", "KV OTHER"}));
-    QVERIFY(sendMessage(bivista, {"Bivista"}));
-    QVERIFY(waitFor([&] { return leftOfTheStatusBar() != zero; }));
-    const QImage one = leftOfTheStatusBar();
-    // The two texts differ in their first letter only, which is not further right than 40 px.
-    const QRect rest(40, 0, 260, 20);
-    QCOMPARE(one.copy(rest), zero.copy(rest));
-    endInOrder(*bivista.process, window);
+    // A text, painted to its end.
+    const auto text = [this] {
+        QImage seen;
+        waitFor([&] { return std::exchange(seen, leftOfTheStatusBar()) == leftOfTheStatusBar(); });
+        return seen;
+    };
+    QImage texts[2];
+    for (const bool isDisturbed : {false, true}) {
+        RunningBivista bivista = unpacked();
+        QVERIFY(QFile::copy(QStringLiteral(WINDOWS_TOOLS "/bivista_send_message.exe"),
+                            bivista.folder.filePath("bivista_send_message.exe")));
+        quint32 window = 0;
+        start(bivista, window);
+        QVERIFY(bivista.waitForStreams());
+        const QImage saved = text();
+        QVERIFY(sendMessage(bivista, {"Bivista"}));
+        QVERIFY(waitFor([&] { return leftOfTheStatusBar() != saved; }));
+        const QImage zero = text();  // "0 WM_USERDEFMSG received."
+        if (isDisturbed)
+            QVERIFY(sendMessage(bivista, {"Bivista", "KV OTHER"}));
+        QVERIFY(sendMessage(bivista, {"Bivista"}));
+        QVERIFY(waitFor([&] { return leftOfTheStatusBar() != zero; }));
+        texts[isDisturbed ? 1 : 0] = text();
+        endInOrder(*bivista.process, window);
+    }
+    QVERIFY(!texts[0].isNull());
+    QCOMPARE(texts[1], texts[0]);
 }
 
 void TestWindowsProgram::serialLine() {
@@ -359,12 +370,52 @@ void TestWindowsProgram::samePicturesAsOnLinux() {
     QCOMPARE(found.largest, 0);
 }
 
+/// The other way round: what the program writes there when a person calibrates is what it writes on Linux.
+void TestWindowsProgram::calibrationIsThatOfLinux() {
+    RunningBivista bivista = unpacked();
+    // The ready working folder, four cameras in a grid with marked corners.
+    for (const char* name : {"setting.ini", "kvcap2.ini"})
+        QVERIFY(QFile::remove(bivista.folder.filePath(name)));
+    quint32 window = 0;
+    start(bivista, window);
+    QVERIFY(waitFor([&] { return bivista.process->errors().count("thread run") == 4; }));
+    const auto press = [&](const QStringList& keys) {
+        for (const QString& key : keys)
+            QVERIFY(server.key(key));
+    };
+    const QImage before = leftOfTheStatusBar();
+    press({"alt+f", "Right", "Right", "Right", "Up", "Return"});  // Calibrate, Load Corner, its last entry
+    QVERIFY(waitFor([&] { return leftOfTheStatusBar() != before; }));
+    press({"alt+f", "Right", "Right", "Right", "Down", "Down", "Return"});  // Calibrate, Execute
+    const quint32 dialog = server.waitForWindow("CalibrateDialog");
+    QVERIFY(dialog);
+    QVERIFY(server.activate(dialog));
+    QVERIFY(server.key("Return"));
+    QVERIFY(waitFor([&] { return bivista.read("setting.ini").contains("Trans=1"); }));
+    endInOrder(*bivista.process, window);
+
+    const QTemporaryDir here;
+    QVERIFY(writeCalibrations(QDir(here.path())));
+    for (int tile = 0; tile < 4; ++tile) {
+        QFile file(here.filePath(calibrationFileName(tile)));
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        QCOMPARE(bivista.read(calibrationFileName(tile)), file.readAll());
+    }
+}
+
 void TestWindowsProgram::anotherCameraLibrary() {
     RunningBivista bivista = unpacked();
-    bivista.write("setting.ini", "[File]\nType=2\nLang=1\n[Pos]\nX0=0\nX1=64\nY1=0\n");
+    quint32 window = 0;
+    start(bivista, window);
+    QVERIFY(bivista.waitForStreams());
+    endInOrder(*bivista.process, window);
+    // As the package's README says, after a look at it with simulated cameras.
+    for (const QString& name :
+         QStringList{"KVCap2.dll", "setting.ini", "kvcap2.ini", "mark0.txt"} + bivista.pictures())
+        QVERIFY2(QFile::remove(bivista.folder.filePath(name)), qPrintable(name));
     QVERIFY(QFile::copy(QStringLiteral(WINDOWS_TOOLS "/recording/KVCap2.dll"),
                         bivista.folder.filePath("KVCap2.dll")));
-    quint32 window = 0;
+    bivista.write("setting.ini", "[File]\nType=2\nLang=1\n[Pos]\nX0=0\nX1=64\nY1=0\n");
     start(bivista, window, {{"RECORDING_CAMERAS", "2"}});
     QVERIFY(bivista.waitForStreams(64));
     QCOMPARE(bivista.lastPicture().size(), QSize(128, 48));
@@ -372,6 +423,16 @@ void TestWindowsProgram::anotherCameraLibrary() {
     const QByteArray settings = bivista.read("setting.ini");
     QVERIFY2(settings.contains("Cam0=SN0") && settings.contains("Cam1=SN1"), settings.constData());
     QVERIFY2(!settings.contains("Cam2="), settings.constData());
+}
+
+/// Nothing happens to the user's files when the library cannot be loaded.
+void TestWindowsProgram::libraryThatIsNone() {
+    RunningBivista bivista = unpacked();
+    bivista.write("KVCap2.dll", "no library");
+    const QByteArray settings = bivista.read("setting.ini");
+    unpackInto(bivista.folder);
+    QVERIFY(runToItsEnd({"bivista.exe"}, bivista.folder.path()) > 0);
+    QCOMPARE(bivista.read("setting.ini"), settings);
 }
 
 void TestWindowsProgram::secondInstanceSaysThatTheKeyIsTaken() {
@@ -420,7 +481,7 @@ void TestWindowsProgram::installs_data() {
     QTest::newRow("one user") << "/CurrentUser"
                               << "HKCU"
                               << "\\AppData\\Local\\Programs\\Bivista"
-                              << "\\Documents\\Bivista"
+                              << "\\Bivista"
                               << "\\AppData\\Roaming\\Microsoft\\Windows\\Start Menu\\Programs\\Bivista.lnk";
     QTest::newRow("all users") << "/AllUsers"
                                << "HKLM"
@@ -487,10 +548,15 @@ void TestWindowsProgram::installs() {
     }));
     // Not over a program that runs, and not from under it.
     QCOMPARE(runToItsEnd({SETUP, "/S", mode}), 3);
-    const auto isRunning = [] {
+    const auto isRunning = [this] {
         QProcess pgrep;
         pgrep.start("pgrep", {"-f", "Bivista.bivista.exe"});
-        return pgrep.waitForFinished(kDesktopLimit) && pgrep.exitCode() == 0;
+        pgrep.waitForFinished(kDesktopLimit);
+        const auto ids = pgrep.readAllStandardOutput().simplified().split(' ');
+        return std::any_of(ids.begin(), ids.end(), [this](const QByteArray& id) {
+            QFile file("/proc/" + id + "/environ");
+            return file.open(QIODevice::ReadOnly) && file.readAll().contains("WINEPREFIX=" + prefix.toUtf8());
+        });
     };
     QVERIFY(isRunning());
     // (The uninstaller works from a copy of itself and does not wait for it, unless it is told where it is:
@@ -558,6 +624,25 @@ void TestWindowsProgram::newerVersionTakesOldFilesAway() {
     QCOMPARE(settings.readAll(), QByteArray("[File]\nLang=1\n"));
     QCOMPARE(runToItsEnd({installed.filePath("uninstall.exe"), "/S", "/CurrentUser"}), 0);
     QVERIFY(waitFor([&] { return !QFile::exists(installed.path()); }));
+}
+
+/// For this user in a folder of the user's choice, and for all: each uninstaller removes its own.
+void TestWindowsProgram::installedTwiceInTwoWays() {
+    const QString chosen = "C:\\" + kStation;
+    // The rest of the command line is the folder, without quotes.
+    QCOMPARE(runToItsEnd(QStringList{SETUP, "/S", "/CurrentUser"} + QString("/D=" + chosen).split(' ')), 0);
+    QCOMPARE(runToItsEnd({SETUP, "/S", "/AllUsers"}), 0);
+    const QDir mine(unixPath(chosen));
+    const QDir everybodys(unixPath(registered("HKLM", "Folder")));
+    QVERIFY(mine.exists("bivista.exe") && everybodys.exists("bivista.exe"));
+    QVERIFY(mine != everybodys);
+    QCOMPARE(runToItsEnd({mine.filePath("uninstall.exe"), "/S"}), 0);
+    QVERIFY(waitFor([&] { return !QFile::exists(mine.path()); }));
+    QVERIFY(everybodys.exists("bivista.exe") && everybodys.exists("uninstall.exe"));
+    QCOMPARE(registered("HKCU", "Folder"), QString());
+    QCOMPARE(unixPath(registered("HKLM", "Folder")), everybodys.path());
+    QCOMPARE(runToItsEnd({everybodys.filePath("uninstall.exe"), "/S"}), 0);
+    QVERIFY(waitFor([&] { return !QFile::exists(everybodys.path()); }));
 }
 
 QTEST_GUILESS_MAIN(TestWindowsProgram)
