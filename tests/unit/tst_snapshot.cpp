@@ -3,9 +3,15 @@
 #include <QHash>
 #include <QtTest>
 #include <memory>
+#include <thread>
 
 #include "control/snapshot.h"
+#include "platform/platform.h"
 #include "support/workingfolder.h"
+
+#ifdef Q_OS_WIN
+#include <qt_windows.h>
+#endif
 
 /// Names and pixels of saved pictures.
 class TestSnapshot : public QObject {
@@ -27,6 +33,9 @@ private slots:
     void pictureIsWritten();
     void unknownFormatFails();
     void failureLeavesTheOldFile();
+    void longPath();
+    void heldFileIsTriedAgain_data();
+    void heldFileIsTriedAgain();
 };
 
 void TestSnapshot::nameHoldsTheTime() {
@@ -324,6 +333,49 @@ void TestSnapshot::failureLeavesTheOldFile() {
     image.fill(0);
     QVERIFY(!writePicture(image, QStringLiteral("./no-such-folder/a.png"), 75));
     QCOMPARE(QDir().entryList(QDir::Files), QStringList{QStringLiteral("a.png")});
+}
+
+/// Deeper than the 260 letters that Windows once had for a path.
+void TestSnapshot::longPath() {
+    const WorkingFolder folder;
+    const QString deep = folder.path() + (QLatin1Char('/') + QString(90, QLatin1Char('x'))).repeated(3);
+    QVERIFY(QDir().mkpath(deep));
+    QImage image(3, 3, QImage::Format_RGB32);
+    image.fill(0);
+    for (int time = 0; time < 2; ++time)  // a new file, and one in the place of another
+        QVERIFY(writePicture(image, deep + QStringLiteral("/a.png"), 75));
+    QCOMPARE(QDir(deep).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("a.png")});
+}
+
+void TestSnapshot::heldFileIsTriedAgain_data() {
+    QTest::addColumn<bool>("isPicture");
+    QTest::newRow("picture") << true;
+    QTest::newRow("text") << false;
+}
+
+/// As virus scanners hold it: for a moment nobody else may have the file.
+void TestSnapshot::heldFileIsTriedAgain() {
+#ifdef Q_OS_WIN
+    QFETCH(bool, isPicture);
+    const WorkingFolder folder;
+    QVERIFY(WorkingFolder::write(QStringLiteral("a.png"), "old"));
+    const HANDLE held = CreateFileW(L"a.png", GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
+    QVERIFY(held != INVALID_HANDLE_VALUE);
+    std::thread scanner([held] {
+        Sleep(60);
+        CloseHandle(held);
+    });
+    QImage image(3, 3, QImage::Format_RGB32);
+    image.fill(0);
+    const bool isWritten = isPicture ? writePicture(image, QStringLiteral("./a.png"), 75)
+                                     : platform::replaceFile(QStringLiteral("a.png"), QByteArray("new"));
+    scanner.join();
+    QVERIFY(isWritten);
+    QVERIFY(WorkingFolder::read(QStringLiteral("a.png")) != "old");
+    QCOMPARE(QDir().entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("a.png")});
+#else
+    QSKIP("a file is replaced here whoever has it open");
+#endif
 }
 
 QTEST_MAIN(TestSnapshot)
