@@ -4,7 +4,6 @@
 
 #include <QPainter>
 #include <QProcess>
-#include <cmath>
 
 #include "calibration/calibrationfile.h"
 #include "support/runningbivista.h"
@@ -13,31 +12,6 @@ namespace {
 
 // What no code page of one byte has, and a blank: as people name their folders.
 const QString kStation = QStringLiteral("\u68c0\u6d4b\u53f0 1");
-
-/// Two pictures' largest difference of a colour, and the share of pixels that differ at all.
-struct Difference {
-    int largest = 0;
-    double share = 0;
-};
-
-Difference difference(const QImage& a, const QImage& b) {
-    if (a.size() != b.size() || a.isNull())
-        return {256, 1};
-    Difference result;
-    qint64 different = 0;
-    for (int y = 0; y < a.height(); ++y) {
-        for (int x = 0; x < a.width(); ++x) {
-            const QRgb p = a.pixel(x, y);
-            const QRgb q = b.pixel(x, y);
-            const int far = std::max({std::abs(qRed(p) - qRed(q)), std::abs(qGreen(p) - qGreen(q)),
-                                      std::abs(qBlue(p) - qBlue(q))});
-            result.largest = std::max(result.largest, far);
-            different += far > 0 ? 1 : 0;
-        }
-    }
-    result.share = double(different) / (double(a.width()) * a.height());
-    return result;
-}
 
 /// The four corners of each simulated camera, as a cross-hair a line; tiles of 1280 x 720 px in a 2 x 2 grid.
 bool writeCalibrations(const QDir& folder) {
@@ -216,9 +190,10 @@ void TestWindowsProgram::runsLiveAndEndsInOrder() {
     quint32 window = 0;
     start(bivista, window);
     QVERIFY(bivista.waitForStreams());
-    // The clock in the pictures runs.
-    const QImage first = server.screenshot();
-    QVERIFY(waitFor([&] { return difference(server.screenshot(), first).largest > 100; }));
+    // The clock in the pictures runs. (Below are the rates, which change too.)
+    const auto pictures = [this] { return server.screenshot().copy(0, 0, 1920, 1000); };
+    const QImage first = pictures();
+    QVERIFY(waitFor([&] { return pictures() != first; }));
     if (qEnvironmentVariableIsSet("BIVISTA_SCREENSHOT"))
         QVERIFY(server.screenshot().save(qEnvironmentVariable("BIVISTA_SCREENSHOT")));
     endInOrder(*bivista.process, window);
@@ -365,9 +340,7 @@ void TestWindowsProgram::samePicturesAsOnLinux() {
         endInOrder(*bivista.process, window);
     }
     QVERIFY(pictures[0].height() > 720);
-    const Difference found = difference(pictures[0], pictures[1]);
-    qInfo("largest difference %d, different %.4f %%", found.largest, found.share * 100);
-    QCOMPARE(found.largest, 0);
+    QCOMPARE(pictures[1], pictures[0]);
 }
 
 /// The other way round: what the program writes there when a person calibrates is what it writes on Linux.
