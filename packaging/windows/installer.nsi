@@ -64,6 +64,9 @@ Var LibraryNote
 !define MUI_FINISHPAGE_TEXT "$(workingFolderText)$\r$\n$\r$\n$LibraryNote"
 !define MUI_FINISHPAGE_RUN
 !define MUI_FINISHPAGE_RUN_FUNCTION startProgram
+!define MUI_FINISHPAGE_SHOWREADME "$INSTDIR\README.txt"
+!define MUI_FINISHPAGE_SHOWREADME_NOTCHECKED
+!define MUI_UNCONFIRMPAGE_TEXT_TOP "$(uninstallText)"
 !insertmacro MULTIUSER_PAGE_INSTALLMODE
 !define MUI_PAGE_CUSTOMFUNCTION_LEAVE leaveDirectory
 !insertmacro MUI_PAGE_DIRECTORY
@@ -76,12 +79,16 @@ Var LibraryNote
 
 LangString isRunning ${LANG_ENGLISH} "${NAME} is running. Close it, then try again."
 LangString isRunning ${LANG_SIMPCHINESE} "${NAME} 正在运行。请先关闭它，然后重试。"
-LangString workingFolderText ${LANG_ENGLISH} "Settings, marks and pictures: $WorkingFolder"
-LangString workingFolderText ${LANG_SIMPCHINESE} "设置、标记和图像：$WorkingFolder"
+LangString workingFolderText ${LANG_ENGLISH} "${NAME} keeps its settings, marks and pictures in $WorkingFolder"
+LangString workingFolderText ${LANG_SIMPCHINESE} "${NAME} 的设置、标记和图像保存在 $WorkingFolder"
+LangString otherFiles ${LANG_ENGLISH} "$INSTDIR has other files in it. Press Install again to put ${NAME} into $1."
+LangString otherFiles ${LANG_SIMPCHINESE} "$INSTDIR 中有其他文件。再次按“安装”将把 ${NAME} 安装到 $1。"
+LangString uninstallText ${LANG_ENGLISH} "The program is removed. Settings, marks and pictures stay in $WorkingFolder"
+LangString uninstallText ${LANG_SIMPCHINESE} "将删除程序。设置、标记和图像保留在 $WorkingFolder"
 LangString workingFolderStays ${LANG_ENGLISH} "Settings, marks and pictures stay in $WorkingFolder"
 LangString workingFolderStays ${LANG_SIMPCHINESE} "设置、标记和图像保留在 $WorkingFolder"
-LangString libraryIsKept ${LANG_ENGLISH} "KVCap2.dll is not the simulator: left as it is."
-LangString libraryIsKept ${LANG_SIMPCHINESE} "KVCap2.dll 不是模拟器，保持不变。"
+LangString libraryIsKept ${LANG_ENGLISH} "Your own camera library (KVCap2.dll) was kept."
+LangString libraryIsKept ${LANG_SIMPCHINESE} "已保留您自己的相机库 (KVCap2.dll)。"
 LangString isIncomplete ${LANG_ENGLISH} "Not everything could be written."
 LangString isIncomplete ${LANG_SIMPCHINESE} "部分文件无法写入。"
 LangString needs64Bit ${LANG_ENGLISH} "${NAME} needs 64-bit Windows."
@@ -127,12 +134,23 @@ Function .onInit
     !insertmacro MULTIUSER_INIT
 FunctionEnd
 
-; A folder with other things in it is not the program's; one in it can be.
-Function leaveDirectory
+; A folder with other things in it is not the program's: $0 is 1. Its own has the program, or the camera library that its
+; uninstaller left.
+!macro belongsToOthers
     ${DirState} "$INSTDIR" $0
+    ${If} ${FileExists} "$INSTDIR\bivista.exe"
+    ${OrIf} ${FileExists} "$INSTDIR\KVCap2.dll"
+        StrCpy $0 0
+    ${EndIf}
+!macroend
+
+Function leaveDirectory
+    !insertmacro belongsToOthers
     ${If} $0 = 1
-    ${AndIfNot} ${FileExists} "$INSTDIR\bivista.exe"
-        StrCpy $INSTDIR "$INSTDIR\${NAME}"
+        StrCpy $1 "$INSTDIR\${NAME}"
+        MessageBox MB_OK|MB_ICONINFORMATION "$(otherFiles)"
+        ; The page reads its field again when it is left the next time.
+        SendMessage $mui.DirectoryPage.Directory ${WM_SETTEXT} 0 "STR:$1"
         Abort
     ${EndIf}
 FunctionEnd
@@ -191,20 +209,29 @@ FunctionEnd
 Section
     SetRegView 64
     !insertmacro endIfRunning
+    !insertmacro belongsToOthers
+    ${If} $0 = 1
+        SetErrorLevel 5
+        Abort "$(otherFiles)"
+    ${EndIf}
     !insertmacro isLibraryOurs
     ; An older version takes its files with it, since this one may not have all of them. (Its uninstaller stays: with _?= it
-    ; runs where it is.)
+    ; runs where it is.) So does one in another folder, which would be nobody's otherwise.
     ReadRegStr $9 SHCTX "${OWN_KEY}" "Folder"
-    ${If} $9 == $INSTDIR
-    ${AndIf} ${FileExists} "$INSTDIR\uninstall.exe"
-        ExecWait '"$INSTDIR\uninstall.exe" /S /$MultiUser.InstallMode _?=$INSTDIR'
+    ${If} $9 != ""
+    ${AndIf} ${FileExists} "$9\uninstall.exe"
+        ExecWait '"$9\uninstall.exe" /S /$MultiUser.InstallMode _?=$9'
+        ${If} $9 != $INSTDIR
+            Delete "$9\uninstall.exe"
+            RMDir "$9"
+        ${EndIf}
     ${EndIf}
 
     ClearErrors
     SetOutPath "$INSTDIR"
-    File /r /x KVCap2.dll /x *.ini /x mark*.txt /x lang "${STAGE}\*.*"
+    File /r /x KVCap2.dll /x *.ini /x mark*.txt /x lang /x simulator "${STAGE}\*.*"
     SetOutPath "$INSTDIR\simulator"
-    File "${STAGE}\KVCap2.dll"
+    File "${STAGE}\simulator\*.*"
     !insertmacro endIfIncomplete
     ${If} $0 = 1
         SetOutPath "$INSTDIR"
@@ -273,13 +300,19 @@ Section Uninstall
     !insertmacro isLibraryOurs
     ${If} $0 = 1
         Delete "$INSTDIR\KVCap2.dll"
+    ${Else}
+        DetailPrint "$(libraryIsKept)"
     ${EndIf}
     ; Every file by its name: a folder that was chosen may hold other things.
     !include "${FILES}"
     Delete "$INSTDIR\uninstall.exe"
     RMDir "$INSTDIR"
-    Delete "$SMPROGRAMS\${NAME}.lnk"
-    DeleteRegKey SHCTX "${UNINSTALL_KEY}"
-    DeleteRegKey SHCTX "${OWN_KEY}"
+    ; Another installation has these now, if this one was only copied here.
+    ReadRegStr $0 SHCTX "${OWN_KEY}" "Folder"
+    ${If} $0 == $INSTDIR
+        Delete "$SMPROGRAMS\${NAME}.lnk"
+        DeleteRegKey SHCTX "${UNINSTALL_KEY}"
+        DeleteRegKey SHCTX "${OWN_KEY}"
+    ${EndIf}
     DetailPrint "$(workingFolderStays)"
 SectionEnd

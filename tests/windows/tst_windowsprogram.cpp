@@ -63,6 +63,7 @@ private slots:
     void installs_data();
     void installs();
     void newerVersionTakesOldFilesAway();
+    void installedElsewhere();
     void installedTwiceInTwoWays();
 
 private:
@@ -561,9 +562,9 @@ void TestWindowsProgram::installs() {
 /// What an older version brought and this one does not have goes; what it left in the working folder stays.
 void TestWindowsProgram::newerVersionTakesOldFilesAway() {
     const QDir stage(place.filePath("old"));
-    QVERIFY(stage.mkpath("lang"));
-    const QStringList files{"bivista.exe", "KVCap2.dll", "gone.dll",
-                            "setting.ini", "mark0.txt",  "lang/gone.qm"};
+    QVERIFY(stage.mkpath("lang") && stage.mkpath("simulator"));
+    const QStringList files{"bivista.exe",  "KVCap2.dll",          "gone.dll", "setting.ini", "mark0.txt",
+                            "lang/gone.qm", "simulator/KVCap2.dll"};
     for (const QString& name : files) {
         QFile file(stage.filePath(name));
         QVERIFY(file.open(QIODevice::WriteOnly));
@@ -598,6 +599,28 @@ void TestWindowsProgram::newerVersionTakesOldFilesAway() {
     QCOMPARE(settings.readAll(), QByteArray("[File]\nLang=1\n"));
     QCOMPARE(runToItsEnd({installed.filePath("uninstall.exe"), "/S", "/CurrentUser"}), 0);
     QVERIFY(waitFor([&] { return !QFile::exists(installed.path()); }));
+}
+
+/// A folder of other files is left alone, and of two installations of one kind the first one goes.
+void TestWindowsProgram::installedElsewhere() {
+    const QDir others(prefix + "/drive_c/others");
+    QVERIFY(others.mkpath("."));
+    QFile readme(others.filePath("README.txt"));
+    QVERIFY(readme.open(QIODevice::WriteOnly) && readme.write("mine") == 4);
+    readme.close();
+    QCOMPARE(runToItsEnd({SETUP, "/S", "/CurrentUser", "/D=C:\\others"}), 5);
+    QCOMPARE(others.entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList{"README.txt"});
+    QCOMPARE(registered("HKCU", "Folder"), QString());
+
+    QCOMPARE(runToItsEnd({SETUP, "/S", "/CurrentUser", "/D=C:\\first"}), 0);
+    const QString first = unixPath("C:\\first");
+    QVERIFY(QFile::exists(first + "/bivista.exe"));
+    QCOMPARE(runToItsEnd({SETUP, "/S", "/CurrentUser", "/D=C:\\second"}), 0);
+    QVERIFY(!QFile::exists(first));
+    QCOMPARE(registered("HKCU", "Folder"), QString("C:\\second"));
+    const QString second = unixPath("C:\\second");
+    QCOMPARE(runToItsEnd({second + "/uninstall.exe", "/S"}), 0);
+    QVERIFY(waitFor([&] { return !QFile::exists(second); }));
 }
 
 /// For this user in a folder of the user's choice, and for all: each uninstaller removes its own.
