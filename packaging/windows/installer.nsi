@@ -220,7 +220,12 @@ Section
     ReadRegStr $9 SHCTX "${OWN_KEY}" "Folder"
     ${If} $9 != ""
     ${AndIf} ${FileExists} "$9\uninstall.exe"
-        ExecWait '"$9\uninstall.exe" /S /$MultiUser.InstallMode _?=$9'
+        ExecWait '"$9\uninstall.exe" /S /$MultiUser.InstallMode _?=$9' $8
+        ; The program in another folder may be running, or belong to somebody else.
+        ${If} $8 <> 0
+            SetErrorLevel $8
+            Abort "$(isRunning)"
+        ${EndIf}
         ${If} $9 != $INSTDIR
             Delete "$9\uninstall.exe"
             RMDir "$9"
@@ -257,6 +262,7 @@ Section
     ClearErrors
     SetOutPath "$WorkingFolder\lang"
     File "${STAGE}\lang\*.qm"
+    !insertmacro endIfIncomplete
     SetOutPath "$WorkingFolder"
     SetOverwrite off
     ${IfNot} ${FileExists} "$WorkingFolder\setting.ini"

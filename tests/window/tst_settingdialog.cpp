@@ -925,6 +925,7 @@ void TestSettingDialog::answerChooser(const QString& choose) {
         if (choose.isEmpty()) {
             chooser->reject();
         } else {
+            QDir::setCurrent(choose);  // as the system's own chooser may
             chooser->setDirectory(choose);
             chooser->findChild<QLineEdit*>(QStringLiteral("fileNameEdit"))->setText(choose);
             QMetaObject::invokeMethod(chooser, "accept");
@@ -939,7 +940,9 @@ void TestSettingDialog::pathIsChosen() {
     dialog->loadFileOptions();
     QVERIFY(QDir().mkdir(QStringLiteral("out")));
     const QString out = QDir(QStringLiteral("out")).absolutePath();
+    const QString workingFolder = QDir::currentPath();
     answerChooser(out);
+    QCOMPARE(QDir::currentPath(), workingFolder);
     QCOMPARE(control<QLineEdit>("leSavePath")->text(), out);
     QCOMPARE(disk("File/Path"), out);
 }

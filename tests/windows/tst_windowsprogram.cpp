@@ -216,8 +216,7 @@ void TestWindowsProgram::hotkeyOfTheDesktop() {
 
     // Wine hands keys to its desktop as long as one of its windows has the keyboard: that of another program
     // will do.
-    DesktopProgram editor(bivista.server.environment(), QStringLiteral(RUN_IN_WINE), wine({"notepad"}),
-                          place.path());
+    DesktopProgram editor(environment(), QStringLiteral(RUN_IN_WINE), wine({"notepad"}), place.path());
     const quint32 other = server.waitForWindow("Untitled - Notepad");
     QVERIFY2(other, qPrintable(server.titles().join('\n')));
     QVERIFY(server.activate(other));
@@ -615,6 +614,19 @@ void TestWindowsProgram::installedElsewhere() {
     QCOMPARE(runToItsEnd({SETUP, "/S", "/CurrentUser", "/D=C:\\first"}), 0);
     const QString first = unixPath("C:\\first");
     QVERIFY(QFile::exists(first + "/bivista.exe"));
+    {
+        // As long as the first one runs, it stays whole and stays the one.
+        DesktopProgram running(environment(), QStringLiteral(RUN_IN_WINE), wine({first + "/bivista.exe"}),
+                               first);
+        const quint32 window = server.waitForWindow("Bivista");
+        QVERIFY(window);
+        QCOMPARE(runToItsEnd({SETUP, "/S", "/CurrentUser", "/D=C:\\second"}), 3);
+        QVERIFY(QFile::exists(first + "/bivista.exe") && QFile::exists(first + "/uninstall.exe"));
+        QCOMPARE(registered("HKCU", "Folder"), QString("C:\\first"));
+        endInOrder(running, window);
+    }
+    // What it wrote where it was started is nobody's but the user's.
+    QVERIFY(QFile::remove(first + "/setting.ini"));
     QCOMPARE(runToItsEnd({SETUP, "/S", "/CurrentUser", "/D=C:\\second"}), 0);
     QVERIFY(!QFile::exists(first));
     QCOMPARE(registered("HKCU", "Folder"), QString("C:\\second"));
