@@ -177,7 +177,7 @@ void MainWindow::assignTiles() {
     if (demo == 0 && firstRun) {
         // The order of detection becomes the order kept.
         for (int i = 0; i < cameraCount; ++i)
-            settings->store(keys::cameraSerial(i).name, serialText(serialNumbers[i]));
+            settings->store(keys::cameraSerial(i), serialText(serialNumbers[i]));
         settings->flush();
     } else if (demo == 0) {
         QVector<QByteArray> serials;
@@ -647,8 +647,7 @@ void MainWindow::on_actionFreeze_triggered(bool checked) {
 
 void MainWindow::on_actionEnable_triggered(bool checked) {
     transEnabled = checked;
-    settings->store(keys::kTrans.name, checked ? 1 : 0);
-    settings->flush();
+    settings->write(keys::kTrans, checked);
 }
 
 // ---- marks -------------------------------------------------------------------------------------
@@ -719,7 +718,7 @@ void MainWindow::on_actionTilt_triggered() {
 void MainWindow::on_actionClear_triggered() {
     scene->clearMarks();
     setTileFlags(QGraphicsItem::ItemIsMovable);
-    settings->removeKeys({keys::kDateTimeMark.name, keys::kBarcodeMark.name});
+    settings->remove(keys::kDateTimeMark, keys::kBarcodeMark);
 }
 
 void MainWindow::on_actionSave_Corner_triggered() {
@@ -762,8 +761,7 @@ void MainWindow::on_actionExecute_triggered() {
     }
     scene->saveMarks(0);
     transEnabled = true;
-    settings->store(keys::kTrans.name, 1);
-    settings->flush();
+    settings->write(keys::kTrans, true);
     ui->actionEnable->setEnabled(true);
     ui->actionEnable->setChecked(true);
 }
@@ -970,8 +968,8 @@ void MainWindow::savePos(QList<ImagePos> lst) {
             const bool isShown = entry.index >= 0 && entry.index < cameraCount && tiles[entry.index].item;
             place = isShown ? tiles[entry.index].item->pos() : QPointF(entry.x, entry.y);
         }
-        settings->store(keys::tileX(slot).name, place.x());
-        settings->store(keys::tileY(slot).name, place.y());
+        settings->store(keys::tileX(slot), place.x());
+        settings->store(keys::tileY(slot), place.y());
     }
 }
 
@@ -995,8 +993,7 @@ void MainWindow::on_actionZoom_Fit_triggered() {
 
 void MainWindow::resetView() {
     ui->gvMain->resetTransform();
-    settings->store(keys::kZoom.name, 1);
-    settings->flush();
+    settings->write(keys::kZoom, 1.0);
 }
 
 void MainWindow::zoomIn() {

@@ -291,7 +291,7 @@ void SettingDialog::on_hsExposure_valueChanged(int value) {
 
 void SettingDialog::on_hsExposureScale_valueChanged(int value) {
     // Not on disk at once, and the exposure slider stays where it is.
-    settings->store(keys::kExposureScale.name, value);
+    settings->store(keys::kExposureScale, double(value));
     exposureScale = atLeastOne(value);
     ui->lblExposureScale->setText(QString::number(value));
 }

@@ -1,5 +1,7 @@
 #include "settings/settingkeys.h"
 
+#include "settings/settingvalue.h"
+
 namespace keys {
 
 SettingKey<QString> cameraSerial(int tile) {
@@ -16,9 +18,14 @@ SettingKey<double> tileY(int tile) {
 
 namespace {
 
+template <typename T>
+QString oddityOf(const QString& text) {
+    return settingValue<T>(text).oddity;
+}
+
 template <typename... Types>
 QVector<Description> describe(const SettingKey<Types>&... key) {
-    return {Description{key.name, QVariant(key.fallback)}...};
+    return {Description{key.name, QVariant(key.fallback), &oddityOf<Types>}...};
 }
 
 }  // namespace

@@ -5,11 +5,18 @@
 #include <QVariant>
 #include <QVector>
 
+/// How a value stands in the file.
+enum class Written {
+    AsItIs,     ///< numbers as numbers, a bool as true or false
+    AsInteger,  ///< a bool as 1 or 0
+};
+
 /// A key of type `T` and the value that stands for it while the file does not have it.
 template <typename T>
 struct SettingKey {
     QString name;
     T fallback;
+    Written written = Written::AsItIs;
 };
 
 namespace keys {
@@ -32,9 +39,10 @@ inline const SettingKey<double> kExposureScaleOfSelection{QStringLiteral("Contro
 
 // The window, its files and its line to the machine controller.
 inline const SettingKey<QString> kPort{QStringLiteral("File/Port"), QString()};  ///< empty = no serial line
-inline const SettingKey<bool> kTrans{QStringLiteral("File/Trans"), false};       ///< correction on
-inline const SettingKey<int> kWidth{QStringLiteral("File/Width"), 2560};         ///< px, without camera 0
-inline const SettingKey<int> kHeight{QStringLiteral("File/Height"), 1440};       ///< px, without camera 0
+/// Correction on.
+inline const SettingKey<bool> kTrans{QStringLiteral("File/Trans"), false, Written::AsInteger};
+inline const SettingKey<int> kWidth{QStringLiteral("File/Width"), 2560};    ///< px, without camera 0
+inline const SettingKey<int> kHeight{QStringLiteral("File/Height"), 1440};  ///< px, without camera 0
 inline const SettingKey<QString> kTitle{QStringLiteral("File/Title"), QStringLiteral("Bivista")};
 inline const SettingKey<int> kLang{QStringLiteral("File/Lang"), 2};  ///< 1 English, 2 Chinese
 inline const SettingKey<QString> kBarcodeMark{QStringLiteral("File/BarcodeMark"), QString()};
@@ -57,10 +65,12 @@ inline const SettingKey<int> kColor{QStringLiteral("File/Color"), 0};  ///< 0 = 
 SettingKey<double> tileX(int tile);
 SettingKey<double> tileY(int tile);
 
-/// Name and default (with its type) of every key, for documents and tests; the tile keys once for each tile.
+/// Name and default (with its type) of every key; the tile keys once for each tile.
 struct Description {
     QString name;
     QVariant fallback;
+    /// SettingValue::oddity of a text of this key.
+    QString (*oddity)(const QString& text);
 };
 QVector<Description> all();
 

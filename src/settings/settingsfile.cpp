@@ -3,7 +3,11 @@
 #include <QDebug>
 #include <QFile>
 #include <QFileInfo>
+#include <QTemporaryFile>
 #include <QTextCodec>
+#include <algorithm>
+
+#include "platform/platform.h"
 
 namespace {
 
@@ -16,101 +20,205 @@ bool isUtf8(const QByteArray& bytes) {
     return state.invalidChars == 0 && state.remainingChars == 0;
 }
 
+/// The lines without white space around them and without a byte order mark.
+QList<QByteArray> linesOf(QByteArray bytes) {
+    if (bytes.startsWith("\xef\xbb\xbf"))
+        bytes.remove(0, 3);
+    auto lines = bytes.replace('\r', '\n').split('\n');
+    for (QByteArray& line : lines)
+        line = line.trimmed();
+    return lines;
+}
+
 /// Looks at the lines by itself: QSettings calls a byte order mark and a "#" comment errors, too.
 Content contentOf(const QByteArray& bytes) {
     if (bytes.contains('\0') || !isUtf8(bytes))
         return Content::Foreign;
     bool hasKeys = false;
     bool hasStrayLines = false;
-    const auto lines = (bytes.startsWith("\xef\xbb\xbf") ? bytes.mid(3) : bytes).split('\n');
-    for (const QByteArray& line : lines) {
-        const QByteArray text = line.trimmed();
-        if (text.isEmpty() || text.startsWith(';') || text.startsWith('#') || text.startsWith('['))
+    for (const QByteArray& line : linesOf(bytes)) {
+        if (line.isEmpty() || line.startsWith(';') || line.startsWith('#') || line.startsWith('['))
             continue;
-        (text.contains('=') ? hasKeys : hasStrayLines) = true;
+        (line.contains('=') ? hasKeys : hasStrayLines) = true;
     }
     if (!hasStrayLines)
         return Content::Ini;
     return hasKeys ? Content::IniWithStrayLines : Content::Foreign;
 }
 
-/// Says which numbers are none. They count as 0, which is rarely what was meant.
-void warnOfTextInNumbers(const QSettings& settings) {
-    for (const auto& key : keys::all()) {
-        const auto type = key.fallback.type();
-        bool isNumber = true;
-        if (settings.contains(key.name) && (type == QVariant::Int || type == QVariant::Double))
-            settings.value(key.name).toDouble(&isNumber);
-        if (!isNumber)
-            qWarning("%s is no number; taken as 0", qUtf8Printable(key.name));
+/// Nothing when it cannot be read; a folder cannot.
+std::optional<QByteArray> contentOfFile(const QString& fileName) {
+    QFile file(fileName);
+    if (!QFileInfo(fileName).isFile() || !file.open(QIODevice::ReadOnly))
+        return {};
+    return file.readAll();
+}
+
+bool isList(const QVariant& value) {
+    return value.type() == QVariant::StringList || value.type() == QVariant::List;
+}
+
+QString joined(const QVariant& list) {
+    return list.toStringList().join(QLatin1Char(','));
+}
+
+/// The text of a key as it stands in the file, spaces behind commas and all. QSettings has read it as `list`
+/// because of its bare commas; what that cannot have come from (quotes, escapes) is joined without spaces.
+QString commaText(const QByteArray& bytes, const QString& name, const QVariant& list) {
+    const QStringList parts = list.toStringList();
+    QString found = joined(list);
+    QString section;
+    for (const QByteArray& line : linesOf(bytes)) {
+        if (line.startsWith('[')) {
+            section = QString::fromUtf8(line.mid(1, line.indexOf(']') - 1)).trimmed();
+            continue;
+        }
+        const int equals = line.indexOf('=');
+        const QString key = section + QLatin1Char('/') + QString::fromUtf8(line.left(equals)).trimmed();
+        // Where letters of another case are another key, it has another value.
+        if (equals < 0 || key.compare(name, Qt::CaseInsensitive) != 0)
+            continue;
+        const QString text = QString::fromUtf8(line.mid(equals + 1).split(';').first()).trimmed();
+        QStringList textParts = text.split(QLatin1Char(','));
+        for (QString& part : textParts)
+            part = part.trimmed();
+        if (textParts == parts && !text.contains(QLatin1Char('"')) && !text.contains(QLatin1Char('\\')))
+            found = text;
     }
+    return found;
+}
+
+/// Why a file cannot be written, in the system's words: QSettings keeps them to itself. Empty when it can.
+QString refusal(const QString& fileName) {
+    constexpr int kGrowth = 1024;  // bytes that the new file may have more than the old one
+    QFile old(fileName);
+    if (old.exists() && !old.open(QIODevice::ReadWrite))
+        return old.errorString();
+    QTemporaryFile beside(fileName + QStringLiteral(".XXXXXX"));
+    const QByteArray content(int(old.size()) + kGrowth, ' ');
+    if (!beside.open())
+        return beside.errorString();
+    if (beside.write(content) == content.size() && beside.flush())
+        return {};
+    // A disk that takes a part of it says why only when it has no room at all for the rest.
+    beside.flush();
+    return beside.errorString();
 }
 
 }  // namespace
 
 SettingsFile::SettingsFile(const QString& fileName, QObject* parent)
-    : QSettings(fileName, QSettings::IniFormat, parent) {
-    setIniCodec("UTF-8");
+    : QObject(parent), file(fileName, QSettings::IniFormat) {
+    file.setIniCodec("UTF-8");
     const QFileInfo info(fileName);
     if (!info.exists() && !info.isSymLink())
         return;
-    QFile file(fileName);
-    const bool isReadable = info.isFile() && file.open(QIODevice::ReadOnly);
-    const Content content = isReadable ? contentOf(file.readAll()) : Content::Foreign;
+    const auto bytes = contentOfFile(fileName);
+    const Content content = bytes ? contentOf(*bytes) : Content::Foreign;
     intact = content != Content::Foreign;
-    keepCopy = content == Content::IniWithStrayLines;
-    if (!intact)
+    needsCopy = content == Content::IniWithStrayLines;
+    if (!intact) {
         qWarning("%s cannot be understood; it stays as it is and changes of this run are not kept",
                  qUtf8Printable(fileName));
-    warnOfTextInNumbers(*this);
-}
-
-/// Whether the file may be written; keeps a copy first of what the writing would lose.
-bool SettingsFile::prepareWrite() {
-    if (keepCopy) {
-        const QString copy = fileName() + QStringLiteral(".bak");
-        QFile::remove(copy);
-        keepCopy = !QFile::copy(fileName(), copy);
-        if (keepCopy)
-            qWarning("%s has lines that are no settings and cannot be copied; it stays as it is",
-                     qUtf8Printable(fileName()));
-        else
-            qWarning("%s had lines that are no settings; the old file is %s", qUtf8Printable(fileName()),
-                     qUtf8Printable(copy));
+        problemText = QStringLiteral("Settings not kept: %1 cannot be understood").arg(info.fileName());
     }
-    return intact && !keepCopy;
+    for (const auto& key : keys::all()) {
+        const QVariant stored = file.value(key.name);
+        if (bytes && isList(stored))
+            commaTexts.insert(key.name, commaText(*bytes, key.name, stored));
+        const QString oddity = stored.isValid() ? key.oddity(*text(key.name)) : QString();
+        if (!oddity.isEmpty())
+            qWarning("%s %s", qUtf8Printable(key.name), qUtf8Printable(oddity));
+    }
 }
 
-template <>
-QString SettingsFile::read(const SettingKey<QString>& key) const {
-    const QVariant stored = value(key.name, key.fallback);
-    if (stored.type() == QVariant::StringList)
-        return stored.toStringList().join(QLatin1Char(','));
-    return stored.toString();
+SettingsFile::~SettingsFile() {
+    const QSignalBlocker nobodyIsTold(this);
+    if (!changes.isEmpty())
+        flush();
 }
 
-void SettingsFile::store(const QString& name, const QVariant& newValue) {
-    if (prepareWrite())
-        setValue(name, newValue);
+/// Nothing when there is neither a value of this run nor one in the file.
+std::optional<QString> SettingsFile::text(const QString& name) const {
+    const auto change = std::find_if(changes.begin(), changes.end(),
+                                     [&](const auto& candidate) { return candidate.first == name; });
+    const QVariant stored = change != changes.end() ? change->second : file.value(name);
+    if (!stored.isValid())
+        return {};
+    return isList(stored) ? commaTexts.value(name, joined(stored)) : stored.toString();
 }
 
-void SettingsFile::removeKeys(const QStringList& names) {
-    if (!prepareWrite())
-        return;
-    for (const QString& name : names)
-        remove(name);
-    flush();
+void SettingsFile::set(const QString& name, const QVariant& value) {
+    const auto change = std::find_if(changes.begin(), changes.end(),
+                                     [&](const auto& candidate) { return candidate.first == name; });
+    if (change != changes.end())
+        change->second = value;
+    else
+        changes.append({name, value});
+}
+
+void SettingsFile::flushSoon() {
+    if (!flushIsDue)
+        QMetaObject::invokeMethod(this, &SettingsFile::flush, Qt::QueuedConnection);
+    flushIsDue = true;
 }
 
 void SettingsFile::flush() {
+    flushIsDue = false;
     if (!intact)
         return;
-    sync();
-    // Not any other status: what was odd about the file when it was read stays on record there.
-    if (status() != QSettings::AccessError) {
-        failureLogged = false;
-    } else if (!failureLogged) {
-        failureLogged = true;
-        qWarning("%s cannot be written", qUtf8Printable(fileName()));
+    const QString problem = takeChangesOver();
+    setProblem(problem.isEmpty() ? writeProblem() : problem);
+}
+
+/// Hands the changes to QSettings, once nothing is lost by writing the file. Returns what is in the way.
+QString SettingsFile::takeChangesOver() {
+    if (needsCopy && !changes.isEmpty()) {
+        const QString copy = fileName() + QStringLiteral(".bak");
+        const auto bytes = contentOfFile(fileName());
+        needsCopy = !bytes || !platform::replaceFile(copy, *bytes);
+        if (needsCopy)
+            return QStringLiteral("%1 cannot be made").arg(QFileInfo(copy).fileName());
+        qWarning("%s had lines that are no settings; the old file is %s", qUtf8Printable(fileName()),
+                 qUtf8Printable(copy));
     }
+    if (changes.isEmpty())
+        return {};
+    // As a list it would come back with a space behind every comma.
+    for (auto text = commaTexts.constBegin(); text != commaTexts.constEnd(); ++text) {
+        if (isList(file.value(text.key())))
+            file.setValue(text.key(), text.value());
+    }
+    commaTexts.clear();
+    for (const auto& [name, value] : qAsConst(changes)) {
+        if (value.isValid())
+            file.setValue(name, value);
+        else
+            file.remove(name);
+    }
+    changes.clear();
+    return {};
+}
+
+/// Has QSettings write what it has; it tries again what it could not write. Returns why it still cannot.
+QString SettingsFile::writeProblem() {
+    file.sync();
+    // A status stays for ever, also that of oddities found when the file was read.
+    if (file.status() == QSettings::NoError)
+        return {};
+    const bool failedBefore = accessFailed;
+    accessFailed = file.status() == QSettings::AccessError;
+    const QString reason = refusal(fileName());
+    return reason.isEmpty() && accessFailed && !failedBefore ? QStringLiteral("unknown reason") : reason;
+}
+
+/// Takes what is in the way of writing the file, empty when nothing is.
+void SettingsFile::setProblem(const QString& reason) {
+    const QString text = reason.isEmpty() ? QString() : QStringLiteral("Settings not written: ") + reason;
+    if (text == problemText)
+        return;
+    problemText = text;
+    if (!reason.isEmpty())
+        qWarning("%s cannot be written: %s", qUtf8Printable(fileName()), qUtf8Printable(reason));
+    emit problemChanged(problemText);
 }

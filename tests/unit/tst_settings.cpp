@@ -1,8 +1,39 @@
+#include <QDirIterator>
+#include <QSignalSpy>
 #include <QtTest>
+#include <cerrno>
 #include <memory>
 
 #include "settings/settingsfile.h"
+#include "support/fulldisk.h"
 #include "support/workingfolder.h"
+
+namespace {
+
+const QString kFile = QStringLiteral("./setting.ini");
+
+/// The warnings of the program's own while it lives.
+class Warnings {
+public:
+    Warnings() {
+        seen.clear();
+        before = qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& text) {
+            if (type == QtWarningMsg)
+                seen.append(text);
+        });
+    }
+    ~Warnings() { qInstallMessageHandler(before); }
+    Warnings(const Warnings&) = delete;
+    Warnings& operator=(const Warnings&) = delete;
+
+    static QStringList all() { return seen; }
+
+private:
+    inline static QStringList seen;
+    QtMessageHandler before;
+};
+
+}  // namespace
 
 /// The key table and what happens to a configuration file in every state it can be found in.
 class TestSettings : public QObject {
@@ -14,24 +45,38 @@ private slots:
     void noKeyIsMissing();
     void writeIsOnDiskAtOnce();
     void storeWaits();
+    void storedIsWrittenByTheLoop();
+    void storedIsWrittenAtTheEnd();
+    void textOfTheFile();
     void commasSurvive_data();
     void commasSurvive();
     void utf8IsRead();
     void textInANumberIsZero();
+    void whatIsWarnedOfIsWhatIsTaken_data();
+    void whatIsWarnedOfIsWhatIsTaken();
+    void nothingIsWarnedOfInVain();
     void removedKeysAreGoneFromDisk();
     void damagedFileIsNeverWritten_data();
     void damagedFileIsNeverWritten();
+    void damagedFileServesAsFarAsItCan();
     void strayLinesAreKeptInACopy();
+    void oldCopyIsReplacedByAWholeOne();
+    void noCopyNoWriting();
+    void fullDiskIsTold_data();
+    void fullDiskIsTold();
+    void lostFolderIsTold();
     void harmlessOddities_data();
     void harmlessOddities();
     void anotherThreadsReading();
     void unwritableFolderIsSurvived();
+
+private:
+    static QVector<QPair<const char*, QVariant>> expectedKeys();
 };
 
-void TestSettings::everyKeyHasItsDefault_data() {
-    QTest::addColumn<QString>("key");
-    QTest::addColumn<QVariant>("fallback");
-    const QVector<QPair<const char*, QVariant>> table{
+/// Every key with its default; the type is the default's.
+QVector<QPair<const char*, QVariant>> TestSettings::expectedKeys() {
+    return {
         {"Camera/CamNum", 4},
         {"Camera/Demo", 0},
         {"Camera/Mode", 1},
@@ -63,10 +108,19 @@ void TestSettings::everyKeyHasItsDefault_data() {
         {"File/Color", 0},
         {"Pos/X0", 0.0},
         {"Pos/Y0", 0.0},
+        {"Pos/X1", 1.0},
+        {"Pos/Y1", 1.0},
+        {"Pos/X2", 2.0},
+        {"Pos/Y2", 2.0},
         {"Pos/X3", 3.0},
         {"Pos/Y3", 3.0},
     };
-    for (const auto& row : table)
+}
+
+void TestSettings::everyKeyHasItsDefault_data() {
+    QTest::addColumn<QString>("key");
+    QTest::addColumn<QVariant>("fallback");
+    for (const auto& row : expectedKeys())
         QTest::newRow(row.first) << QString::fromLatin1(row.first) << row.second;
 }
 
@@ -81,17 +135,46 @@ void TestSettings::everyKeyHasItsDefault() {
     QCOMPARE(found->fallback, fallback);
 }
 
+/// The rows above, the table, and the names in the sources are the same keys; no other source names one.
 void TestSettings::noKeyIsMissing() {
-    QStringList names;
+    QStringList rows;
+    for (const auto& row : expectedKeys())
+        rows.append(QString::fromLatin1(row.first));
+    QStringList table;
     for (const auto& entry : keys::all())
-        names.append(entry.name);
-    QCOMPARE(names.removeDuplicates(), 0);
-    QCOMPARE(names.size(), 25 + 4 * 3);
+        table.append(entry.name);
+    QStringList named;
+    QStringList elsewhere;
+    const QRegularExpression literal(QStringLiteral("\"((?:Camera|Control|File|Pos)/[A-Za-z0-9%]+)\""));
+    QDirIterator source(QStringLiteral(SOURCES), {QStringLiteral("*.cpp"), QStringLiteral("*.h")},
+                        QDir::Files, QDirIterator::Subdirectories);
+    while (source.hasNext()) {
+        const QString text = QString::fromUtf8(WorkingFolder::read(source.next()));
+        auto match = literal.globalMatch(text);
+        while (match.hasNext()) {
+            const QString name = match.next().captured(1);
+            if (!source.fileName().startsWith(QLatin1String("settingkeys.")))
+                elsewhere.append(source.fileName() + QLatin1Char(' ') + name);
+            else if (!name.endsWith(QLatin1String("%1")))
+                named.append(name);
+            else
+                for (int tile = 0; tile < 4; ++tile)
+                    named.append(name.arg(tile));
+        }
+    }
+    for (QStringList* list : {&rows, &table, &named})
+        list->sort();
+    named.removeDuplicates();  // the exposure scale has two defaults
+    QCOMPARE(table, rows);
+    QCOMPARE(table, named);
+    QCOMPARE(elsewhere, QStringList());
+    QCOMPARE(keys::kExposureScaleOfSelection.name, keys::kExposureScale.name);
+    QCOMPARE(keys::kExposureScaleOfSelection.fallback, 1.0);
 }
 
 void TestSettings::writeIsOnDiskAtOnce() {
     const WorkingFolder folder;
-    SettingsFile settings(QStringLiteral("./setting.ini"));
+    SettingsFile settings(kFile);
     settings.write(keys::kQuality, 33);
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Quality")), QStringLiteral("33"));
     QCOMPARE(settings.read(keys::kQuality), 33);
@@ -99,17 +182,85 @@ void TestSettings::writeIsOnDiskAtOnce() {
 
 void TestSettings::storeWaits() {
     const WorkingFolder folder;
-    SettingsFile settings(QStringLiteral("./setting.ini"));
-    settings.store(keys::tileX(2).name, 640.5);
+    SettingsFile settings(kFile);
+    settings.store(keys::tileX(2), 640.5);
     QVERIFY(WorkingFolder::keyOnDisk(QStringLiteral("Pos/X2")).isNull());
     QCOMPARE(settings.read(keys::tileX(2)), 640.5);
     settings.flush();
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("Pos/X2")), QStringLiteral("640.5"));
 }
 
+/// Nobody has to write for it: the next turn of the event loop does.
+void TestSettings::storedIsWrittenByTheLoop() {
+    const WorkingFolder folder;
+    SettingsFile settings(kFile);
+    settings.store(keys::tileX(2), 640.5);
+    settings.store(keys::tileY(2), 2.0);
+    QTRY_COMPARE(WorkingFolder::keyOnDisk(QStringLiteral("Pos/X2")), QStringLiteral("640.5"));
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("Pos/Y2")), QStringLiteral("2"));
+    // And not only the first time.
+    settings.store(keys::tileX(2), 641.0);
+    QTRY_COMPARE(WorkingFolder::keyOnDisk(QStringLiteral("Pos/X2")), QStringLiteral("641"));
+}
+
+void TestSettings::storedIsWrittenAtTheEnd() {
+    const WorkingFolder folder;
+    {
+        SettingsFile settings(kFile);
+        settings.store(keys::tileX(2), 640.5);
+    }
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("Pos/X2")), QStringLiteral("640.5"));
+}
+
+/// Others read the file: this is how the values of each type stand in it.
+void TestSettings::textOfTheFile() {
+    const WorkingFolder folder;
+    SettingsFile settings(kFile);
+    settings.write(keys::kTrans, true);  // read as a bool, written as a number
+    settings.write(keys::kFreezeImage, true);
+    settings.write(keys::kSaveCaptured, false);
+    settings.store(keys::kExposureScale, 7.0);
+    settings.write(keys::kZoom, 0.1875);
+    settings.write(keys::kQuality, -3);
+    settings.write(keys::kXCount, QStringLiteral("5,3,5"));
+    settings.write(keys::kPath, QStringLiteral("C:/out put"));
+    settings.write(keys::kTitle, QString::fromUtf8("Größe; \"1\""));
+    settings.write(keys::kPort, QString());
+    settings.write(keys::tileX(1), 2560.0);
+    const QByteArray expected =
+        "[Control]\nExposureScale=7\n\n"
+        "[File]\nFreezeImage=true\nPath=C:/out put\nPort=\nQuality=-3\n"
+        "SaveCaptured=false\nTitle=\"Größe; \\\"1\\\"\"\nTrans=1\n"
+        "XCount=\"5,3,5\"\nZoom=0.1875\n\n[Pos]\nX1=2560\n";
+    // Sorted, so that the order of the system's own does not count.
+    const auto sorted = [](const QByteArray& text) {
+        auto lines = QString::fromUtf8(text).remove(QLatin1Char('\r')).split(QLatin1Char('\n'));
+        lines.sort();
+        return lines;
+    };
+    QCOMPARE(sorted(WorkingFolder::read(kFile)), sorted(expected));
+    settings.write(keys::kTrans, false);
+    settings.write(keys::kZoom, 1.0);
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Trans")), QStringLiteral("0"));
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Zoom")), QStringLiteral("1"));
+    QCOMPARE(settings.read(keys::kTrans), false);
+}
+
 void TestSettings::commasSurvive_data() {
     QTest::addColumn<QByteArray>("line");
     QTest::addColumn<QString>("expected");
+    QTest::newRow("words") << QByteArray("XCount=Line 3, left") << QStringLiteral("Line 3, left");
+    QTest::newRow("words before the comma")
+        << QByteArray("XCount =  a ,b,  c ") << QStringLiteral("a ,b,  c");
+    QTest::newRow("remark") << QByteArray("XCount=a, b ; c, d") << QStringLiteral("a, b");
+    QTest::newRow("at sign") << QByteArray("XCount=@home, left") << QStringLiteral("@home, left");
+    QTest::newRow("quoted words") << QByteArray("XCount=\"Line 3, left\"") << QStringLiteral("Line 3, left");
+    QTest::newRow("quoted part") << QByteArray("XCount=\"Line 3\", left") << QStringLiteral("Line 3,left");
+    QTest::newRow("escapes") << QByteArray("XCount=a\\tb, c") << QStringLiteral("a\tb,c");
+    QTest::newRow("twice") << QByteArray("XCount=a, b\nXCount=c, d") << QStringLiteral("c, d");
+    QTest::newRow("in other sections too")
+        << QByteArray("XCount=a, b\n[Other]\nXCount=a,b") << QStringLiteral("a, b");
+    QTest::newRow("not ASCII") << QByteArray("XCount=线 3, 左") << QString::fromUtf8("线 3, 左");
     QTest::newRow("bare") << QByteArray("XCount=5,3,5") << QStringLiteral("5,3,5");
     QTest::newRow("quoted") << QByteArray("XCount=\"5,3,5\"") << QStringLiteral("5,3,5");
     QTest::newRow("empty part") << QByteArray("XCount=5,,5") << QStringLiteral("5,,5");
@@ -121,9 +272,25 @@ void TestSettings::commasSurvive() {
     QFETCH(QByteArray, line);
     QFETCH(QString, expected);
     const WorkingFolder folder;
-    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), "[File]\n" + line + "\n"));
-    const SettingsFile settings(QStringLiteral("./setting.ini"));
-    QCOMPARE(settings.read(keys::kXCount), expected);
+    const QByteArray content = "[File]\n" + line + "\n";
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), content));
+    {
+        SettingsFile settings(kFile);
+        QCOMPARE(settings.read(keys::kXCount), expected);
+        settings.flush();
+        QCOMPARE(WorkingFolder::read(kFile), content);  // nobody has changed anything
+        settings.write(keys::kQuality, 33);
+        QCOMPARE(settings.read(keys::kXCount), expected);
+    }
+    {
+        const SettingsFile settings(kFile);
+        QCOMPARE(settings.read(keys::kQuality), 33);
+        QCOMPARE(settings.read(keys::kXCount), expected);
+    }
+    // The next start: nothing of the last one is in memory.
+    QVERIFY(QFile::rename(QStringLiteral("setting.ini"), QStringLiteral("next.ini")));
+    const SettingsFile next(QStringLiteral("./next.ini"));
+    QCOMPARE(next.read(keys::kXCount), expected);
 }
 
 void TestSettings::utf8IsRead() {
@@ -131,7 +298,7 @@ void TestSettings::utf8IsRead() {
     const QString title = QString::fromUtf8("检测台 Größe");
     QVERIFY(
         WorkingFolder::write(QStringLiteral("setting.ini"), "[File]\r\nTitle=" + title.toUtf8() + "\r\n"));
-    SettingsFile settings(QStringLiteral("./setting.ini"));
+    SettingsFile settings(kFile);
     QCOMPARE(settings.read(keys::kTitle), title);
     settings.write(keys::kLang, 1);
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Title")), title);
@@ -141,16 +308,81 @@ void TestSettings::textInANumberIsZero() {
     const WorkingFolder folder;
     QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), "[Camera]\nMode=grid\nCamNum=-1\n"));
     QTest::ignoreMessage(QtWarningMsg, "Camera/Mode is no number; taken as 0");
-    const SettingsFile settings(QStringLiteral("./setting.ini"));
+    const SettingsFile settings(kFile);
     QCOMPARE(settings.read(keys::kMode), 0);
     QCOMPARE(settings.read(keys::kCamNum), -1);
+}
+
+void TestSettings::whatIsWarnedOfIsWhatIsTaken_data() {
+    QTest::addColumn<QByteArray>("line");
+    QTest::addColumn<QString>("warning");
+    QTest::addColumn<double>("value");  // of the int, bool or double
+    const auto row = [](const char* line, const char* warning, double value) {
+        QTest::newRow(line) << QByteArray(line) << QString::fromLatin1(warning) << value;
+    };
+    row("CamNum=3", "", 3);
+    row("CamNum=-1", "", -1);
+    row("CamNum=\"3\"", "", 3);
+    row("CamNum=4.0", "Camera/CamNum is no whole number; taken as 0", 0);
+    row("CamNum=2147483647", "", 2147483647);
+    row("CamNum=4294967300", "Camera/CamNum is out of range; taken as 0", 0);
+    row("CamNum=-99999999999999999999", "Camera/CamNum is out of range; taken as 0", 0);
+    row("CamNum=four", "Camera/CamNum is no number; taken as 0", 0);
+    row("CamNum=4 cameras", "Camera/CamNum is no number; taken as 0", 0);
+    row("CamNum=", "Camera/CamNum is no number; taken as 0", 0);
+    row("CamNum=3,5", "Camera/CamNum is no number; taken as 0", 0);
+    row("CamNum=true", "Camera/CamNum is no number; taken as 0", 0);
+    row("Trans=1", "", 1);
+    row("Trans=0", "", 0);
+    row("Trans=true", "", 1);
+    row("Trans=False", "", 0);
+    row("Trans=no", "File/Trans is neither true nor false; taken as true", 1);
+    row("Trans=", "File/Trans is neither true nor false; taken as false", 0);
+    row("X1=2.5", "", 2.5);
+    row("X1=1e3", "", 1000);
+    row("X1=wide", "Pos/X1 is no number; taken as 0", 0);
+    row("X1=2,5", "Pos/X1 is no number; taken as 0", 0);
+}
+
+void TestSettings::whatIsWarnedOfIsWhatIsTaken() {
+    QFETCH(QByteArray, line);
+    QFETCH(QString, warning);
+    QFETCH(double, value);
+    const WorkingFolder folder;
+    const QByteArray section = line.startsWith("CamNum")  ? "[Camera]\n"
+                               : line.startsWith("Trans") ? "[File]\n"
+                                                          : "[Pos]\n";
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), section + line + "\n"));
+    const Warnings warnings;
+    const SettingsFile settings(kFile);
+    QCOMPARE(warnings.all(), warning.isEmpty() ? QStringList() : QStringList{warning});
+    if (line.startsWith("CamNum"))
+        QCOMPARE(settings.read(keys::kCamNum), int(value));
+    else if (line.startsWith("Trans"))
+        QCOMPARE(settings.read(keys::kTrans), value != 0.0);
+    else
+        QCOMPARE(settings.read(keys::tileX(1)), value);
+}
+
+/// A file with every key, each with a value of its type, and text where text belongs.
+void TestSettings::nothingIsWarnedOfInVain() {
+    const WorkingFolder folder;
+    for (const auto& key : expectedKeys()) {
+        const bool isText = key.second.type() == QVariant::String;
+        WorkingFolder::setKey(QLatin1String(key.first),
+                              isText ? QStringLiteral("no number, 4.x") : key.second);
+    }
+    const Warnings warnings;
+    const SettingsFile settings(kFile);
+    QCOMPARE(warnings.all(), QStringList());
+    QCOMPARE(settings.read(keys::cameraSerial(2)), QStringLiteral("no number, 4.x"));
 }
 
 void TestSettings::removedKeysAreGoneFromDisk() {
     const WorkingFolder folder;
     QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), "[File]\nDTMark=a\nBarcodeMark=b\nLang=1\n"));
-    SettingsFile settings(QStringLiteral("./setting.ini"));
-    settings.removeKeys({keys::kDateTimeMark.name, keys::kBarcodeMark.name});
+    SettingsFile settings(kFile);
+    settings.remove(keys::kDateTimeMark, keys::kBarcodeMark);
     QVERIFY(WorkingFolder::keyOnDisk(QStringLiteral("File/DTMark")).isNull());
     QVERIFY(WorkingFolder::keyOnDisk(QStringLiteral("File/BarcodeMark")).isNull());
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Lang")), QStringLiteral("1"));
@@ -170,21 +402,51 @@ void TestSettings::damagedFileIsNeverWritten() {
     QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), content));
     {
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("cannot be understood")));
-        SettingsFile settings(QStringLiteral("./setting.ini"));
+        SettingsFile settings(kFile);
         QVERIFY(!settings.isIntact());
+        QCOMPARE(settings.problem(), QStringLiteral("Settings not kept: setting.ini cannot be understood"));
+        QSignalSpy changed(&settings, &SettingsFile::problemChanged);
         settings.write(keys::kQuality, 33);
-        settings.store(keys::kZoom.name, 0.5);
-        settings.removeKeys({keys::kLang.name});
-        QCOMPARE(settings.read(keys::kQuality), 75);
+        settings.store(keys::kZoom, 0.5);
+        settings.write(keys::kTitle, QStringLiteral("Line 3, left"));
+        settings.write(keys::kLang, 1);
+        settings.remove(keys::kLang);
+        settings.flush();
+        QCoreApplication::processEvents();
+        QCOMPARE(WorkingFolder::read(kFile), content);
+        // The run goes on with what was chosen in it.
+        QCOMPARE(settings.read(keys::kQuality), 33);
+        QCOMPARE(settings.read(keys::kZoom), 0.5);
+        QCOMPARE(settings.read(keys::kTitle), QStringLiteral("Line 3, left"));
+        QCOMPARE(settings.read(keys::kLang), 2);
+        QCOMPARE(changed.count(), 0);
+        settings.store(keys::kQuality, 34);
     }
-    QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini")), content);
+    QCoreApplication::processEvents();
+    QCOMPARE(WorkingFolder::read(kFile), content);
+    QCOMPARE(QDir().entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("setting.ini")});
+}
+
+void TestSettings::damagedFileServesAsFarAsItCan() {
+    const WorkingFolder folder;
+    QVERIFY(
+        WorkingFolder::write(QStringLiteral("setting.ini"),
+                             "[Camera]\nCam0=a, b\nCamNum=3\n[File]\nDTMark=x\nTitle=\xc4\xe3\xba\xc3\n"));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("cannot be understood")));
+    SettingsFile settings(kFile);
+    QCOMPARE(settings.read(keys::kCamNum), 3);
+    QCOMPARE(settings.read(keys::cameraSerial(0)), QStringLiteral("a, b"));
+    QCOMPARE(settings.read(keys::kMode), 1);
+    settings.remove(keys::kDateTimeMark, keys::kCamNum);
+    QCOMPARE(settings.read(keys::kDateTimeMark), QString());
+    QCOMPARE(settings.read(keys::kCamNum), 4);
 }
 
 void TestSettings::strayLinesAreKeptInACopy() {
     const WorkingFolder folder;
     const QByteArray content = "stray words\n[File]\nLang=1\nTit";
     QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), content));
-    SettingsFile settings(QStringLiteral("./setting.ini"));
+    SettingsFile settings(kFile);
     QVERIFY(settings.isIntact());
     QCOMPARE(settings.read(keys::kLang), 1);
     QVERIFY(!QFile::exists(QStringLiteral("setting.ini.bak")));  // nothing is lost by reading
@@ -200,6 +462,123 @@ void TestSettings::strayLinesAreKeptInACopy() {
     QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini.bak")), content);
 }
 
+/// A disk that is full when the copy is made keeps the copy of before, and the file as it is.
+void TestSettings::oldCopyIsReplacedByAWholeOne() {
+#ifdef HAS_FULL_DISK
+    const WorkingFolder folder;
+    const QByteArray content = "stray words\n[File]\nLang=1\n";
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), content));
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini.bak"), "older"));
+    SettingsFile settings(kFile);
+    QSignalSpy changed(&settings, &SettingsFile::problemChanged);
+    {
+        const Warnings noise;
+        const FullDisk full(10);
+        settings.write(keys::kQuality, 33);
+    }
+    QCOMPARE(changed.count(), 1);
+    QVERIFY(settings.problem().startsWith(QLatin1String("Settings not written: setting.ini.bak")));
+    QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini.bak")), QByteArray("older"));
+    QCOMPARE(WorkingFolder::read(kFile), content);
+    QCOMPARE(settings.read(keys::kQuality), 33);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("lines that are no settings")));
+    settings.write(keys::kDelay, 9);
+    QCOMPARE(settings.problem(), QString());
+    QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini.bak")), content);
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Quality")), QStringLiteral("33"));
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Delay")), QStringLiteral("9"));
+#else
+    QSKIP("no limit to make a full disk of");
+#endif
+}
+
+void TestSettings::noCopyNoWriting() {
+    const WorkingFolder folder;
+    const QByteArray content = "stray words\n[File]\nLang=1\n";
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), content));
+    QVERIFY(QDir().mkpath(QStringLiteral("setting.ini.bak/in the way")));
+    {
+        const Warnings noise;
+        SettingsFile settings(kFile);
+        settings.write(keys::kQuality, 33);
+        QCOMPARE(settings.read(keys::kQuality), 33);
+        QVERIFY(settings.isIntact());
+        QVERIFY(!settings.problem().isEmpty());
+    }
+    QCoreApplication::processEvents();
+    QCOMPARE(WorkingFolder::read(kFile), content);
+}
+
+void TestSettings::fullDiskIsTold_data() {
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<bool>("atOnce");
+    QTest::newRow("written") << QByteArray("[File]\nLang=1\n") << true;
+    QTest::newRow("stored") << QByteArray("[File]\nLang=1\n") << false;
+    // Here QSettings has another complaint on record since it read the file.
+    QTest::newRow("remark in the file") << QByteArray("[File]\n# by hand\nLang=1\n") << true;
+}
+
+void TestSettings::fullDiskIsTold() {
+#ifdef HAS_FULL_DISK
+    QFETCH(QByteArray, content);
+    QFETCH(bool, atOnce);
+    const WorkingFolder folder;
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), content));
+    SettingsFile settings(kFile);
+    QCOMPARE(settings.problem(), QString());
+    QSignalSpy changed(&settings, &SettingsFile::problemChanged);
+    const QString reason = qt_error_string(EFBIG);
+    const QString problem = QStringLiteral("Settings not written: ") + reason;
+    for (int quality = 30; quality < 33; ++quality) {  // again and again, and fine between
+        changed.clear();
+        QStringList warnings;
+        {
+            const Warnings log;
+            const FullDisk full(4);
+            atOnce ? settings.write(keys::kQuality, quality) : settings.store(keys::kQuality, quality);
+            QVERIFY(QTest::qWaitFor([&] { return !changed.isEmpty(); }));
+            settings.write(keys::kDelay, quality);  // said once
+            warnings = log.all();
+        }
+        QCOMPARE(warnings,
+                 QStringList{settings.fileName() + QStringLiteral(" cannot be written: ") + reason});
+        QCOMPARE(changed.count(), 1);
+        QCOMPARE(changed.first().first().toString(), problem);
+        QCOMPARE(settings.problem(), problem);
+        QCOMPARE(settings.read(keys::kQuality), quality);
+        QVERIFY(WorkingFolder::keyOnDisk(QStringLiteral("File/Quality")) != QString::number(quality));
+        settings.write(keys::kLang, 2);
+        QCOMPARE(changed.count(), 2);
+        QCOMPARE(settings.problem(), QString());
+        QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Quality")), QString::number(quality));
+        QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Delay")), QString::number(quality));
+    }
+    QCOMPARE(QDir().entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("setting.ini")});
+#else
+    QSKIP("no limit to make a full disk of");
+#endif
+}
+
+void TestSettings::lostFolderIsTold() {
+    const WorkingFolder folder;
+    QVERIFY(QDir().mkdir(QStringLiteral("gone")));
+    SettingsFile settings(QStringLiteral("./gone/setting.ini"));
+    settings.write(keys::kQuality, 33);
+    QCOMPARE(settings.problem(), QString());
+    QVERIFY(QDir(QStringLiteral("gone")).removeRecursively());
+    QVERIFY(WorkingFolder::write(QStringLiteral("gone"), "a file"));
+    {
+        const Warnings noise;
+        settings.write(keys::kQuality, 34);
+    }
+    QVERIFY(settings.problem().startsWith(QLatin1String("Settings not written: ")));
+    QCOMPARE(settings.read(keys::kQuality), 34);
+    QVERIFY(QFile::remove(QStringLiteral("gone")));  // the folder is made anew
+    settings.write(keys::kQuality, 35);
+    QCOMPARE(settings.problem(), QString());
+    QVERIFY(WorkingFolder::read(QStringLiteral("gone/setting.ini")).contains("Quality=35"));
+}
+
 void TestSettings::harmlessOddities_data() {
     QTest::addColumn<QByteArray>("content");
     QTest::newRow("byte order mark") << QByteArray("\xef\xbb\xbf[File]\r\nLang=1\r\n");
@@ -212,7 +591,7 @@ void TestSettings::harmlessOddities() {
     QFETCH(QByteArray, content);
     const WorkingFolder folder;
     QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), content));
-    SettingsFile settings(QStringLiteral("./setting.ini"));
+    SettingsFile settings(kFile);
     QCOMPARE(settings.read(keys::kLang), 1);
     settings.write(keys::kQuality, 33);
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Quality")), QStringLiteral("33"));
@@ -222,7 +601,7 @@ void TestSettings::harmlessOddities() {
 
 void TestSettings::anotherThreadsReading() {
     const WorkingFolder folder;
-    SettingsFile settings(QStringLiteral("./setting.ini"));
+    SettingsFile settings(kFile);
     settings.write(keys::kColor, 1);
     int read = 0;
     const std::unique_ptr<QThread> thread(
@@ -236,9 +615,9 @@ void TestSettings::unwritableFolderIsSurvived() {
     const WorkingFolder folder;
     QVERIFY(QDir().mkdir(QStringLiteral("setting.ini")));
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("cannot be understood")));
-    SettingsFile settings(QStringLiteral("./setting.ini"));
+    SettingsFile settings(kFile);
     settings.write(keys::kQuality, 33);
-    QCOMPARE(settings.read(keys::kQuality), 75);
+    QCOMPARE(settings.read(keys::kQuality), 33);
     QVERIFY(QFileInfo(QStringLiteral("setting.ini")).isDir());
 }
 

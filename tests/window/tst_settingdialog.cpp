@@ -411,13 +411,13 @@ void TestSettingDialog::refreshChangesNothing() {
     QCOMPARE(label("lblGamm"), QStringLiteral("1.2345"));
     QCOMPARE(label("lblGain"), QStringLiteral("4000"));
     QCOMPARE(slider("hsGain")->value(), 255);
-    settings->sync();
+    settings->flush();
     QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini")), QByteArray());
     // A stored scale that no slider can show stays too.
     const QByteArray ini = "[Control]\nExposureScale=2.5\n";
     build({2}, ini);
     dialog->loadFileOptions();
-    settings->sync();
+    settings->flush();
     QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini")), ini);
 }
 
@@ -758,14 +758,14 @@ void TestSettingDialog::loadingWritesNothing() {
     build({2}, ini);
     dialog->loadFileOptions();
     dialog->loadFileOptions();
-    settings->sync();
+    settings->flush();
     QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini")), ini);
 }
 
 void TestSettingDialog::unknownType() {
     dialog->loadFileOptions();
     WorkingFolder::setKey(QStringLiteral("File/Type"), 3);
-    settings->sync();
+    settings->flush();
     dialog->loadFileOptions();
     for (const char* name : {"rbBMP", "rbJPG", "rbPNG"})
         QVERIFY2(!control<QRadioButton>(name)->isChecked(), name);
@@ -824,7 +824,7 @@ void TestSettingDialog::delay() {
 void TestSettingDialog::unknownPortStays() {
     build({2}, "[File]\nPort=COM7\n");
     dialog->loadFileOptions();
-    settings->sync();
+    settings->flush();
     QCOMPARE(control<QComboBox>("cbCom")->count(), 6);
     QCOMPARE(control<QComboBox>("cbCom")->currentIndex(), 0);
     QCOMPARE(disk("File/Port"), QStringLiteral("COM7"));
@@ -866,7 +866,7 @@ void TestSettingDialog::passingFocusWritesNothing() {
         QVERIFY(control<QLineEdit>(name)->hasFocus());
     }
     QTest::keyClick(control<QLineEdit>("leDelaySave"), Qt::Key_Return);
-    settings->sync();
+    settings->flush();
     QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini")), ini);
 }
 
