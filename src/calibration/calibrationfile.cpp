@@ -4,7 +4,7 @@
 #include <QFile>
 #include <QXmlStreamReader>
 
-#include "platform/platform.h"
+#include "platform/files.h"
 
 namespace {
 
@@ -103,7 +103,8 @@ bool writeCalibration(const QString& fileName, const Calibration& calibration) {
         storage << "calibrate" << calibration.transform;
         storage << "corner_src" << calibration.cornerSrc;
         storage << "corner_dst" << calibration.cornerDst;
-        return platform::replaceFile(fileName, QByteArray::fromStdString(storage.releaseAndGetString()));
+        return platform::replaceFile(fileName, QByteArray::fromStdString(storage.releaseAndGetString()))
+            .isEmpty();
     } catch (const std::exception& error) {
         qWarning("%s was not written: %s", qUtf8Printable(fileName), error.what());
         return false;

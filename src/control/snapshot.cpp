@@ -15,7 +15,8 @@
 #include <optional>
 
 #include "control/textplaces.h"
-#include "platform/platform.h"
+#include "platform/files.h"
+#include "platform/memory.h"
 
 QString snapshotName(const QDateTime& time) {
     return QStringLiteral("snapshot-%1").arg(time.toString(QStringLiteral("yyyyMMddhhmmsszzz")));
@@ -219,5 +220,5 @@ bool writePicture(const QImage& picture, const QString& fileName, int quality) {
             return QStringLiteral("no memory");
         }
     };
-    return platform::replaceFile(fileName, write, platform::Disk::LetItFollow);
+    return platform::replaceFile(fileName, write, platform::Disk::LetItFollow).isEmpty();
 }

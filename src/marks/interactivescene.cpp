@@ -11,7 +11,7 @@
 #include "marks/coordinatesmark.h"
 #include "marks/markfile.h"
 #include "marks/textmark.h"
-#include "platform/platform.h"
+#include "platform/files.h"
 
 namespace {
 

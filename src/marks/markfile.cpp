@@ -11,7 +11,7 @@
 #include "marks/polygonmark.h"
 #include "marks/rectanglemark.h"
 #include "marks/vlinemark.h"
-#include "platform/platform.h"
+#include "platform/files.h"
 
 namespace {
 

@@ -9,7 +9,7 @@
 //   client message
 //              of the value kFence, which tells that all events before it have been reported
 
-#include "platform/platform.h"
+#include "platform/desktop.h"
 
 #include <QApplication>
 #include <QKeyEvent>

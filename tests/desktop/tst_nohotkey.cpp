@@ -1,6 +1,7 @@
 // A Qt platform without an X server below: no hot key, no messages, and no crash.
 
-#include "platform/platform.h"
+#include "platform/desktop.h"
+#include "platform/files.h"
 
 #include <QTest>
 #include <QWidget>

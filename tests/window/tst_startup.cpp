@@ -3,7 +3,7 @@
 #include <QTimer>
 
 #include "camera/kvcap2.h"
-#include "platform/platform.h"
+#include "platform/desktop.h"
 #include "support/mainwindowtest.h"
 #include "support/recordingcamera.h"
 

@@ -1,4 +1,4 @@
-#include "platform/platform.h"
+#include "platform/desktop.h"
 
 #include <QCoreApplication>
 #include <QDebug>

@@ -1,4 +1,4 @@
-#include "platform/platform.h"
+#include "platform/desktop.h"
 
 // A desktop that has neither of the two: the window says so once at start and works without them.
 

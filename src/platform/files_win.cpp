@@ -1,9 +1,9 @@
+#include "platform/files.h"
+
 #include <qt_windows.h>
 
 #include <QDir>
 #include <QFileInfo>
-
-#include "platform/platform.h"
 
 namespace {
 
@@ -27,15 +27,6 @@ QString platform::workingFolderFile(const QString& name) {
     return QStringLiteral(".\\") + name;
 }
 
-void* platform::takeZeroedMemory(size_t size) {
-    return VirtualAlloc(nullptr, size, MEM_RESERVE | MEM_COMMIT, PAGE_READWRITE);
-}
-
-void platform::giveZeroedMemoryBack(void* memory, size_t size) {
-    Q_UNUSED(size)
-    VirtualFree(memory, 0, MEM_RELEASE);
-}
-
 QString platform::replaceByRename(const QString& from, const QString& to) {
     const QString source = nativeName(from);
     const QString target = nativeName(to);
@@ -51,8 +42,27 @@ QString platform::replaceByRename(const QString& from, const QString& to) {
     }
 }
 
-void platform::startSync(const QFileDevice& file) {
+QString platform::syncFile(const QFileDevice& file) {
+    // By its name: asking Qt for a handle makes another one that nobody closes.
+    const QString name = nativeName(file.fileName());
+    const HANDLE handle = CreateFileW(reinterpret_cast<const wchar_t*>(name.utf16()), GENERIC_WRITE,
+                                      FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr, OPEN_EXISTING,
+                                      FILE_ATTRIBUTE_NORMAL, nullptr);
+    if (handle == INVALID_HANDLE_VALUE)
+        return qt_error_string(static_cast<int>(GetLastError()));
+    const DWORD error = FlushFileBuffers(handle) != FALSE ? ERROR_SUCCESS : GetLastError();
+    CloseHandle(handle);
+    if (error == ERROR_SUCCESS || error == ERROR_INVALID_FUNCTION || error == ERROR_NOT_SUPPORTED)
+        return {};
+    return qt_error_string(static_cast<int>(error));
+}
+
+QString platform::syncFolder(const QString&) {
+    // NTFS keeps a journal of its names.
+    return {};
+}
+
+void platform::startSync(const QFileDevice&) {
     // NTFS writes a new file's bytes within seconds; a handle of its own would keep the file from being
     // renamed.
-    Q_UNUSED(file)
 }

@@ -1,4 +1,4 @@
-#include "platform/platform.h"
+#include "platform/desktop.h"
 
 #include <qt_windows.h>
 

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <QFileDevice>
+#include <QString>
+#include <chrono>
+#include <functional>
+
+/// Files that are replaced whole or not at all, and what that takes of the system. Any thread, each file by
+/// one at a time. What can fail returns what went wrong, in the disk's words ("No space left on device"), and
+/// an empty text when nothing did.
+namespace platform {
+
+/// A file of the working folder as this system writes it: ".\name" on Windows, "./name" elsewhere.
+QString workingFolderFile(const QString& name);
+
+// ---- one file in place of another ---------------------------------------------------------------
+
+/// Writes a whole file into the device and returns what went wrong, an empty text if nothing did.
+using FileWriter = std::function<QString(QIODevice& file)>;
+
+/// Whether a new file is on the disk when it is done.
+enum class Disk {
+    WaitForIt,    ///< it is; for the few bytes that the next start needs
+    LetItFollow,  ///< every program sees it, and it is on the disk as soon as the disk can; for pictures
+};
+
+/// Puts a file of this content in place of whatever has the name, in one step: readers see the old file or
+/// the new one. When it fails (folder gone or not writable, disk full) the old one is still there, nothing
+/// else is left behind, and the log has a line. A link is written through; the new file has the old one's
+/// permissions. What `write` throws is passed on, with nothing left behind either.
+QString replaceFile(const QString& fileName, const FileWriter& write, Disk disk = Disk::WaitForIt);
+QString replaceFile(const QString& fileName, const QByteArray& content);
+
+// ---- its steps, for several files that belong together ------------------------------------------
+
+/// A new name in the folder of `fileName` for a file that is to take its place: what removeLeftOvers() knows
+/// again. Short, since a name with an ending more can be too long.
+QString temporaryNameFor(const QString& fileName);
+
+/// Writes a new file of this name. When it fails, or `write` throws, there is none.
+QString writeNewFile(const QString& fileName, const FileWriter& write, Disk disk = Disk::WaitForIt);
+
+/// Gives a file another name in one step, in place of the file that has it. The rename is on the disk after
+/// syncFolder().
+QString replaceByRename(const QString& from, const QString& to);
+
+/// Waits until what was renamed, made or removed in a folder is on the disk. Where the system or the disk has
+/// no such thing, it has been done.
+QString syncFolder(const QString& folder);
+
+// ---- what a program that was killed leaves behind -----------------------------------------------
+
+/// Removes the temporary files of temporaryNameFor() that are older than this from a folder: files only, no
+/// links, nothing of any other name, and not from sub-folders. Returns how many; one that cannot be removed
+/// gets a line in the log. An empty name is no folder.
+int removeLeftOvers(const QString& folder, std::chrono::milliseconds age = std::chrono::hours(1));
+
+// ---- what each system does in its own way, for the functions above ------------------------------
+
+/// Waits until an open file, which has been flushed, is on the disk. Where the disk has no such thing, it has
+/// been done.
+QString syncFile(const QFileDevice& file);
+
+/// Has the disk take an open file, without waiting for it; the file may be closed at once.
+void startSync(const QFileDevice& file);
+
+}  // namespace platform
