@@ -92,12 +92,17 @@ private slots:
     void on_chkSave_clicked(bool checked);
 
 private:
+    // The sensor page.
+    void listCameras();
+    void listResolutions();
+    void prepareSensorPage();
     void loadAutomatics();
     void loadAntiFlicker();
     void loadSwitches();
     void showExposureScale(double scale);
-    void listCameras();
-    void listResolutions();
+    // The capture page.
+    void loadKeptOptions();
+    void loadCapturePage();
     void listPorts();
     void setFileType(int type);
 
