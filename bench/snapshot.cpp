@@ -16,7 +16,8 @@
 #include <vector>
 
 #include "camera/kvcap2.h"
-#include "control/snapshot.h"
+#include "control/picturefile.h"
+#include "control/scenepicture.h"
 #include "marks/interactivescene.h"
 #include "marks/markfile.h"
 
@@ -62,10 +63,10 @@ int main(int argc, char* argv[]) {
         scene.addItem(markFromLine(QString::fromLatin1(line), &scene).release());
 
     const QTemporaryDir folder;
-    const QImage ready = renderedScene(&scene);
+    const QImage ready = scenePicture(&scene).image;
     std::vector<double> render;
     for (int round = 0; round < rounds; ++round)
-        render.push_back(milliseconds([&] { renderedScene(&scene); }));
+        render.push_back(milliseconds([&] { scenePicture(&scene); }));
     std::printf("5120 x 2880, rendering alone %.0f ms\n", median(render));
     std::printf("          QImage::save    program    over it\n");
     for (const char* suffix : {".jpg", ".png", ".bmp"}) {

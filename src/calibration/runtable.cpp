@@ -12,10 +12,9 @@ namespace {
 
 // A strip of a wide picture fits into the second level of a processor's cache.
 constexpr int kStripRows = 16;
-constexpr int kBlock = 64;           // px; a block's source pixels fit however the picture is turned
-constexpr int kMaxSide = 32766;      // px that cv::remap can address
-constexpr int kPiece = 64;           // bytes copied at a time
-constexpr int kBeyondUnpacked = 16;  // bytes that platform::unpackRgb may read behind a run
+constexpr int kBlock = 64;       // px; a block's source pixels fit however the picture is turned
+constexpr int kMaxSide = 32766;  // px that cv::remap can address
+constexpr int kPiece = 64;       // bytes copied at a time
 // Shorter runs cost more than single pixels do.
 constexpr double kShortestMeanRun = 4;
 
@@ -108,24 +107,18 @@ void RunTable::copyRuns(const uchar* frame, int row, uchar* line) const {
     }
 }
 
-/// RGB888 runs straight to RGB32, without a strip between.
+/// RGB888 runs straight to RGB32, without a strip between. What is too much is overwritten by the next run.
 void RunTable::unpackRuns(const uchar* frame, int row, QRgb* line) const {
-    // Beyond these, unpacking four pixels at a time would touch what is not the pictures'.
-    const int32_t lastSafe = frameBytes() - kBeyondUnpacked;
-    const QRgb* const end = line + picture.width();
-    const bool isLast = row == picture.height() - 1;
+    const uchar* const frameEnd = frame + frameBytes();
+    const QRgb* const lineEnd = line + picture.width();
     for (size_t i = firstRun[row]; i < firstRun[row + 1]; ++i) {
         const Run run = runs[i];
         const uchar* from = frame + run.offset;
         const int count = std::abs(run.length);
-        if (run.length < 0) {
+        if (run.length < 0)
             std::fill_n(line, count, qRgb(from[0], from[1], from[2]));
-        } else if (run.offset + count * 3 <= lastSafe && !(isLast && end - line < count + 3)) {
-            platform::unpackRgb(from, count, line);
-        } else {
-            for (int x = 0; x < count; ++x, from += 3)
-                line[x] = qRgb(from[0], from[1], from[2]);
-        }
+        else
+            platform::unpackRgb(from, frameEnd, count, line, lineEnd);
         line += count;
     }
 }

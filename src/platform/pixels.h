@@ -8,8 +8,11 @@ namespace platform {
 /// Whether this build and this processor have unpackRgb(); asked for at run time.
 bool hasUnpackRgb();
 
-/// Unpacks `count` px of RGB888 at `from` to RGB32 at `to`, four at a time: up to 3 px more than asked for
-/// are written, and up to 13 bytes behind the last pixel are read. Only if hasUnpackRgb().
-void unpackRgb(const unsigned char* from, int count, uint32_t* to);
+/// Unpacks `count` px of RGB888 at `from` to opaque RGB32 at `to`, several at a time. Nothing at or behind
+/// `fromEnd` is read, nothing at or behind `toEnd` is written; what lies between the last pixel asked for and
+/// these ends may be read and overwritten. The pixels asked for must lie before both ends. Only if
+/// hasUnpackRgb().
+void unpackRgb(const unsigned char* from, const unsigned char* fromEnd, int count, uint32_t* to,
+               const uint32_t* toEnd);
 
 }  // namespace platform

@@ -4,8 +4,4 @@ bool platform::hasUnpackRgb() {
     return false;
 }
 
-void platform::unpackRgb(const unsigned char* from, int count, uint32_t* to) {
-    (void)from;
-    (void)count;
-    (void)to;
-}
+void platform::unpackRgb(const unsigned char*, const unsigned char*, int, uint32_t*, const uint32_t*) {}

@@ -3,7 +3,7 @@
 #include <QThreadPool>
 #include <QtTest>
 
-#include "control/snapshot.h"
+#include "control/picturefile.h"
 #include "platform/files.h"
 #include "support/diskcalls.h"
 #include "support/fulldisk.h"
@@ -78,7 +78,7 @@ void TestDisk::pictureIsNotWaitedFor() {
     const WorkingFolder folder;
     {
         const diskcalls::SlowDisk slow;
-        QVERIFY(writePicture(noise(20), QStringLiteral("./a.png"), 75));
+        QCOMPARE(writePicture(noise(20), QStringLiteral("./a.png"), 75), QString());
         QCOMPARE(QImage(QStringLiteral("a.png")), noise(20));
     }
     QThreadPool::globalInstance()->waitForDone();
@@ -91,10 +91,10 @@ void TestDisk::noDescriptorStays() {
     const WorkingFolder folder;
     const auto save = [](int times) {
         for (int i = 0; i < times; ++i) {
-            QVERIFY(writePicture(noise(20), QStringLiteral("./a.png"), 75));
+            QCOMPARE(writePicture(noise(20), QStringLiteral("./a.png"), 75), QString());
             QCOMPARE(platform::replaceFile(QStringLiteral("a.txt"), "content"), QString());
             ignoreFailure();
-            QVERIFY(!writePicture({}, QStringLiteral("./a.png"), 75));
+            QVERIFY(!writePicture({}, QStringLiteral("./a.png"), 75).isEmpty());
         }
         QThreadPool::globalInstance()->waitForDone();
     };
@@ -111,7 +111,7 @@ void TestDisk::slowDiskKeepsFewFilesOpen() {
     {
         const diskcalls::SlowDisk slow;
         for (int i = 0; i < 50; ++i)
-            QVERIFY(writePicture(noise(20), QStringLiteral("./%1.png").arg(i), 75));
+            QCOMPARE(writePicture(noise(20), QStringLiteral("./%1.png").arg(i), 75), QString());
         const int open = diskcalls::openDescriptors(here);
         QVERIFY(open >= 1 && open <= QThreadPool::globalInstance()->maxThreadCount());
     }
@@ -156,7 +156,7 @@ void TestDisk::grownTooLargeLeavesNothing() {
         if (suffix == QStringLiteral("txt"))
             QCOMPARE(platform::replaceFile(name, QByteArray(50000, 'x')), QStringLiteral("File too large"));
         else
-            QVERIFY(!writePicture(picture, name, 75));
+            QCOMPARE(writePicture(picture, name, 75), QStringLiteral("File too large"));
         QCOMPARE(everything(), QStringList{name.mid(2)});
     }
     QCOMPARE(WorkingFolder::read(name), QByteArray("old"));
@@ -203,7 +203,7 @@ void TestDisk::onTheFullDisk() {
         for (const char* suffix : {"png", "jpg", "bmp"}) {
             QTest::ignoreMessage(
                 QtWarningMsg, QRegularExpression(QStringLiteral("was not written: No space left on device")));
-            QVERIFY(!writePicture(picture, QStringLiteral("./p.") + QLatin1String(suffix), 95));
+            QVERIFY(!writePicture(picture, QStringLiteral("./p.") + QLatin1String(suffix), 95).isEmpty());
             QCOMPARE(everything(), files);
         }
         ignoreFailure();

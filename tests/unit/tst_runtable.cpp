@@ -6,7 +6,6 @@
 #include <vector>
 
 #include "calibration/runtable.h"
-#include "platform/pixels.h"
 
 namespace {
 
@@ -125,7 +124,6 @@ private slots:
     void servesOnlyItsShape();
     void impossibleShapes_data();
     void impossibleShapes();
-    void unpacking();
 
 private:
     static void shapes();
@@ -336,22 +334,6 @@ void TestRunTable::impossibleShapes() {
     const Maps maps = turned({20, 10}, 1, 1);
     const RunTable::Shape shape{size, bytesPerLine, format};
     QVERIFY(!RunTable(maps.x, maps.y, crop, shape).serves(shape));
-}
-
-/// The loop for one kind of processor: no byte more than it says is read or written.
-void TestRunTable::unpacking() {
-    if (!platform::hasUnpackRgb())
-        QSKIP("This processor has no such loop");
-    for (int count = 1; count <= 33; ++count) {
-        std::vector<uchar> from(size_t(count) * 3 + 13);
-        for (size_t i = 0; i < from.size(); ++i)
-            from[i] = uchar(i * 37 + 5);
-        std::vector<uint32_t> to(size_t(count + 3) / 4 * 4, 0);
-        platform::unpackRgb(from.data(), count, to.data());
-        for (int i = 0; i < count; ++i)
-            QCOMPARE(to[size_t(i)],
-                     qRgb(from[size_t(i) * 3], from[size_t(i) * 3 + 1], from[size_t(i) * 3 + 2]));
-    }
 }
 
 QTEST_APPLESS_MAIN(TestRunTable)

@@ -2,10 +2,16 @@
 #include <QGraphicsScene>
 #include <QHash>
 #include <QtTest>
+#include <functional>
 #include <memory>
+#include <new>
+#include <opencv2/core.hpp>
 #include <thread>
 
-#include "control/snapshot.h"
+#include "control/encoderpicture.h"
+#include "control/picturefile.h"
+#include "control/scenepicture.h"
+#include "control/snapshotname.h"
 #include "platform/files.h"
 #include "support/workingfolder.h"
 
@@ -20,12 +26,16 @@ class TestSnapshot : public QObject {
 private slots:
     void nameHoldsTheTime();
     void suffixFollowsTheType();
+    void wholeNames();
     void sceneIsRendered();
     void formatsHaveTheSameColours_data();
     void formatsHaveTheSameColours();
     void fileIsThatOfThePicture_data();
     void fileIsThatOfThePicture();
     void savingLeavesTheScene();
+    void whatItemsThrowGoesNoFurther_data();
+    void whatItemsThrowGoesNoFurther();
+    void problemsAreTold();
     void newFilesAreOpenToOthers();
     void linkIsWrittenThrough();
     void nowhereIsNoPlace();
@@ -51,13 +61,25 @@ void TestSnapshot::suffixFollowsTheType() {
     QCOMPARE(snapshotSuffix(-1), QString());
 }
 
+void TestSnapshot::wholeNames() {
+    const QString name = QStringLiteral("a/b.c ");
+    QCOMPARE(snapshotFileName(QStringLiteral("."), QLatin1Char('/'), name, 1),
+             QStringLiteral("./a/b.c .jpg"));
+    QCOMPARE(snapshotFileName(QStringLiteral("D:\\lot"), QLatin1Char('\\'), name, 7),
+             QStringLiteral("D:\\lot\\a/b.c "));
+    QCOMPARE(snapshotFileName(QStringLiteral(" "), QLatin1Char('/'), QString(), 0), QStringLiteral(" /.bmp"));
+    // Nothing in the root of the drive.
+    QCOMPARE(snapshotFileName(QString(), QLatin1Char('/'), name, 1), QString());
+    QCOMPARE(snapshotFileName(QStringLiteral(""), QLatin1Char('/'), name, 1), QString());
+}
+
 void TestSnapshot::sceneIsRendered() {
     QGraphicsScene scene;
     QPixmap pixmap(10, 8);
     pixmap.fill(Qt::red);
     scene.addPixmap(pixmap)->setPos(5, 2);
     scene.setSceneRect(0, 0, 20.9, 12.9);
-    const QImage image = renderedScene(&scene);
+    const QImage image = scenePicture(&scene).image;
     QCOMPARE(image.size(), QSize(20, 12));
     QCOMPARE(image.pixelColor(8, 5), QColor(Qt::red));
     QCOMPARE(image.pixelColor(1, 1).alpha(), 0);
@@ -143,7 +165,10 @@ std::unique_ptr<QGraphicsScene> sceneWith(Oddity oddity) {
                 item->moveBy(1000, -500);
             scene->setSceneRect(1000, -500, 80, 30);
             break;
-        default:
+        case Oddity::None:
+        case Oddity::Translucent:
+        case Oddity::MarkBelow:
+        case Oddity::HighDpi:
             break;
     }
     // Over the tiles and, where there is a gap, over nothing.
@@ -200,13 +225,13 @@ void TestSnapshot::formatsHaveTheSameColours() {
     QFETCH(bool, isConverted);
     QFETCH(bool, isCovered);
     const auto scene = sceneWith(Oddity(oddity));
-    const QImage plain = renderedScene(scene.get());
+    const QImage plain = scenePicture(scene.get()).image;
     QCOMPARE(plain.format(), QImage::Format_ARGB32_Premultiplied);
     QCOMPARE(plain.size(), QSize(80, 30));
 
-    const QImage colours = renderedScene(scene.get(), QImage::Format_RGB888);
+    const QImage colours = encoderPicture(scene.get(), QImage::Format_RGB888).image;
     QCOMPARE(colours.format(), isConverted ? QImage::Format_RGB888 : QImage::Format_ARGB32_Premultiplied);
-    const QImage opaque = renderedScene(scene.get(), QImage::Format_RGB32);
+    const QImage opaque = encoderPicture(scene.get(), QImage::Format_RGB32).image;
     QCOMPARE(opaque.format(), isCovered ? QImage::Format_RGB32 : QImage::Format_ARGB32_Premultiplied);
 
     const auto bare = [](QImage image) {
@@ -227,10 +252,10 @@ void TestSnapshot::fileIsThatOfThePicture() {
     QFETCH(int, oddity);
     const WorkingFolder folder;
     const auto scene = sceneWith(Oddity(oddity));
-    const QImage plain = renderedScene(scene.get());
+    const QImage plain = scenePicture(scene.get()).image;
     for (const QString& suffix :
          {QStringLiteral(".jpg"), QStringLiteral(".JPEG"), QStringLiteral(".bmp"), QStringLiteral(".png")}) {
-        QVERIFY(saveScene(scene.get(), QStringLiteral("./a") + suffix, 75));
+        QCOMPARE(saveScene(scene.get(), QStringLiteral("./a") + suffix, 75), QString());
         QVERIFY(plain.save(QStringLiteral("b") + suffix, nullptr, 75));
         QCOMPARE(WorkingFolder::read(QStringLiteral("a") + suffix),
                  WorkingFolder::read(QStringLiteral("b") + suffix));
@@ -244,11 +269,76 @@ void TestSnapshot::savingLeavesTheScene() {
     const auto items = scene->items();
     for (QGraphicsItem* item : items)
         flags.insert(item, int(item->flags()));
-    const QImage before = renderedScene(scene.get());
-    renderedScene(scene.get(), QImage::Format_RGB888);
-    QCOMPARE(renderedScene(scene.get()), before);
+    const QImage before = scenePicture(scene.get()).image;
+    encoderPicture(scene.get(), QImage::Format_RGB888).image;
+    QCOMPARE(scenePicture(scene.get()).image, before);
     for (QGraphicsItem* item : items)
         QCOMPARE(int(item->flags()), flags.value(item));
+}
+
+namespace {
+
+/// Cannot be painted.
+class ThrowingItem : public QGraphicsRectItem {
+public:
+    ThrowingItem(const QRectF& rect, std::function<void()> thrower)
+        : QGraphicsRectItem(rect), throwing(std::move(thrower)) {}
+    void paint(QPainter*, const QStyleOptionGraphicsItem*, QWidget*) override { throwing(); }
+
+private:
+    std::function<void()> throwing;
+};
+
+}  // namespace
+
+Q_DECLARE_METATYPE(std::function<void()>)
+
+void TestSnapshot::whatItemsThrowGoesNoFurther_data() {
+    QTest::addColumn<std::function<void()>>("thrower");
+    QTest::addColumn<QString>("problem");
+    QTest::newRow("no memory") << std::function<void()>([] { throw std::bad_alloc(); })
+                               << QStringLiteral("No memory");
+    QTest::newRow("OpenCV") << std::function<void()>([] { cv::Mat(1, 1, CV_8U).reshape(3); })
+                            << QStringLiteral("OpenCV.+");
+    QTest::newRow("anything") << std::function<void()>([] { throw 7; }) << QStringLiteral("Unknown error");
+}
+
+/// It is a picture that was not written, and the tiles are to be painted again. (A scene whose rendering was
+/// cut short is nothing that Qt promises to paint again itself.)
+void TestSnapshot::whatItemsThrowGoesNoFurther() {
+    QFETCH(std::function<void()>, thrower);
+    QFETCH(QString, problem);
+    const WorkingFolder folder;
+    const auto scene = sceneWith(Oddity::None);
+    const auto tiles = scene->items();
+    ThrowingItem item(QRectF(20, 10, 20, 20), thrower);
+    scene->addItem(&item);
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression(QStringLiteral("a\\.jpg was not written: ") + problem));
+    const QString told = saveScene(scene.get(), QStringLiteral("./a.jpg"), 75);
+    QVERIFY2(QRegularExpression(QRegularExpression::anchoredPattern(problem)).match(told).hasMatch(),
+             qPrintable(told));
+    QCOMPARE(QDir().entryList(QDir::Files | QDir::Hidden), QStringList());
+    for (const QGraphicsItem* tile : tiles)
+        QCOMPARE(int(tile->flags()), 0);
+}
+
+void TestSnapshot::problemsAreTold() {
+    const WorkingFolder folder;
+    QGraphicsScene scene;
+    const auto problem = [&](const QRectF& rect, const QString& fileName) {
+        scene.setSceneRect(rect);
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("was not written: .+")));
+        return saveScene(&scene, fileName, 75);
+    };
+    QCOMPARE(problem({0, 0, 0.5, 0.5}, QStringLiteral("./a.png")), QStringLiteral("The scene is empty"));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("^A scene of .* is too large")));
+    QCOMPARE(problem({0, 0, 1e5, 1e5}, QStringLiteral("./a.png")),
+             QStringLiteral("A scene of 100000 x 100000 px is too large to be saved"));
+    QCOMPARE(problem({0, 0, 9, 9}, QStringLiteral("./gone/a.png")),
+             QStringLiteral("No such file or directory"));
+    QCOMPARE(problem({0, 0, 9, 9}, QStringLiteral("./a")), QStringLiteral("Unsupported image format"));
+    QCOMPARE(QDir().entryList(QDir::Files | QDir::Hidden), QStringList());
 }
 
 /// As any program makes them, not as temporary files are.
@@ -257,7 +347,7 @@ void TestSnapshot::newFilesAreOpenToOthers() {
     QVERIFY(WorkingFolder::write(QStringLiteral("any"), "x"));
     QImage image(3, 3, QImage::Format_RGB32);
     image.fill(0);
-    QVERIFY(writePicture(image, QStringLiteral("./a.png"), 75));
+    QCOMPARE(writePicture(image, QStringLiteral("./a.png"), 75), QString());
     QCOMPARE(QFile::permissions(QStringLiteral("a.png")), QFile::permissions(QStringLiteral("any")));
     QCOMPARE(QDir().entryList(QDir::Files | QDir::Hidden),
              (QStringList{QStringLiteral("a.png"), QStringLiteral("any")}));
@@ -273,7 +363,7 @@ void TestSnapshot::linkIsWrittenThrough() {
     QVERIFY(QFile::link(QStringLiteral("archive/code.png"), QStringLiteral("code.png")));
     QImage image(3, 3, QImage::Format_RGB32);
     image.fill(qRgb(9, 8, 7));
-    QVERIFY(writePicture(image, QStringLiteral("./code.png"), 75));
+    QCOMPARE(writePicture(image, QStringLiteral("./code.png"), 75), QString());
     QVERIFY(QFileInfo(QStringLiteral("code.png")).isSymLink());
     QCOMPARE(QImage(QStringLiteral("archive/code.png")).pixel(1, 1), qRgb(9, 8, 7));
 }
@@ -285,9 +375,9 @@ void TestSnapshot::nowhereIsNoPlace() {
     QImage image(3, 3, QImage::Format_RGB32);
     image.fill(0);
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("without a name")));
-    QVERIFY(!writePicture(image, QString(), 75));
+    QVERIFY(!writePicture(image, QString(), 75).isEmpty());
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("a\\.png was not written")));
-    QVERIFY(!writePicture(image, QStringLiteral("./a.png"), 75));
+    QVERIFY(!writePicture(image, QStringLiteral("./a.png"), 75).isEmpty());
     QCOMPARE(QDir().entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot),
              QStringList{QStringLiteral("a.png")});
     QVERIFY(QFileInfo(QStringLiteral("a.png")).isDir());
@@ -296,12 +386,12 @@ void TestSnapshot::nowhereIsNoPlace() {
 void TestSnapshot::emptySceneIsNoPicture() {
     QGraphicsScene scene;
     scene.setSceneRect(0, 0, 0.5, 100);
-    QVERIFY(renderedScene(&scene).isNull());
+    QVERIFY(scenePicture(&scene).image.isNull());
     // Larger than any memory, and than an int.
     for (const QRectF& rect : {QRectF(0, 0, 1e5, 1e5), QRectF(0, 0, 5e9, 10), QRectF(0, 0, 1e300, 1e300)}) {
         scene.setSceneRect(rect);
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("too large to be saved")));
-        QVERIFY(renderedScene(&scene).isNull());
+        QVERIFY(scenePicture(&scene).image.isNull());
     }
 }
 
@@ -309,7 +399,7 @@ void TestSnapshot::pictureIsWritten() {
     const WorkingFolder folder;
     QImage image(12, 9, QImage::Format_RGB32);
     image.fill(qRgb(10, 20, 30));
-    QVERIFY(writePicture(image, QStringLiteral("./a.png"), 75));
+    QCOMPARE(writePicture(image, QStringLiteral("./a.png"), 75), QString());
     QCOMPARE(QImage(QStringLiteral("a.png")).pixel(11, 8), qRgb(10, 20, 30));
 }
 
@@ -318,7 +408,7 @@ void TestSnapshot::unknownFormatFails() {
     QImage image(12, 9, QImage::Format_RGB32);
     image.fill(0);
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("was not written")));
-    QVERIFY(!writePicture(image, QStringLiteral("./a"), 75));
+    QVERIFY(!writePicture(image, QStringLiteral("./a"), 75).isEmpty());
     QVERIFY(!QFile::exists(QStringLiteral("a")));
 }
 
@@ -326,12 +416,12 @@ void TestSnapshot::failureLeavesTheOldFile() {
     const WorkingFolder folder;
     QVERIFY(WorkingFolder::write(QStringLiteral("a.png"), "old"));
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("was not written")));
-    QVERIFY(!writePicture(QImage(), QStringLiteral("./a.png"), 75));
+    QVERIFY(!writePicture(QImage(), QStringLiteral("./a.png"), 75).isEmpty());
     QCOMPARE(WorkingFolder::read(QStringLiteral("a.png")), QByteArray("old"));
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("was not written")));
     QImage image(3, 3, QImage::Format_RGB32);
     image.fill(0);
-    QVERIFY(!writePicture(image, QStringLiteral("./no-such-folder/a.png"), 75));
+    QVERIFY(!writePicture(image, QStringLiteral("./no-such-folder/a.png"), 75).isEmpty());
     QCOMPARE(QDir().entryList(QDir::Files), QStringList{QStringLiteral("a.png")});
 }
 
@@ -343,7 +433,7 @@ void TestSnapshot::longPath() {
     QImage image(3, 3, QImage::Format_RGB32);
     image.fill(0);
     for (int time = 0; time < 2; ++time)  // a new file, and one in the place of another
-        QVERIFY(writePicture(image, deep + QStringLiteral("/a.png"), 75));
+        QCOMPARE(writePicture(image, deep + QStringLiteral("/a.png"), 75), QString());
     QCOMPARE(QDir(deep).entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("a.png")});
 }
 
@@ -367,11 +457,10 @@ void TestSnapshot::heldFileIsTriedAgain() {
     });
     QImage image(3, 3, QImage::Format_RGB32);
     image.fill(0);
-    const bool isWritten = isPicture
-                               ? writePicture(image, QStringLiteral("./a.png"), 75)
-                               : platform::replaceFile(QStringLiteral("a.png"), QByteArray("new")).isEmpty();
+    const bool isWritten = isPicture ? writePicture(image, QStringLiteral("./a.png"), 75)
+                                     : platform::replaceFile(QStringLiteral("a.png"), QByteArray("new"));
     scanner.join();
-    QVERIFY(isWritten);
+    QCOMPARE(problem, QString());
     QVERIFY(WorkingFolder::read(QStringLiteral("a.png")) != "old");
     QCOMPARE(QDir().entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("a.png")});
 #else
