@@ -10,9 +10,9 @@ std::optional<TilePoint> assignCorner(QPointF scenePoint, QSize tile, int layout
     const double y = scenePoint.y();
     const double w = tile.width();
     const double h = tile.height();
+    if (std::isnan(x) || std::isnan(y))
+        return {};
     if (layoutMode == 0) {
-        if (std::isnan(x) || std::isnan(y))
-            return {};
         const bool right = x >= w;
         const bool lower = y >= h;
         return TilePoint{(right ? 1 : 0) + (lower ? 2 : 0), {right ? x - w : x, lower ? y - h : y}};
