@@ -322,6 +322,7 @@ void MainWindow::readFrameSize() {
 
 void MainWindow::loadCalibration() {
     bool missing = false;
+    recoverCalibrations();
     for (int i = 0; i < cameraCount; ++i) {
         const auto calibration = readCalibration(calibrationFileName(i));
         if (!calibration || !correction.take(i, *calibration, {tileWidth, tileHeight})) {
@@ -802,10 +803,10 @@ bool MainWindow::calibrate(const GridCounts& xCounts, const GridCounts& yCounts)
             return false;
     }
     // Nothing was touched until here: the pictures join only when all tiles are new.
+    if (!writeCalibrations(*calibrations).isEmpty())
+        return false;
     cornerLists = *corners;
     correction = computed;
-    for (int i = 0; i < cameraCount; ++i)
-        writeCalibration(calibrationFileName(i), (*calibrations)[i]);
     return true;
 }
 

@@ -56,7 +56,8 @@ private slots:
     void fileIsReadByPlainOpenCv();
     void fileComesBack();
     void keptFileComesBackByteForByte();
-    void oldFileSurvivesAFailedWrite();
+    void allFilesOrNone();
+    void fewerTilesLeaveTheOthers();
 };
 
 void TestCalibration::cornersAreOrdered_data() {
@@ -228,7 +229,7 @@ void TestCalibration::fileIsReadByPlainOpenCv() {
     lists[0] = seen(100.25, 50.5, 500, 200);
     const auto result = computeCalibrations(lists, {5, 0, 0, 0}, {2, 0, 0, 0}, 1);
     QVERIFY(result);
-    QVERIFY(writeCalibration(QStringLiteral("Cal0.xml"), result->front()));
+    QCOMPARE(writeCalibrations(*result), QString());
     const cv::FileStorage storage("Cal0.xml", cv::FileStorage::READ);
     QVERIFY(storage.isOpened());
     std::vector<std::string> names;
@@ -254,7 +255,7 @@ void TestCalibration::fileComesBack() {
     lists[0] = seen(100.25, 50.5, 500, 200);
     const auto result = computeCalibrations(lists, {5, 0, 0, 0}, {2, 0, 0, 0}, 1);
     QVERIFY(WorkingFolder::write(QStringLiteral("Cal0.xml"), "old"));
-    QVERIFY(writeCalibration(QStringLiteral("Cal0.xml"), result->front()));
+    QCOMPARE(writeCalibrations(*result), QString());
     const auto read = readCalibration(QStringLiteral("Cal0.xml"));
     QVERIFY(read);
     QCOMPARE(cv::norm(read->transform, result->front().transform, cv::NORM_INF), 0.0);
@@ -276,33 +277,81 @@ void TestCalibration::keptFileComesBackByteForByte() {
     const auto read = readCalibration(QStringLiteral("Cal0.xml"));
     QVERIFY(read);
     QCOMPARE(read->cornerSrc.at<float>(0, 0), 100.25F);
-    QVERIFY(writeCalibration(QStringLiteral("Cal1.xml"), *read));
+    QCOMPARE(writeCalibrations({*read, *read}), QString());
+    QCOMPARE(WorkingFolder::read(QStringLiteral("Cal0.xml")), bytes);
     QCOMPARE(WorkingFolder::read(QStringLiteral("Cal1.xml")), bytes);
     QVERIFY(QFile::exists(folder.path() + QLatin1Char('/') + station + QStringLiteral("/Cal1.xml")));
 }
 
-void TestCalibration::oldFileSurvivesAFailedWrite() {
+/// What there is beside the calibration files: nothing is left of a run, whatever became of it.
+static QStringList allFiles() {
+    return QDir().entryList(QDir::Files | QDir::Hidden);
+}
+
+void TestCalibration::allFilesOrNone() {
     const WorkingFolder folder;
-    CornerLists lists;
-    lists[0] = seen(100.25, 50.5, 500, 200);
-    const auto result = computeCalibrations(lists, {5, 0, 0, 0}, {2, 0, 0, 0}, 1);
-    QVERIFY(QDir().mkdir(QStringLiteral("Cal0.xml")));
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("Cal0\\.xml was not written: .+")));
-    QVERIFY(!writeCalibration(QStringLiteral("Cal0.xml"), result->front()));
-    QVERIFY(QFileInfo(QStringLiteral("Cal0.xml")).isDir());
-    // A full disk: the file that was there is still whole.
-    QVERIFY(writeCalibration(QStringLiteral("Cal1.xml"), result->front()));
-    const QByteArray old = WorkingFolder::read(QStringLiteral("Cal1.xml"));
+    CornerLists lists{seen(100.25, 50.5, 500, 200), seen(80, 60, 290, 190), seen(70, 40, 480, 210), {}};
+    const auto result = computeCalibrations(lists, {5, 3, 5, 0}, {2, 2, 2, 0}, 3);
+    QVERIFY(result);
+    const QStringList names{QStringLiteral("Cal0.xml"), QStringLiteral("Cal1.xml"),
+                            QStringLiteral("Cal2.xml")};
+    for (const QString& name : names)
+        QVERIFY(WorkingFolder::write(name, "old " + name.toLatin1()));
+    const auto areOld = [&] {
+        return std::all_of(names.begin(), names.end(), [](const QString& name) {
+            return WorkingFolder::read(name) == "old " + name.toLatin1();
+        });
+    };
+    const auto fails = [&] {
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("was not written: .+")));
+        const QString problem = writeCalibrations(*result);
+        return problem.startsWith(QStringLiteral("Calibration not written: ")) && problem.size() > 26;
+    };
+    // A folder has the name of the last one.
+    QVERIFY(QFile::remove(names[2]) && QDir().mkdir(names[2]));
+    QVERIFY(fails());
+    QCOMPARE(WorkingFolder::read(names[0]), QByteArray("old Cal0.xml"));
+    QCOMPARE(allFiles(), names.mid(0, 2));
+    QVERIFY(QDir().rmdir(names[2]) && WorkingFolder::write(names[2], "old Cal2.xml"));
+    // The disk is full, sooner or later.
 #ifdef HAS_FULL_DISK
-    {
-        const FullDisk full(100);
-        QTest::ignoreMessage(QtWarningMsg,
-                             QRegularExpression(QStringLiteral("Cal1\\.xml was not written: .+")));
-        QVERIFY(!writeCalibration(QStringLiteral("Cal1.xml"), result->front()));
+    for (const int bytes : {0, 10, 100, 700}) {
+        const FullDisk full{rlim_t(bytes)};
+        QVERIFY(fails());
+        QVERIFY(areOld());
+        QCOMPARE(allFiles(), names);
     }
+    // A folder that nobody can write to.
+    QVERIFY(QFile::remove(names[1]) && QFile::link(QStringLiteral("/proc/version"), names[1]));
+    QVERIFY(fails());
+    QCOMPARE(WorkingFolder::read(names[0]), QByteArray("old Cal0.xml"));
+    QCOMPARE(WorkingFolder::read(names[2]), QByteArray("old Cal2.xml"));
+    QCOMPARE(allFiles(), names);
+    QVERIFY(QFile::remove(names[1]) && WorkingFolder::write(names[1], "old Cal1.xml"));
 #endif
-    QCOMPARE(WorkingFolder::read(QStringLiteral("Cal1.xml")), old);
-    QCOMPARE(QDir().entryList(QDir::Files), QStringList{QStringLiteral("Cal1.xml")});
+    QVERIFY(areOld());
+    QCOMPARE(writeCalibrations(*result), QString());
+    for (int i = 0; i < 3; ++i)
+        QVERIFY(readCalibration(names[i]));
+    QCOMPARE(allFiles(), names);
+}
+
+void TestCalibration::fewerTilesLeaveTheOthers() {
+    const WorkingFolder folder;
+    CornerLists lists{seen(100.25, 50.5, 500, 200), seen(80, 60, 290, 190), {}, {}};
+    const auto result = computeCalibrations(lists, {5, 3, 0, 0}, {2, 2, 0, 0}, 2);
+    for (int i = 0; i < 4; ++i)
+        QVERIFY(WorkingFolder::write(calibrationFileName(i), "old"));
+    QCOMPARE(writeCalibrations(*result), QString());
+    QVERIFY(readCalibration(calibrationFileName(0)) && readCalibration(calibrationFileName(1)));
+    QCOMPARE(WorkingFolder::read(calibrationFileName(2)), QByteArray("old"));
+    QCOMPARE(WorkingFolder::read(calibrationFileName(3)), QByteArray("old"));
+    // Elsewhere than in the working folder.
+    QVERIFY(QDir().mkdir(QStringLiteral("there")));
+    QCOMPARE(writeCalibrations(*result, QStringLiteral("there")), QString());
+    QCOMPARE(WorkingFolder::read(QStringLiteral("there/Cal1.xml")),
+             WorkingFolder::read(QStringLiteral("Cal1.xml")));
+    QCOMPARE(recoverCalibrations(QStringLiteral("there")), QString());
 }
 
 QTEST_GUILESS_MAIN(TestCalibration)
