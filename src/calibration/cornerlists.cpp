@@ -48,3 +48,12 @@ bool orderCorners(QList<CornerPoint>& corners) {
     }
     return true;
 }
+
+QString missingCornersText(int tile, int count) {
+    if (count == 0)
+        return QStringLiteral("Camera %1 has no corners").arg(tile);
+    return (count == 1 ? QStringLiteral("Camera %1 has only %2 corner")
+                       : QStringLiteral("Camera %1 has only %2 corners"))
+        .arg(tile)
+        .arg(count);
+}

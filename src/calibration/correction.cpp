@@ -35,11 +35,7 @@ bool Correction::take(int tile, const Calibration& calibration, QSize size) {
     transforms[tile] = calibration.transform;
     mapX[tile] = x;
     mapY[tile] = y;
-    dstCorners[tile].clear();
-    for (int corner = 0; corner < CornerCount; ++corner) {
-        const auto* point = calibration.cornerDst.ptr<float>(corner);
-        dstCorners[tile].append({double(point[0]), double(point[1])});
-    }
+    dstCorners[tile] = pointsOf(calibration.cornerDst);
     return true;
 }
 

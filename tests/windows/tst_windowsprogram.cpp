@@ -33,8 +33,7 @@ bool writeCalibrations(const QDir& folder) {
             return false;
     }
     const auto calibrations = computeCalibrations(corners, {10, 10, 10, 10}, {5, 5, 5, 5}, 4);
-    return calibrations && calibrations->size() == 4 &&
-           writeCalibrations(*calibrations, folder.path()).isEmpty();
+    return calibrations.problem.isEmpty() && writeCalibrations(calibrations.tiles, folder.path()).isEmpty();
 }
 
 }  // namespace
