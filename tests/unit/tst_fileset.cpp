@@ -107,6 +107,7 @@ private slots:
     void killedAtEveryStep();
     void killedWhileRecovering();
     void killedAtRandomMoments();
+    void killedWhileUndoing();
     void aNewSetFinishesTheOldOne();
     void undoneWhenAFileCannotBeReplaced();
     void undoneWhenANewFileIsLost();
@@ -184,6 +185,26 @@ void TestFileSet::killedWhileRecovering() {
         const int code = runBeside({QStringLiteral("recover"), QString::number(step)});
         QCOMPARE(recoverFileSet(kNote), QString());
         QVERIFY(are(2));
+        if (code == 0)
+            return;
+        QCOMPARE(code, kKilled);
+    }
+    QFAIL("It never ends");
+}
+
+/// A file of the set cannot be put in place any more, and the process that finds that out is killed too.
+void TestFileSet::killedWhileUndoing() {
+    for (int step = 1; step < 40; ++step) {
+        const WorkingFolder folder;
+        QCOMPARE(replaceFileSet(kNote, filesOf(1)), QString());
+        QVERIFY(cutOff(2, kWhenFirstIsNew));
+        QVERIFY(QFile::remove(names()[2]) && QDir().mkdir(names()[2]));
+        const int code = runBeside({QStringLiteral("recover"), QString::number(step)});
+        QCOMPARE(recoverFileSet(kNote), QString());
+        for (const int i : {0, 1, 3})
+            QCOMPARE(WorkingFolder::read(names()[i]), filesOf(1)[i].content);
+        QVERIFY(!QFile::exists(kNote));
+        QVERIFY(QDir().entryList({QStringLiteral(".bivista-*")}, QDir::Files | QDir::Hidden).isEmpty());
         if (code == 0)
             return;
         QCOMPARE(code, kKilled);
