@@ -131,9 +131,12 @@ int main(int argc, char* argv[]) {
     QImage colour(size, QImage::Format_RGB32);
     colour.fill(0);
     RunTable tables[kCameras];
-    for (int i = 0; i < kCameras; ++i)
+    for (int i = 0; i < kCameras; ++i) {
+        const PartMaps maps =
+            partMaps(correction.transforms[i], correction.mapX[i], correction.mapY[i], crops[i]);
         tables[i] =
-            RunTable(correction.mapX[i], correction.mapY[i], crops[i], RunTable::Shape::of(frames[i][0]));
+            RunTable(maps.x, maps.y, QRect(QPoint(), crops[i].size()), RunTable::Shape::of(frames[i][0]));
+    }
     const auto join = [&](int i, const QImage& part) {
         for (int y = 0; y < part.height(); ++y)
             std::memcpy(grey.scanLine(places[i].y() + y) + places[i].x(), part.constScanLine(y),

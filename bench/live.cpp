@@ -186,8 +186,11 @@ public:
                     (name == "colour30" ? "\nColor=1" : "") +
                     "\n[Pos]\nX1=2320\nY2=1300\nX3=2320\nY3=1300\nX0=0\nY0=0\nX2=0\nY1=0\n"))
             return false;
+        std::vector<Calibration> calibrations;
         for (int i = 0; i < kCameras; ++i)
-            writeCalibration(calibrationFileName(i), calibrationOf(i));
+            calibrations.push_back(calibrationOf(i));
+        if (!writeCalibrations(calibrations).isEmpty())
+            return false;
         window.start();
         if (!window.waitForTiles(kCameras))
             return false;

@@ -24,6 +24,7 @@
 #include "app/aboutdialog.h"
 #include "calibration/calibratedialog.h"
 #include "calibration/calibrationfile.h"
+#include "calibration/calibrationrun.h"
 #include "camera/framerate.h"
 #include "camera/kvcap2.h"
 #include "control/serialcommand.h"
@@ -324,6 +325,8 @@ void MainWindow::readFrameSize() {
 
 void MainWindow::loadCalibration() {
     bool missing = false;
+    corners.setTiles({tileWidth, tileHeight}, layoutMode, cameraCount);
+    recoverCalibrations();
     for (int i = 0; i < cameraCount; ++i) {
         const auto calibration = readCalibration(calibrationFileName(i));
         if (!calibration || !correction.take(i, *calibration, {tileWidth, tileHeight})) {
@@ -331,10 +334,7 @@ void MainWindow::loadCalibration() {
             missing = true;
             continue;
         }
-        for (int corner = 0; corner < CornerCount; ++corner) {
-            const auto* src = calibration->cornerSrc.ptr<float>(corner);
-            cornerLists[i].append({double(src[0]), double(src[1]), nullptr});
-        }
+        corners.restore(i, pointsOf(calibration->cornerSrc));
     }
     ui->actionEnable->setChecked(transEnabled);
     if (missing)
@@ -665,29 +665,20 @@ void MainWindow::setMark(double x, double y, int item_type, Mark* mark) {
     }
     if (item_type != kCoordinatesMark)
         return;
-    const auto assigned = assignCorner({x, y}, {tileWidth, tileHeight}, layoutMode);
-    if (!assigned)
+    const auto added = corners.add({x, y}, mark);
+    if (!added)
         return;
-    auto& list = cornerLists[assigned->tile];
-    list.append({assigned->point.x(), assigned->point.y(), mark});
-    while (list.size() > CornerCount)
-        scene->removeMark(list.takeFirst().mark);
+    for (Mark* old : added->pushedOut)
+        scene->removeMark(old);
     showMessage(tr("#%1: %2 %3 Total:%4")
-                    .arg(assigned->tile)
-                    .arg(assigned->point.x())
-                    .arg(assigned->point.y())
-                    .arg(list.size()));
+                    .arg(added->tile)
+                    .arg(added->point.x())
+                    .arg(added->point.y())
+                    .arg(added->total));
 }
 
-/// A corner keeps its place when its cross-hair is deleted, but points to it no longer: another mark may get
-/// the same address.
 void MainWindow::forgetMark(Mark* mark) {
-    for (auto& list : cornerLists) {
-        for (CornerPoint& corner : list) {
-            if (corner.mark == mark)
-                corner.mark = nullptr;
-        }
-    }
+    corners.forget(mark);
 }
 
 /// While marks are placed, tiles have no flags, so that clicks reach the scene.
@@ -734,8 +725,7 @@ void MainWindow::on_actionSave_Corner_triggered() {
 
 void MainWindow::on_actionLoad_Corner_triggered() {
     on_actionClear_triggered();
-    for (auto& list : cornerLists)
-        list.clear();
+    corners.clear();
     scene->loadMarks(0);
 }
 
@@ -757,10 +747,17 @@ void MainWindow::on_actionExecute_triggered() {
         return;
     settings->write(keys::kXCount, countText(calibrateDialog->xCounts, cameraCount));
     settings->write(keys::kYCount, countText(calibrateDialog->yCounts, cameraCount));
-    if (!calibrate(calibrateDialog->xCounts, calibrateDialog->yCounts)) {
+    const CalibrationRun run = runCalibration(refreshCorners(), calibrateDialog->xCounts,
+                                              calibrateDialog->yCounts, cameraCount, {tileWidth, tileHeight});
+    if (!run.problem.isEmpty()) {
         tellMissingCorners();
         return;
     }
+    // Nothing is touched until all tiles are new, on the disk too: the pictures join only then.
+    if (!writeCalibrations(run.calibrations).isEmpty())
+        return;
+    corners.take(run.corners);
+    correction = run.correction;
     scene->saveMarks(0);
     transEnabled = true;
     settings->write(keys::kTrans, true);
@@ -768,45 +765,11 @@ void MainWindow::on_actionExecute_triggered() {
     ui->actionEnable->setChecked(true);
 }
 
-std::optional<CornerLists> MainWindow::refreshCorners() {
-    CornerLists lists = cornerLists;
-    for (int i = 0; i < cameraCount; ++i) {
-        for (CornerPoint& corner : lists[i]) {
-            const auto* mark = dynamic_cast<CoordinatesMark*>(corner.mark);
-            if (!mark)
-                continue;  // from a calibration file, or its cross-hair has been deleted
-            qDebug() << "before" << mark << mark->point() << corner.x << corner.y;
-            const QPointF point = tilePoint(i, mark->point(), {tileWidth, tileHeight}, layoutMode);
-            corner.x = point.x();
-            corner.y = point.y();
-            qDebug() << "after" << corner.x << corner.y;
-        }
-    }
-    for (int i = 0; i < cameraCount; ++i) {
-        if (!orderCorners(lists[i]))
-            return {};
-    }
-    return lists;
-}
-
-bool MainWindow::calibrate(const GridCounts& xCounts, const GridCounts& yCounts) {
-    const auto corners = refreshCorners();
-    if (!corners)
-        return false;
-    const auto calibrations = computeCalibrations(*corners, xCounts, yCounts, cameraCount);
-    if (!calibrations)
-        return false;
-    Correction computed;
-    for (int i = 0; i < cameraCount; ++i) {
-        if (!computed.take(i, (*calibrations)[i], {tileWidth, tileHeight}))
-            return false;
-    }
-    // Nothing was touched until here: the pictures join only when all tiles are new.
-    cornerLists = *corners;
-    correction = computed;
-    for (int i = 0; i < cameraCount; ++i)
-        writeCalibration(calibrationFileName(i), (*calibrations)[i]);
-    return true;
+CornerMarking::Refreshed MainWindow::refreshCorners() const {
+    return corners.refreshed([](const Mark* mark) -> std::optional<QPointF> {
+        const auto* crossHair = dynamic_cast<const CoordinatesMark*>(mark);
+        return crossHair ? std::optional<QPointF>(crossHair->point()) : std::nullopt;
+    });
 }
 
 // ---- saved pictures ----------------------------------------------------------------------------

@@ -11,7 +11,7 @@
 
 #include "app/tilelayout.h"
 #include "calibration/calibration.h"
-#include "calibration/cornerlists.h"
+#include "calibration/cornermarking.h"
 #include "calibration/correction.h"
 #include "calibration/framepictures.h"
 #include "camera/cameratable.h"
@@ -155,11 +155,8 @@ private:
     void setBarsVisible(bool visible);
     void setTileFlags(QGraphicsItem::GraphicsItemFlags flags);
     void forgetMark(Mark* mark);
-    /// The corners, taken from where their cross-hairs are now, each tile's four in order. Nothing when a
-    /// tile has fewer.
-    std::optional<CornerLists> refreshCorners();
-    /// Computes all tiles' corrections and, if that succeeds, takes and stores them.
-    bool calibrate(const GridCounts& xCounts, const GridCounts& yCounts);
+    /// The corners, taken from where their cross-hairs are now, each tile's four in order.
+    CornerMarking::Refreshed refreshCorners() const;
     /// Fits the view now, and again at each size that the desktop gives it within the next moment.
     void fitToNewWindowState();
     void tellPathInvalid();
@@ -191,7 +188,7 @@ private:
     QBasicTimer paintDeadline;                      // runs while shown pictures wait to be painted
     std::array<int32_t, kMaxTiles> cameraOfTile{};  // camera library index per tile
     Correction correction;
-    CornerLists cornerLists;
+    CornerMarking corners;
     bool isPathBoxUp = false;
     bool transEnabled = false;  // frames are shown corrected
     int32_t tileWidth = 0;      // px of a frame

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <QPointF>
+#include <QString>
+#include <QVector>
 #include <array>
 #include <opencv2/core.hpp>
-#include <optional>
 #include <vector>
 
 #include "calibration/cornerlists.h"
@@ -14,15 +16,24 @@ struct Calibration {
     cv::Mat cornerDst;  ///< 4 x 2 `CV_32F`: destination corners, corrected px, same order
 };
 
+/// The rows of a `cornerSrc` or `cornerDst` as points, in their order.
+QVector<QPointF> pointsOf(const cv::Mat& corners);
+
 /// Grid cells between the marked corners, per camera.
 using GridCounts = std::array<int, 4>;
+
+/// The calibrations of all tiles, or why there are none.
+struct Calibrations {
+    std::vector<Calibration> tiles;  ///< empty when there is a problem
+    QString problem;  ///< a sentence for the operator, who knows the cameras by their numbers from 0
+};
 
 /// The calibrations of the first `count` cameras (1 ... 4) from their ordered corners (frame px) and grid
 /// counts. All look at one grid: the size of a cell is taken from camera 0, and each camera's corners go to a
 /// rectangle of its counts times that size, at its own top left corner. Pure; any thread. Nothing is thrown.
 ///
-/// Nothing at all, since the pictures only join together, when a camera has fewer than four corners or a
-/// rectangle has no area, corners lie on one line, or a transform is not finite or has no inverse.
-std::optional<std::vector<Calibration>> computeCalibrations(const CornerLists& corners,
-                                                            const GridCounts& xCounts,
-                                                            const GridCounts& yCounts, int count);
+/// Nothing at all, since the pictures only join together, when a count is 0, when a camera has fewer than
+/// four corners, when they are not finite, lie on one line or make no convex figure, or when a rectangle has
+/// no area or a transform is not finite or has no inverse.
+Calibrations computeCalibrations(const CornerLists& corners, const GridCounts& xCounts,
+                                 const GridCounts& yCounts, int count);

@@ -1,13 +1,16 @@
 #include "calibration/calibrationfile.h"
 
 #include <QDebug>
+#include <QDir>
 #include <QFile>
 #include <QXmlStreamReader>
 
-#include "platform/files.h"
+#include "platform/fileset.h"
 
 namespace {
 
+/// Names the files of a run while they are put in place.
+constexpr char kNote[] = ".Cal.commit";
 /// A calibration takes about 1 KiB; whatever is larger is another file.
 constexpr qint64 kMaxFileSize = 65536;
 /// Its elements are nested three deep. OpenCV's parser calls itself for each level and has no limit of its
@@ -67,6 +70,19 @@ std::optional<Calibration> parse(const QByteArray& text) {
     return Calibration{*transform, *cornerSrc, *cornerDst};
 }
 
+/// Into memory first; of the name only the ending counts here.
+QByteArray storageText(const Calibration& calibration) {
+    cv::FileStorage storage(".xml", cv::FileStorage::WRITE | cv::FileStorage::MEMORY);
+    storage << "calibrate" << calibration.transform;
+    storage << "corner_src" << calibration.cornerSrc;
+    storage << "corner_dst" << calibration.cornerDst;
+    return QByteArray::fromStdString(storage.releaseAndGetString());
+}
+
+QString inFolder(const QString& folder, const QString& name) {
+    return folder.isEmpty() ? name : QDir(folder).filePath(name);
+}
+
 }  // namespace
 
 QString calibrationFileName(int tile) {
@@ -96,17 +112,24 @@ std::optional<Calibration> readCalibration(const QString& fileName) {
     return calibration;
 }
 
-bool writeCalibration(const QString& fileName, const Calibration& calibration) {
+QString writeCalibrations(const std::vector<Calibration>& calibrations, const QString& folder) {
+    QString problem;
     try {
-        // Into memory first; of the name only the ending counts here.
-        cv::FileStorage storage(".xml", cv::FileStorage::WRITE | cv::FileStorage::MEMORY);
-        storage << "calibrate" << calibration.transform;
-        storage << "corner_src" << calibration.cornerSrc;
-        storage << "corner_dst" << calibration.cornerDst;
-        return platform::replaceFile(fileName, QByteArray::fromStdString(storage.releaseAndGetString()))
-            .isEmpty();
+        QVector<platform::NewFile> files;
+        for (size_t tile = 0; tile < calibrations.size(); ++tile) {
+            const QString name = calibrationFileName(static_cast<int>(tile));
+            files.append({inFolder(folder, name), storageText(calibrations[tile])});
+        }
+        problem = platform::replaceFileSet(inFolder(folder, QLatin1String(kNote)), files);
     } catch (const std::exception& error) {
-        qWarning("%s was not written: %s", qUtf8Printable(fileName), error.what());
-        return false;
+        problem = QString::fromLocal8Bit(error.what());
+        qWarning("No calibration was written: %s", error.what());
     }
+    return problem.isEmpty() ? problem : QStringLiteral("Calibration not written: %1").arg(problem);
+}
+
+QString recoverCalibrations(const QString& folder) {
+    const QString problem = platform::recoverFileSet(inFolder(folder, QLatin1String(kNote)));
+    return problem.isEmpty() ? problem
+                             : QStringLiteral("Calibration files of different runs: %1").arg(problem);
 }

@@ -10,9 +10,9 @@ std::optional<TilePoint> assignCorner(QPointF scenePoint, QSize tile, int layout
     const double y = scenePoint.y();
     const double w = tile.width();
     const double h = tile.height();
+    if (std::isnan(x) || std::isnan(y))
+        return {};
     if (layoutMode == 0) {
-        if (std::isnan(x) || std::isnan(y))
-            return {};
         const bool right = x >= w;
         const bool lower = y >= h;
         return TilePoint{(right ? 1 : 0) + (lower ? 2 : 0), {right ? x - w : x, lower ? y - h : y}};
@@ -47,4 +47,13 @@ bool orderCorners(QList<CornerPoint>& corners) {
             std::swap(corners[left], corners[left + 1]);
     }
     return true;
+}
+
+QString missingCornersText(int tile, int count) {
+    if (count == 0)
+        return QStringLiteral("Camera %1 has no corners").arg(tile);
+    return (count == 1 ? QStringLiteral("Camera %1 has only %2 corner")
+                       : QStringLiteral("Camera %1 has only %2 corners"))
+        .arg(tile)
+        .arg(count);
 }

@@ -3,6 +3,7 @@
 #include <QList>
 #include <QPointF>
 #include <QSize>
+#include <QString>
 #include <array>
 #include <optional>
 
@@ -38,3 +39,6 @@ QPointF tilePoint(int tile, QPointF scenePoint, QSize tileSize, int layoutMode);
 /// Puts four corners into the order of `Corner`: by y, then each pair by x. False, and nothing changed, when
 /// there are fewer than four or a coordinate is no number.
 bool orderCorners(QList<CornerPoint>& corners);
+
+/// What to tell of a camera that has fewer than four corners.
+QString missingCornersText(int tile, int count);

@@ -1,6 +1,7 @@
 #include "calibration/correction.h"
 
 #include <QDebug>
+#include <algorithm>
 #include <opencv2/imgproc.hpp>
 
 #include "calibration/correctionmaps.h"
@@ -34,25 +35,25 @@ bool Correction::take(int tile, const Calibration& calibration, QSize size) {
     transforms[tile] = calibration.transform;
     mapX[tile] = x;
     mapY[tile] = y;
-    dstCorners[tile].clear();
-    for (int corner = 0; corner < CornerCount; ++corner) {
-        const auto* point = calibration.cornerDst.ptr<float>(corner);
-        dstCorners[tile].append({double(point[0]), double(point[1])});
-    }
+    dstCorners[tile] = pointsOf(calibration.cornerDst);
     return true;
 }
 
 QRect cropOf(const Correction& correction, int tile, int tileCount, int layoutMode, QSize frame,
              QSize picture) {
+    constexpr qint64 kMaxPictures = 4;  // the crop of corners in or near the picture is smaller by far
     const QRect whole(QPoint(), picture);
     const auto geometry = computeCropGeometry(correction.dstCorners, tileCount, layoutMode, frame);
     if (!geometry)
         return whole;
+    const QRect crop = cropRectangle(*geometry, correction.dstCorners, layoutMode, tile);
     // A negative size has to go first: QRect's intersection would turn it round.
-    QRect crop = cropRectangle(*geometry, correction.dstCorners, layoutMode, tile);
-    if (crop.isValid())
-        crop &= whole;
-    return crop.isValid() ? crop : whole;
+    if (!crop.isValid() || !crop.intersects(whole) || crop.width() > kMaxMapSide ||
+        crop.height() > kMaxMapSide)
+        return whole;
+    const qint64 pixels = qint64{crop.width()} * crop.height();
+    const qint64 most = std::min(kMaxMapPixels, kMaxPictures * picture.width() * picture.height());
+    return pixels <= most ? crop : whole;
 }
 
 QImage correctedPicture(const QImage& frame, const Correction& correction, int tile, int tileCount,
@@ -65,12 +66,12 @@ QImage correctedPicture(const QImage& frame, const Correction& correction, int t
         // No camera sends another format; its pixels are not taken for three bytes each.
         const bool isKnown = frame.format() == QImage::Format_Grayscale8 || frame.depth() == 24;
         const QImage pixels = isKnown ? frame : frame.convertToFormat(QImage::Format_RGB888);
+        const QRect crop =
+            cropOf(correction, tile, tileCount, layoutMode, frame.size(), QSize(mapX.cols, mapX.rows));
+        const PartMaps maps = partMaps(correction.transforms[tile], mapX, mapY, crop);
         cv::Mat remapped;
-        cv::remap(wrapped(pixels), remapped, mapX, mapY, cv::INTER_NEAREST, cv::BORDER_REPLICATE,
+        cv::remap(wrapped(pixels), remapped, maps.x, maps.y, cv::INTER_NEAREST, cv::BORDER_REPLICATE,
                   cv::Scalar(0));
-        const QRect crop = cropOf(correction, tile, tileCount, layoutMode, frame.size(),
-                                  QSize(remapped.cols, remapped.rows));
-        remapped = remapped(cv::Rect(crop.x(), crop.y(), crop.width(), crop.height()));
         return pictureOf(remapped, pixels.format());
     } catch (const std::exception& error) {
         qWarning("Frame of tile %d shown uncorrected: %s", tile, error.what());

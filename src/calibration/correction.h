@@ -19,8 +19,9 @@ struct Correction {
     bool take(int tile, const Calibration& calibration, QSize size);
 };
 
-/// The part that a tile shows of a remapped picture of `picture` px, made from frames of `frame` px: the crop
-/// rectangle, cut down to the picture, or all of it where nothing can be cut.
+/// The part that a tile shows of a remapped picture of `picture` px, made from frames of `frame` px, in
+/// corrected px: the crop rectangle, or all of the picture where nothing can be cut. The rectangle keeps its
+/// size where it reaches past the picture: cutting it down would move the neighbours' seams.
 QRect cropOf(const Correction& correction, int tile, int tileCount, int layoutMode, QSize frame,
              QSize picture);
 
@@ -28,9 +29,10 @@ QRect cropOf(const Correction& correction, int tile, int tileCount, int layoutMo
 /// maps (nearest neighbour, border pixels replicated), cut to the tile's crop rectangle, in the frame's pixel
 /// format. The result has pixels of its own.
 ///
-/// Without maps the frame comes back as it is; without corners for the layout, or with a crop rectangle that
-/// misses the picture, the remapped picture comes back uncut; a crop rectangle that reaches over the edge is
-/// cut down. A frame without pixels comes back as it is. Nothing is thrown. This is the plain way, which says
-/// what is right; FramePictures is the fast one.
+/// A crop rectangle that reaches past the maps shows there what the camera saw, where the frame has it, else
+/// its border pixels. Without maps the frame comes back as it is; without corners for the layout, or with a
+/// crop rectangle that misses the picture or is far larger, the remapped picture comes back uncut. A frame
+/// without pixels comes back as it is. Nothing is thrown. This is the plain way, which says what is right;
+/// FramePictures is the fast one.
 QImage correctedPicture(const QImage& frame, const Correction& correction, int tile, int tileCount,
                         int layoutMode);

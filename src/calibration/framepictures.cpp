@@ -3,6 +3,8 @@
 #include <QDebug>
 #include <opencv2/imgproc.hpp>
 
+#include "calibration/correctionmaps.h"
+
 QImage FramePictures::plain(const QImage& frame) {
     const bool isGrey = frame.format() == QImage::Format_Grayscale8;
     if (frame.isNull() || (!isGrey && frame.format() != QImage::Format_RGB888))
@@ -35,8 +37,11 @@ QImage FramePictures::corrected(const QImage& frame, const Correction& correctio
         const QRect crop = cropOf(correction, tile, tileCount, layoutMode, size, size);
         const auto shape = RunTable::Shape::of(frame);
         try {
-            if (mapX.data != compiledX.data || correction.mapY[tile].data != compiledY.data ||
-                crop != compiledCrop || shape != compiledShape)
+            const bool isCompiled = correction.transforms[tile].data == compiledTransform.data &&
+                                    mapX.data == compiledX.data &&
+                                    correction.mapY[tile].data == compiledY.data && crop == compiledCrop &&
+                                    shape == compiledShape;
+            if (!isCompiled)
                 compile(correction, tile, crop, shape);
             if (table.serves(shape)) {
                 QImage& picture = pool.take(table.pictureSize());
@@ -55,12 +60,14 @@ QImage FramePictures::corrected(const QImage& frame, const Correction& correctio
 void FramePictures::compile(const Correction& correction, int tile, const QRect& crop,
                             const RunTable::Shape& shape) {
     // Kept, so that other maps cannot come to lie at the same place.
+    compiledTransform = correction.transforms[tile];
     compiledX = correction.mapX[tile];
     compiledY = correction.mapY[tile];
     compiledCrop = crop;
     compiledShape = shape;
     try {
-        table = RunTable(compiledX, compiledY, crop, shape);
+        const PartMaps maps = partMaps(compiledTransform, compiledX, compiledY, crop);
+        table = RunTable(maps.x, maps.y, QRect(QPoint(), crop.size()), shape);
     } catch (const std::exception& error) {
         qWarning("Tile %d is corrected the slow way: %s", tile, error.what());
         table = RunTable();

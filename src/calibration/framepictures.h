@@ -26,6 +26,7 @@ private:
     PicturePool pool;
     RunTable table;
     // What the table was made from, or could not be made from.
+    cv::Mat compiledTransform;
     cv::Mat compiledX;
     cv::Mat compiledY;
     QRect compiledCrop;

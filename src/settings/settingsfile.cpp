@@ -7,7 +7,7 @@
 #include <QTextCodec>
 #include <algorithm>
 
-#include "platform/platform.h"
+#include "platform/files.h"
 
 namespace {
 
@@ -176,9 +176,13 @@ QString SettingsFile::takeChangesOver() {
     if (needsCopy && !changes.isEmpty()) {
         const QString copy = fileName() + QStringLiteral(".bak");
         const auto bytes = contentOfFile(fileName());
-        needsCopy = !bytes || !platform::replaceFile(copy, *bytes);
-        if (needsCopy)
-            return QStringLiteral("%1 cannot be made").arg(QFileInfo(copy).fileName());
+        const QString name = QFileInfo(copy).fileName();
+        if (!bytes)
+            return QStringLiteral("%1 cannot be made").arg(name);
+        const QString problem = platform::replaceFile(copy, *bytes);
+        if (!problem.isEmpty())
+            return QStringLiteral("%1 cannot be made: %2").arg(name, problem);
+        needsCopy = false;
         qWarning("%s had lines that are no settings; the old file is %s", qUtf8Printable(fileName()),
                  qUtf8Printable(copy));
     }

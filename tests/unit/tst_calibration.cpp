@@ -4,6 +4,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include "calibration/calibrationfile.h"
+#include "calibration/calibrationrun.h"
 #include "calibration/cropgeometry.h"
 #include "support/fulldisk.h"
 #include "support/workingfolder.h"
@@ -53,10 +54,14 @@ private slots:
     void sameAsPlainOpenCv();
     void impossibleCorners_data();
     void impossibleCorners();
+    void cellWithoutHeight();
+    void anyConvexFigure();
+    void runGivesEverythingOrAReason();
     void fileIsReadByPlainOpenCv();
     void fileComesBack();
     void keptFileComesBackByteForByte();
-    void oldFileSurvivesAFailedWrite();
+    void allFilesOrNone();
+    void fewerTilesLeaveTheOthers();
 };
 
 void TestCalibration::cornersAreOrdered_data() {
@@ -126,19 +131,19 @@ void TestCalibration::cellsAreThoseOfCameraZero() {
                             seen(70, 40, 480, 210),
                             {}};
     const auto result = computeCalibrations(lists, {5, 3, 5, 9}, {2, 2, 2, 9}, 3);
-    QVERIFY(result);
-    QCOMPARE(result->size(), size_t(3));
+    QCOMPARE(result.problem, QString());
+    QCOMPARE(result.tiles.size(), size_t(3));
     // 100 x 100 px a cell: 300 x 200 px from its own top left corner.
     const cv::Mat expected = (cv::Mat_<float>(4, 2) << 80, 60, 380, 60, 80, 260, 380, 260);
-    QCOMPARE(cv::norm((*result)[1].cornerDst, expected, cv::NORM_INF), 0.0);
+    QCOMPARE(cv::norm(result.tiles[1].cornerDst, expected, cv::NORM_INF), 0.0);
 }
 
 void TestCalibration::cornersGoToTheirRectangle() {
     const CornerLists lists{seen(100, 50, 500, 200), seen(80, 60, 290, 190), seen(70, 40, 480, 210),
                             seen(75, 45, 480, 210)};
     const auto result = computeCalibrations(lists, {5, 3, 5, 5}, {2, 2, 2, 2}, 4);
-    QVERIFY(result);
-    for (const Calibration& one : *result) {
+    QCOMPARE(result.problem, QString());
+    for (const Calibration& one : result.tiles) {
         QCOMPARE(one.transform.type(), CV_64FC1);
         QCOMPARE(one.cornerSrc.type(), CV_32FC1);
         QCOMPARE(one.cornerDst.type(), CV_32FC1);
@@ -156,7 +161,7 @@ void TestCalibration::numbersAreFloats() {
     CornerLists lists;
     lists[0] = corners({{100.123456789, 50.1}, {700.987654321, 55.2}, {99.3, 451.4}, {705.5, 449.987654321}});
     const auto result = computeCalibrations(lists, {7, 0, 0, 0}, {3, 0, 0, 0}, 1);
-    QVERIFY(result);
+    QCOMPARE(result.problem, QString());
     const float cellW = static_cast<float>((700.987654321 - 100.123456789) / 7);
     const float cellH = static_cast<float>((449.987654321 - 50.1) / 3);
     const float x = 100.123456789F;
@@ -164,16 +169,16 @@ void TestCalibration::numbersAreFloats() {
     const float expected[4][2] = {
         {x, y}, {x + 7 * cellW, y}, {x, y + 3 * cellH}, {x + 7 * cellW, y + 3 * cellH}};
     for (int corner = 0; corner < 4; ++corner) {
-        QCOMPARE((*result)[0].cornerDst.at<float>(corner, 0), expected[corner][0]);
-        QCOMPARE((*result)[0].cornerDst.at<float>(corner, 1), expected[corner][1]);
+        QCOMPARE(result.tiles[0].cornerDst.at<float>(corner, 0), expected[corner][0]);
+        QCOMPARE(result.tiles[0].cornerDst.at<float>(corner, 1), expected[corner][1]);
     }
 }
 
 void TestCalibration::sameAsPlainOpenCv() {
     const CornerLists lists{seen(100.25, 50.5, 500, 200), seen(80, 60, 290, 190), {}, {}};
     const auto result = computeCalibrations(lists, {5, 3, 0, 0}, {2, 2, 0, 0}, 2);
-    QVERIFY(result);
-    for (const Calibration& one : *result) {
+    QCOMPARE(result.problem, QString());
+    for (const Calibration& one : result.tiles) {
         cv::Point2f src[4];
         cv::Point2f dst[4];
         for (int i = 0; i < 4; ++i) {
@@ -188,22 +193,35 @@ void TestCalibration::sameAsPlainOpenCv() {
 void TestCalibration::impossibleCorners_data() {
     QTest::addColumn<QVector<QPointF>>("second");
     QTest::addColumn<QVector<int>>("counts");
+    QTest::addColumn<QString>("problem");
     const QVector<QPointF> good{{80, 60}, {380, 65}, {75, 250}, {390, 260}};
     const QVector<int> fine{5, 3, 2, 2};
     const double nan = std::numeric_limits<double>::quiet_NaN();
-    QTest::newRow("three corners") << good.mid(1) << fine;
-    QTest::newRow("no corners") << QVector<QPointF>() << fine;
-    QTest::newRow("on one line") << QVector<QPointF>{{10, 10}, {110, 60}, {210, 110}, {310, 160}} << fine;
-    QTest::newRow("three on one line")
-        << QVector<QPointF>{{10, 10}, {110, 60}, {210, 110}, {310, 10}} << fine;
-    QTest::newRow("two equal") << QVector<QPointF>{{10, 10}, {10, 10}, {10, 110}, {310, 160}} << fine;
-    QTest::newRow("not a number") << QVector<QPointF>{{nan, 60}, {380, 65}, {75, 250}, {390, 260}} << fine;
-    QTest::newRow("infinite") << QVector<QPointF>{{80, 60}, {1e300, 65}, {75, 250}, {390, 260}} << fine;
-    QTest::newRow("no columns in camera 0") << good << QVector<int>{0, 3, 2, 2};
-    QTest::newRow("no rows in camera 0") << good << QVector<int>{5, 3, 0, 2};
-    QTest::newRow("no columns in camera 1") << good << QVector<int>{5, 0, 2, 2};
-    QTest::newRow("no rows in camera 1") << good << QVector<int>{5, 3, 2, 0};
-    QTest::newRow("all zero") << good << QVector<int>{0, 0, 0, 0};
+    const auto badCorners = [&](const char* name, const QVector<QPointF>& corners, const char* problem) {
+        QTest::newRow(name) << corners << fine << QString::fromLatin1(problem);
+    };
+    const auto badCounts = [&](const char* name, const QVector<int>& counts, const char* problem) {
+        QTest::newRow(name) << good << counts << QString::fromLatin1(problem);
+    };
+    const char* onOneLine = "Corners of camera 1 lie on one line";
+    const char* notConvex = "Corners of camera 1 make no convex figure";
+    const char* notFinite = "Corners of camera 1 are not finite";
+    badCorners("three corners", good.mid(1), "Camera 1 has only 3 corners");
+    badCorners("no corners", {}, "Camera 1 has no corners");
+    badCorners("on one line", {{10, 10}, {110, 60}, {210, 110}, {310, 160}}, onOneLine);
+    badCorners("three on one line", {{10, 10}, {110, 60}, {210, 110}, {310, 10}}, onOneLine);
+    badCorners("two equal", {{10, 10}, {10, 10}, {10, 110}, {310, 160}}, onOneLine);
+    badCorners("concave", {{100, 100}, {300, 110}, {200, 190}, {210, 400}}, notConvex);
+    badCorners("concave at the top", {{200, 150}, {210, 110}, {100, 300}, {300, 310}}, notConvex);
+    badCorners("crossed", {{10, 100}, {300, 10}, {40, 200}, {20, 250}}, notConvex);
+    badCorners("not a number", {{nan, 60}, {380, 65}, {75, 250}, {390, 260}}, notFinite);
+    badCorners("infinite", {{80, 60}, {1e300, 65}, {75, 250}, {390, 260}}, notFinite);
+    badCounts("no columns in camera 0", {0, 3, 2, 2}, "X count of camera 0 is 0");
+    badCounts("no rows in camera 0", {5, 3, 0, 2}, "Y count of camera 0 is 0");
+    badCounts("no columns in camera 1", {5, 0, 2, 2}, "X count of camera 1 is 0");
+    badCounts("no rows in camera 1", {5, 3, 2, 0}, "Y count of camera 1 is 0");
+    badCounts("nothing in camera 1", {5, 0, 2, 0}, "Counts of camera 1 are 0");
+    badCounts("all zero", {0, 0, 0, 0}, "Counts of camera 0 are 0");
 }
 
 void TestCalibration::impossibleCorners() {
@@ -213,13 +231,99 @@ void TestCalibration::impossibleCorners() {
     lists[0] = seen(100, 50, 500, 200);
     for (const QPointF point : qAsConst(second))
         lists[1].append({point.x(), point.y(), nullptr});
-    QVERIFY(!computeCalibrations(lists, {counts[0], counts[1], 0, 0}, {counts[2], counts[3], 0, 0}, 2));
+    QFETCH(QString, problem);
+    const auto both =
+        computeCalibrations(lists, {counts[0], counts[1], 0, 0}, {counts[2], counts[3], 0, 0}, 2);
+    QCOMPARE(both.problem, problem);
+    QVERIFY(both.tiles.empty());
     // The first camera alone would do, unless it is its counts.
-    QCOMPARE(
-        computeCalibrations(lists, {counts[0], counts[1], 0, 0}, {counts[2], counts[3], 0, 0}, 1).has_value(),
-        counts[0] != 0 && counts[2] != 0);
-    QVERIFY(!computeCalibrations(lists, {5, 3, 0, 0}, {2, 2, 0, 0}, 0));
-    QVERIFY(!computeCalibrations(lists, {5, 3, 0, 0}, {2, 2, 0, 0}, 5));
+    const auto one = computeCalibrations(lists, {counts[0], 0, 0, 0}, {counts[2], 0, 0, 0}, 1);
+    QCOMPARE(one.problem.isEmpty(), counts[0] != 0 && counts[2] != 0);
+    QCOMPARE(one.tiles.size(), size_t(one.problem.isEmpty() ? 1 : 0));
+    for (const int count : {-1, 0, 5})
+        QVERIFY(!computeCalibrations(lists, {5, 3, 0, 0}, {2, 2, 0, 0}, count).problem.isEmpty());
+}
+
+/// A figure that stands on a corner can have its outer ones at one height.
+void TestCalibration::cellWithoutHeight() {
+    CornerLists lists;
+    lists[0] = corners({{0, 10}, {100, 0}, {0, 50}, {100, 10}});
+    const auto result = computeCalibrations(lists, {5, 0, 0, 0}, {2, 0, 0, 0}, 1);
+    QCOMPARE(result.problem, QStringLiteral("Corners and counts of camera 0 make no rectangle"));
+    // So do counts that nobody can mean.
+    lists[0] = seen(100, 50, 500, 200);
+    lists[1] = seen(80, 60, 290, 190);
+    const int most = std::numeric_limits<int>::max();
+    for (auto& list : lists[0])
+        list.x *= 1e29;
+    QVERIFY(!computeCalibrations(lists, {1, most, 0, 0}, {2, 2, 0, 0}, 2).problem.isEmpty());
+}
+
+/// Whatever convex figure a camera sees is taken, however far from a rectangle.
+void TestCalibration::anyConvexFigure() {
+    cv::RNG random(5);
+    int convex = 0;
+    int others = 0;
+    for (int trial = 0; trial < 500; ++trial) {
+        std::vector<cv::Point2f> points;
+        CornerLists lists;
+        for (int i = 0; i < 4; ++i) {
+            points.emplace_back(float(random.uniform(0, 1000)), float(random.uniform(0, 1000)));
+            lists[0].append({double(points.back().x), double(points.back().y), nullptr});
+        }
+        QVERIFY(orderCorners(lists[0]));
+        std::vector<cv::Point2f> hull;
+        cv::convexHull(points, hull);
+        // In an order that goes round once: a convex figure can still be taken in a crossed one.
+        const auto at = [&](int corner) {
+            return cv::Point2f(float(lists[0][corner].x), float(lists[0][corner].y));
+        };
+        const bool isRound =
+            hull.size() == 4 && cv::isContourConvex(std::vector<cv::Point2f>{
+                                    at(TopLeft), at(TopRight), at(BottomRight), at(BottomLeft)});
+        const auto result = computeCalibrations(lists, {5, 0, 0, 0}, {2, 0, 0, 0}, 1);
+        if (result.problem.contains(QStringLiteral("line")) ||
+            result.problem.contains(QStringLiteral("rectangle")))
+            continue;
+        QVERIFY2(result.problem.isEmpty() == isRound, qPrintable(result.problem));
+        (isRound ? convex : others) += 1;
+    }
+    QVERIFY(convex > 50 && others > 50);
+}
+
+void TestCalibration::runGivesEverythingOrAReason() {
+    CornerMarking::Refreshed refreshed;
+    refreshed.corners = {seen(100.25, 50.5, 500, 200), seen(80, 60, 290, 190), {}, {}};
+    const auto isNothing = [](const CalibrationRun& run) {
+        return run.calibrations.empty() && run.corners[0].isEmpty() && run.correction.mapX[0].empty() &&
+               run.correction.transforms[0].empty() && run.correction.dstCorners[0].isEmpty();
+    };
+    const CalibrationRun good = runCalibration(refreshed, {5, 3, 0, 0}, {2, 2, 0, 0}, 2, {640, 480});
+    QCOMPARE(good.problem, QString());
+    QCOMPARE(good.calibrations.size(), size_t(2));
+    QCOMPARE(pointsOf(good.corners[1]), pointsOf(refreshed.corners[1]));
+    const auto computed = computeCalibrations(refreshed.corners, {5, 3, 0, 0}, {2, 2, 0, 0}, 2);
+    for (int i = 0; i < 2; ++i) {
+        QCOMPARE(cv::norm(good.correction.transforms[i], computed.tiles[size_t(i)].transform, cv::NORM_INF),
+                 0.0);
+        QCOMPARE(good.correction.mapX[i].size(), cv::Size(640, 480));
+        QCOMPARE(good.correction.mapY[i].size(), cv::Size(640, 480));
+        QCOMPARE(good.correction.dstCorners[i].size(), 4);
+    }
+    QVERIFY(good.correction.mapX[2].empty());
+
+    const auto fails = [&](const GridCounts& xs, int count, QSize frame, const char* problem) {
+        QTest::ignoreMessage(QtWarningMsg, (QByteArray("No calibration: ") + problem).constData());
+        const CalibrationRun run = runCalibration(refreshed, xs, {2, 2, 2, 2}, count, frame);
+        QCOMPARE(run.problem, QString::fromLatin1(problem));
+        QVERIFY(isNothing(run));
+    };
+    fails({5, 0, 0, 0}, 2, {640, 480}, "X count of camera 1 is 0");
+    fails({5, 3, 5, 0}, 3, {640, 480}, "Camera 2 has no corners");
+    for (const QSize size : {QSize(0, 0), QSize(640, -480), QSize(40000, 480), QSize(30000, 30000)})
+        fails({5, 3, 0, 0}, 2, size, "Correction maps of camera 0 could not be built");
+    refreshed.problem = QStringLiteral("Camera 1 has only 3 corners");
+    fails({5, 3, 0, 0}, 2, {640, 480}, "Camera 1 has only 3 corners");
 }
 
 void TestCalibration::fileIsReadByPlainOpenCv() {
@@ -227,8 +331,8 @@ void TestCalibration::fileIsReadByPlainOpenCv() {
     CornerLists lists;
     lists[0] = seen(100.25, 50.5, 500, 200);
     const auto result = computeCalibrations(lists, {5, 0, 0, 0}, {2, 0, 0, 0}, 1);
-    QVERIFY(result);
-    QVERIFY(writeCalibration(QStringLiteral("Cal0.xml"), result->front()));
+    QCOMPARE(result.problem, QString());
+    QCOMPARE(writeCalibrations(result.tiles), QString());
     const cv::FileStorage storage("Cal0.xml", cv::FileStorage::READ);
     QVERIFY(storage.isOpened());
     std::vector<std::string> names;
@@ -243,9 +347,9 @@ void TestCalibration::fileIsReadByPlainOpenCv() {
     storage["corner_dst"] >> dst;
     QCOMPARE(transform.type(), CV_64FC1);
     QCOMPARE(src.type(), CV_32FC1);
-    QCOMPARE(cv::norm(transform, result->front().transform, cv::NORM_INF), 0.0);
-    QCOMPARE(cv::norm(src, result->front().cornerSrc, cv::NORM_INF), 0.0);
-    QCOMPARE(cv::norm(dst, result->front().cornerDst, cv::NORM_INF), 0.0);
+    QCOMPARE(cv::norm(transform, result.tiles.front().transform, cv::NORM_INF), 0.0);
+    QCOMPARE(cv::norm(src, result.tiles.front().cornerSrc, cv::NORM_INF), 0.0);
+    QCOMPARE(cv::norm(dst, result.tiles.front().cornerDst, cv::NORM_INF), 0.0);
 }
 
 void TestCalibration::fileComesBack() {
@@ -254,12 +358,12 @@ void TestCalibration::fileComesBack() {
     lists[0] = seen(100.25, 50.5, 500, 200);
     const auto result = computeCalibrations(lists, {5, 0, 0, 0}, {2, 0, 0, 0}, 1);
     QVERIFY(WorkingFolder::write(QStringLiteral("Cal0.xml"), "old"));
-    QVERIFY(writeCalibration(QStringLiteral("Cal0.xml"), result->front()));
+    QCOMPARE(writeCalibrations(result.tiles), QString());
     const auto read = readCalibration(QStringLiteral("Cal0.xml"));
     QVERIFY(read);
-    QCOMPARE(cv::norm(read->transform, result->front().transform, cv::NORM_INF), 0.0);
-    QCOMPARE(cv::norm(read->cornerSrc, result->front().cornerSrc, cv::NORM_INF), 0.0);
-    QCOMPARE(cv::norm(read->cornerDst, result->front().cornerDst, cv::NORM_INF), 0.0);
+    QCOMPARE(cv::norm(read->transform, result.tiles.front().transform, cv::NORM_INF), 0.0);
+    QCOMPARE(cv::norm(read->cornerSrc, result.tiles.front().cornerSrc, cv::NORM_INF), 0.0);
+    QCOMPARE(cv::norm(read->cornerDst, result.tiles.front().cornerDst, cv::NORM_INF), 0.0);
     QCOMPARE(QDir().entryList(QDir::Files), QStringList{QStringLiteral("Cal0.xml")});  // nothing beside it
 }
 
@@ -276,33 +380,81 @@ void TestCalibration::keptFileComesBackByteForByte() {
     const auto read = readCalibration(QStringLiteral("Cal0.xml"));
     QVERIFY(read);
     QCOMPARE(read->cornerSrc.at<float>(0, 0), 100.25F);
-    QVERIFY(writeCalibration(QStringLiteral("Cal1.xml"), *read));
+    QCOMPARE(writeCalibrations({*read, *read}), QString());
+    QCOMPARE(WorkingFolder::read(QStringLiteral("Cal0.xml")), bytes);
     QCOMPARE(WorkingFolder::read(QStringLiteral("Cal1.xml")), bytes);
     QVERIFY(QFile::exists(folder.path() + QLatin1Char('/') + station + QStringLiteral("/Cal1.xml")));
 }
 
-void TestCalibration::oldFileSurvivesAFailedWrite() {
+/// What there is beside the calibration files: nothing is left of a run, whatever became of it.
+static QStringList allFiles() {
+    return QDir().entryList(QDir::Files | QDir::Hidden);
+}
+
+void TestCalibration::allFilesOrNone() {
     const WorkingFolder folder;
-    CornerLists lists;
-    lists[0] = seen(100.25, 50.5, 500, 200);
-    const auto result = computeCalibrations(lists, {5, 0, 0, 0}, {2, 0, 0, 0}, 1);
-    QVERIFY(QDir().mkdir(QStringLiteral("Cal0.xml")));
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("Cal0\\.xml was not written: .+")));
-    QVERIFY(!writeCalibration(QStringLiteral("Cal0.xml"), result->front()));
-    QVERIFY(QFileInfo(QStringLiteral("Cal0.xml")).isDir());
-    // A full disk: the file that was there is still whole.
-    QVERIFY(writeCalibration(QStringLiteral("Cal1.xml"), result->front()));
-    const QByteArray old = WorkingFolder::read(QStringLiteral("Cal1.xml"));
+    CornerLists lists{seen(100.25, 50.5, 500, 200), seen(80, 60, 290, 190), seen(70, 40, 480, 210), {}};
+    const auto result = computeCalibrations(lists, {5, 3, 5, 0}, {2, 2, 2, 0}, 3);
+    QCOMPARE(result.problem, QString());
+    const QStringList names{QStringLiteral("Cal0.xml"), QStringLiteral("Cal1.xml"),
+                            QStringLiteral("Cal2.xml")};
+    for (const QString& name : names)
+        QVERIFY(WorkingFolder::write(name, "old " + name.toLatin1()));
+    const auto areOld = [&] {
+        return std::all_of(names.begin(), names.end(), [](const QString& name) {
+            return WorkingFolder::read(name) == "old " + name.toLatin1();
+        });
+    };
+    const auto fails = [&] {
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("was not written: .+")));
+        const QString problem = writeCalibrations(result.tiles);
+        return problem.startsWith(QStringLiteral("Calibration not written: ")) && problem.size() > 26;
+    };
+    // A folder has the name of the last one.
+    QVERIFY(QFile::remove(names[2]) && QDir().mkdir(names[2]));
+    QVERIFY(fails());
+    QCOMPARE(WorkingFolder::read(names[0]), QByteArray("old Cal0.xml"));
+    QCOMPARE(allFiles(), names.mid(0, 2));
+    QVERIFY(QDir().rmdir(names[2]) && WorkingFolder::write(names[2], "old Cal2.xml"));
+    // The disk is full, sooner or later.
 #ifdef HAS_FULL_DISK
-    {
-        const FullDisk full(100);
-        QTest::ignoreMessage(QtWarningMsg,
-                             QRegularExpression(QStringLiteral("Cal1\\.xml was not written: .+")));
-        QVERIFY(!writeCalibration(QStringLiteral("Cal1.xml"), result->front()));
+    for (const int bytes : {0, 10, 100, 700}) {
+        const FullDisk full{rlim_t(bytes)};
+        QVERIFY(fails());
+        QVERIFY(areOld());
+        QCOMPARE(allFiles(), names);
     }
+    // A folder that nobody can write to.
+    QVERIFY(QFile::remove(names[1]) && QFile::link(QStringLiteral("/proc/version"), names[1]));
+    QVERIFY(fails());
+    QCOMPARE(WorkingFolder::read(names[0]), QByteArray("old Cal0.xml"));
+    QCOMPARE(WorkingFolder::read(names[2]), QByteArray("old Cal2.xml"));
+    QCOMPARE(allFiles(), names);
+    QVERIFY(QFile::remove(names[1]) && WorkingFolder::write(names[1], "old Cal1.xml"));
 #endif
-    QCOMPARE(WorkingFolder::read(QStringLiteral("Cal1.xml")), old);
-    QCOMPARE(QDir().entryList(QDir::Files), QStringList{QStringLiteral("Cal1.xml")});
+    QVERIFY(areOld());
+    QCOMPARE(writeCalibrations(result.tiles), QString());
+    for (int i = 0; i < 3; ++i)
+        QVERIFY(readCalibration(names[i]));
+    QCOMPARE(allFiles(), names);
+}
+
+void TestCalibration::fewerTilesLeaveTheOthers() {
+    const WorkingFolder folder;
+    CornerLists lists{seen(100.25, 50.5, 500, 200), seen(80, 60, 290, 190), {}, {}};
+    const auto result = computeCalibrations(lists, {5, 3, 0, 0}, {2, 2, 0, 0}, 2);
+    for (int i = 0; i < 4; ++i)
+        QVERIFY(WorkingFolder::write(calibrationFileName(i), "old"));
+    QCOMPARE(writeCalibrations(result.tiles), QString());
+    QVERIFY(readCalibration(calibrationFileName(0)) && readCalibration(calibrationFileName(1)));
+    QCOMPARE(WorkingFolder::read(calibrationFileName(2)), QByteArray("old"));
+    QCOMPARE(WorkingFolder::read(calibrationFileName(3)), QByteArray("old"));
+    // Elsewhere than in the working folder.
+    QVERIFY(QDir().mkdir(QStringLiteral("there")));
+    QCOMPARE(writeCalibrations(result.tiles, QStringLiteral("there")), QString());
+    QCOMPARE(WorkingFolder::read(QStringLiteral("there/Cal1.xml")),
+             WorkingFolder::read(QStringLiteral("Cal1.xml")));
+    QCOMPARE(recoverCalibrations(QStringLiteral("there")), QString());
 }
 
 QTEST_GUILESS_MAIN(TestCalibration)

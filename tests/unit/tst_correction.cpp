@@ -69,6 +69,15 @@ private slots:
     void absurdCornersAreHarmless();
     void pictureIsRemapAndCrop_data();
     void pictureIsRemapAndCrop();
+    void seamsStayWhereTheCropReachesPast_data();
+    void seamsStayWhereTheCropReachesPast();
+    void beyondTheMapsIsTheSameTransform_data();
+    void beyondTheMapsIsTheSameTransform();
+    void cropThatIsNoUse_data();
+    void cropThatIsNoUse();
+    void partWithoutATransform();
+    void takenOrNothing_data();
+    void takenOrNothing();
     void pictureOutlivesEverything();
     void oddInputsGiveAPicture_data();
     void oddInputsGiveAPicture();
@@ -222,6 +231,191 @@ void TestCorrection::pictureIsRemapAndCrop() {
                 0);
 }
 
+void TestCorrection::seamsStayWhereTheCropReachesPast_data() {
+    QTest::addColumn<bool>("colour");
+    QTest::addColumn<int>("layoutMode");
+    QTest::addColumn<QSize>("frame");
+    for (const bool colour : {false, true}) {
+        for (const int layoutMode : {0, 1}) {
+            for (const QSize frame : {QSize(100, 80), QSize(90, 75)})
+                QTest::addRow("%s, %s, frames %d px wide", colour ? "colour" : "grey",
+                              layoutMode == 0 ? "grid" : "row", frame.width())
+                    << colour << layoutMode << frame;
+        }
+    }
+}
+
+/// Cameras that are only shifted, so that the place of every pixel can be counted: each tile has the width
+/// that the arrangement reckons with, and shows at every place what was taken there.
+void TestCorrection::seamsStayWhereTheCropReachesPast() {
+    QFETCH(bool, colour);
+    QFETCH(int, layoutMode);
+    QFETCH(QSize, frame);
+    const QSize maps(100, 80);
+    const QPoint shifts[] = {{30, 25}, {-20, 12}, {24, -30}, {-15, -18}};
+    const QRect marked[] = {{20, 15, 75, 55}, {25, 8, 70, 60}, {12, 22, 80, 54}, {22, 26, 70, 50}};
+    Correction correction;
+    for (int i = 0; i < 4; ++i) {
+        const QPoint shift = shifts[i];
+        correction.transforms[i] = (cv::Mat_<double>(3, 3) << 1, 0, shift.x(), 0, 1, shift.y(), 0, 0, 1);
+        QVERIFY(buildCorrectionMaps(correction.transforms[i], maps, correction.mapX[i], correction.mapY[i]));
+        const QRect to = marked[i].translated(shift);
+        correction.dstCorners[i] = rectangle(to.x(), to.y(), to.x() + to.width(), to.y() + to.height());
+    }
+    const auto geometry = computeCropGeometry(correction.dstCorners, 4, layoutMode, frame);
+    QVERIFY(geometry);
+    int beyond = 0;
+    for (int i = 0; i < 4; ++i) {
+        const QImage image = noise(frame, colour ? QImage::Format_RGB888 : QImage::Format_Grayscale8);
+        const QRect crop = cropRectangle(*geometry, correction.dstCorners, layoutMode, i);
+        beyond += QRect(QPoint(), maps).contains(crop) ? 0 : 1;
+        const QImage picture = correctedPicture(image, correction, i, 4, layoutMode);
+        QCOMPARE(picture.format(), image.format());
+        QCOMPARE(picture.size(), crop.size());
+        for (int y = 0; y < crop.height(); ++y) {
+            for (int x = 0; x < crop.width(); ++x) {
+                const QPoint from = crop.topLeft() + QPoint(x, y) - shifts[i];
+                // Beyond the frame its border goes on.
+                const QPoint seen(qBound(0, from.x(), frame.width() - 1),
+                                  qBound(0, from.y(), frame.height() - 1));
+                QCOMPARE(picture.pixel(x, y), image.pixel(seen));
+            }
+        }
+    }
+    QVERIFY(beyond >= 2);
+}
+
+void TestCorrection::beyondTheMapsIsTheSameTransform_data() {
+    QTest::addColumn<bool>("colour");
+    QTest::newRow("grey") << false;
+    QTest::newRow("colour") << true;
+}
+
+void TestCorrection::beyondTheMapsIsTheSameTransform() {
+    QFETCH(bool, colour);
+    cv::RNG random(7);
+    int beyond = 0;
+    for (int trial = 0; trial < 60; ++trial) {
+        const QSize size(random.uniform(20, 140), random.uniform(20, 110));
+        Correction correction = oneTile(size);
+        const QRect to(random.uniform(-30, size.width()), random.uniform(-30, size.height()),
+                       random.uniform(10, 150), random.uniform(10, 150));
+        correction.dstCorners[0] = correction.dstCorners[1] =
+            rectangle(to.x(), to.y(), to.x() + to.width(), to.y() + to.height());
+        correction.dstCorners[1] = rectangle(5, random.uniform(-40, 40), 50 + random.uniform(0, 50), 70);
+        // Tile 0 of a row of two ends at its right edge, wherever that is.
+        const auto geometry = computeCropGeometry(correction.dstCorners, 2, 1, size);
+        const QRect crop = cropRectangle(*geometry, correction.dstCorners, 1, 0);
+        const QRect whole(QPoint(), size);
+        const QImage frame = noise(size, colour ? QImage::Format_RGB888 : QImage::Format_Grayscale8);
+        const QImage picture = correctedPicture(frame, correction, 0, 2, 1);
+        if (!crop.isValid() || !crop.intersects(whole))
+            continue;
+        QCOMPARE(picture.size(), crop.size());
+        beyond += whole.contains(crop) ? 0 : 1;
+
+        cv::Mat inverse = correction.transforms[0].inv(cv::DECOMP_LU);
+        inverse.convertTo(inverse, CV_32F);
+        cv::Mat places(crop.height(), crop.width(), CV_32FC2);
+        for (int y = 0; y < places.rows; ++y) {
+            for (int x = 0; x < places.cols; ++x)
+                places.at<cv::Vec2f>(y, x) = {float(crop.x() + x), float(crop.y() + y)};
+        }
+        cv::perspectiveTransform(places, places, inverse);
+        std::vector<cv::Mat> channels;
+        cv::split(places, channels);
+        const cv::Mat mat(frame.height(), frame.width(), colour ? CV_8UC3 : CV_8UC1,
+                          const_cast<uchar*>(frame.constBits()), size_t(frame.bytesPerLine()));
+        cv::Mat inside;
+        cv::Mat all;
+        cv::remap(mat, inside, correction.mapX[0], correction.mapY[0], cv::INTER_NEAREST,
+                  cv::BORDER_REPLICATE);
+        cv::remap(mat, all, channels[0], channels[1], cv::INTER_NEAREST, cv::BORDER_REPLICATE);
+        const size_t bytes = colour ? 3 : 1;
+        for (int y = 0; y < crop.height(); ++y) {
+            for (int x = 0; x < crop.width(); ++x) {
+                const QPoint at = crop.topLeft() + QPoint(x, y);
+                const uchar* wanted = whole.contains(at) ? inside.ptr(at.y(), at.x()) : all.ptr(y, x);
+                QVERIFY(std::memcmp(picture.constScanLine(y) + size_t(x) * bytes, wanted, bytes) == 0);
+            }
+        }
+    }
+    QVERIFY2(beyond >= 20, qPrintable(QString::number(beyond)));
+}
+
+void TestCorrection::cropThatIsNoUse_data() {
+    QTest::addColumn<QVector<QPointF>>("corners");
+    QTest::newRow("right of the picture") << rectangle(64, 10, 120, 40);
+    QTest::newRow("left of the picture") << rectangle(-90, 10, -1, 40);
+    QTest::newRow("no width") << rectangle(30, 10, 30, 40);
+    QTest::newRow("turned round") << rectangle(50, 10, 10, 40);
+    QTest::newRow("more than memory") << rectangle(10, 10, 1e9, 40);
+    QTest::newRow("far larger than the picture") << rectangle(10, 10, 400, 40);
+    QTest::newRow("wider than a remap can address") << rectangle(10, 10, 40000, 40);
+}
+
+void TestCorrection::cropThatIsNoUse() {
+    QFETCH(QVector<QPointF>, corners);
+    Correction correction = oneTile({64, 48});
+    correction.dstCorners[1] = corners;
+    correction.dstCorners[2] = correction.dstCorners[0];
+    correction.transforms[1] = correction.transforms[0];
+    correction.mapX[1] = correction.mapX[0];
+    correction.mapY[1] = correction.mapY[0];
+    const QImage frame = noise({64, 48}, QImage::Format_Grayscale8);
+    correction.dstCorners[0] = rectangle(10, 10, 50, 40);
+    Correction uncut = correction;
+    uncut.dstCorners[0].clear();
+    QCOMPARE(correctedPicture(frame, correction, 1, 3, 1), correctedPicture(frame, uncut, 1, 3, 1));
+    QCOMPARE(correctedPicture(frame, correction, 1, 3, 1).size(), QSize(64, 48));
+}
+
+/// Maps alone say nothing about what lies beyond them: their edges are repeated.
+void TestCorrection::partWithoutATransform() {
+    const Correction correction = oneTile({64, 48});
+    for (const cv::Mat& transform : {cv::Mat(), cv::Mat(cv::Mat::zeros(3, 3, CV_64F))}) {
+        const PartMaps maps = partMaps(transform, correction.mapX[0], correction.mapY[0], {-5, 40, 80, 20});
+        QCOMPARE(maps.x.size(), cv::Size(80, 20));
+        QCOMPARE(maps.y.size(), cv::Size(80, 20));
+        for (int y = 0; y < 20; ++y) {
+            for (int x = 0; x < 80; ++x) {
+                const int column = qBound(0, x - 5, 63);
+                const int row = qMin(y + 40, 47);
+                QCOMPARE(maps.x.at<float>(y, x), correction.mapX[0].at<float>(row, column));
+                QCOMPARE(maps.y.at<float>(y, x), correction.mapY[0].at<float>(row, column));
+            }
+        }
+    }
+}
+
+void TestCorrection::takenOrNothing_data() {
+    QTest::addColumn<QSize>("size");
+    QTest::addColumn<bool>("singular");
+    QTest::addColumn<bool>("taken");
+    QTest::newRow("good") << QSize(64, 48) << false << true;
+    QTest::newRow("singular") << QSize(64, 48) << true << false;
+    QTest::newRow("no size") << QSize(0, 0) << false << false;
+    QTest::newRow("too wide") << QSize(40000, 48) << false << false;
+}
+
+/// A tile whose maps cannot be built keeps what it had.
+void TestCorrection::takenOrNothing() {
+    QFETCH(QSize, size);
+    QFETCH(bool, singular);
+    QFETCH(bool, taken);
+    const Correction before = oneTile({64, 48});
+    Correction correction = before;
+    Calibration calibration;
+    calibration.transform = singular ? cv::Mat(cv::Mat::zeros(3, 3, CV_64F)) : mildTransform(64, 40);
+    calibration.cornerSrc = calibration.cornerDst = (cv::Mat_<float>(4, 2) << 1, 2, 3, 4, 5, 6, 7, 8);
+    QCOMPARE(correction.take(0, calibration, size), taken);
+    QCOMPARE(correction.mapX[0].data != before.mapX[0].data, taken);
+    QCOMPARE(correction.mapY[0].data != before.mapY[0].data, taken);
+    QCOMPARE(correction.transforms[0].data != before.transforms[0].data, taken);
+    QCOMPARE(correction.dstCorners[0] != before.dstCorners[0], taken);
+    QVERIFY(!correction.mapX[0].empty() && !correction.mapY[0].empty());
+}
+
 void TestCorrection::pictureOutlivesEverything() {
     QImage picture;
     {
@@ -281,6 +475,8 @@ void TestCorrection::cornersFindTheirTile_data() {
     QTest::newRow("row, the last") << QPointF(2559.5, 0) << 2 << 3 << QPointF(639.5, 0);
     QTest::newRow("grid, no number") << QPointF(qQNaN(), 5) << 0 << -1 << QPointF();
     QTest::newRow("row, no number") << QPointF(qQNaN(), 5) << 1 << -1 << QPointF();
+    QTest::newRow("row, no number below") << QPointF(5, qQNaN()) << 1 << -1 << QPointF();
+    QTest::newRow("grid, no number below") << QPointF(5, qQNaN()) << 0 << -1 << QPointF();
     QTest::newRow("row, beyond") << QPointF(2560, 0) << 1 << -1 << QPointF();
 }
 

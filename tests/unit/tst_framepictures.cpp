@@ -109,6 +109,9 @@ private slots:
     void correctedIsThePixmap();
     void cropBeyondThePicture_data() { shapes(); }
     void cropBeyondThePicture();
+    void randomGeometries_data() { shapes(); }
+    void randomGeometries();
+    void anotherTransformIsSeen();
     void withoutCorners_data() { shapes(); }
     void withoutCorners();
     void withoutMaps_data() { shapes(); }
@@ -215,6 +218,62 @@ void TestFramePictures::cropBeyondThePicture() {
             QVERIFY(isSame(picture, shownCorrected(frame.image, correction, 1, 4, layoutMode)));
         }
     }
+}
+
+/// Whatever the corners: the fast way makes the plain way's pixels, and most of these crops reach past the
+/// maps.
+void TestFramePictures::randomGeometries() {
+    QFETCH(int, padding);
+    int beyond = 0;
+    for (uint64_t seed = 1; seed <= 40; ++seed) {
+        cv::RNG random(seed);
+        const auto near = [&](double value, double by) { return value + random.uniform(-by, by); };
+        const double w = kSize.width();
+        const double h = kSize.height();
+        Correction correction;
+        for (int tile = 0; tile < 4; ++tile) {
+            const QVector<QPointF> src{{near(0.2 * w, 12), near(0.2 * h, 8)},
+                                       {near(0.8 * w, 12), near(0.2 * h, 8)},
+                                       {near(0.2 * w, 12), near(0.8 * h, 8)},
+                                       {near(0.8 * w, 12), near(0.8 * h, 8)}};
+            Calibration calibration;
+            calibration.cornerSrc = matOf(src);
+            calibration.cornerDst =
+                matOf(rectangle(near(0.1 * w, 30), near(0.1 * h, 20), near(1.1 * w, 40), near(1.1 * h, 30)));
+            calibration.transform = cv::getPerspectiveTransform(calibration.cornerSrc, calibration.cornerDst);
+            QVERIFY(correction.take(tile, calibration, kSize));
+        }
+        const Frame frame(kSize, format(), padding, seed);
+        const Frame other({70, 80}, format(), padding, seed);
+        for (const int layoutMode : {0, 1}) {
+            for (int tile = 0; tile < 4; ++tile) {
+                FramePictures pictures;
+                const QImage picture = pictures.corrected(frame.image, correction, tile, 4, layoutMode);
+                QCOMPARE(picture.format(), QImage::Format_RGB32);
+                QVERIFY(isSame(picture, shownCorrected(frame.image, correction, tile, 4, layoutMode)));
+                QVERIFY(isSame(pictures.corrected(other.image, correction, tile, 4, layoutMode),
+                               shownCorrected(other.image, correction, tile, 4, layoutMode)));
+                const QRect crop = cropOf(correction, tile, 4, layoutMode, kSize, kSize);
+                QCOMPARE(picture.size(), crop.size());
+                beyond += QRect(QPoint(), kSize).contains(crop) ? 0 : 1;
+            }
+        }
+    }
+    QVERIFY2(beyond > 80, qPrintable(QString::number(beyond)));
+}
+
+/// What lies beyond the maps comes from the transform, also where the maps are the same.
+void TestFramePictures::anotherTransformIsSeen() {
+    FramePictures pictures;
+    const Frame frame(kSize, QImage::Format_Grayscale8, 0, 1);
+    Correction correction = calibrated(kSize, 2);
+    correction.dstCorners[0] = rectangle(10, 10, 130, 40);
+    const QImage before = pictures.corrected(frame.image, correction, 0, 2, 1);
+    QCOMPARE(before.width(), 130);
+    correction.transforms[0] = (cv::Mat_<double>(3, 3) << 1, 0, 60, 0, 1, 0, 0, 0, 1);
+    const QImage after = pictures.corrected(frame.image, correction, 0, 2, 1);
+    QVERIFY(isSame(after, shownCorrected(frame.image, correction, 0, 2, 1)));
+    QVERIFY(!isSame(after, QPixmap::fromImage(before).toImage()));
 }
 
 void TestFramePictures::withoutCorners() {

@@ -6,6 +6,7 @@
 #include "calibration/calibrationfile.h"
 #include "marks/coordinatesmark.h"
 #include "marks/interactivescene.h"
+#include "platform/fileset.h"
 #include "support/mainwindowtest.h"
 #include "support/recordingcamera.h"
 
@@ -20,6 +21,13 @@ struct Quad {
 /// The marked corners of tile `i` in frame px, a little different in each, in the order of a file.
 Quad markedIn(int i) {
     return {{{40.3 + 3.1 * i, 30.7 + 2.3 * i}, {260.8 + i, 36.2}, {35.4, 200.9 - i}, {270.6, 205.1 + 2 * i}}};
+}
+
+QStringList texts(const QVector<int>& counts) {
+    QStringList list;
+    for (const int count : counts)
+        list.append(QString::number(count));
+    return list;
 }
 
 /// A frame that is different everywhere and for each tile.
@@ -55,9 +63,12 @@ private slots:
     void failureSwitchesNothingOn();
     void badCountsLeaveEverything_data();
     void badCountsLeaveEverything();
-    void unwritableFileIsLogged();
+    void unwritableFileChangesNothing();
+    void filesOfACutOffRunAreFinished();
+    void withoutMapsNothingIsOn();
     void againWithOtherCounts();
     void cornersOfAFileAreNotRefreshed();
+    void rearrangedAfterwards_data();
     void rearrangedAfterwards();
 
 private:
@@ -175,23 +186,6 @@ QImage TestCalibrating::expected(int tile, int count, int layoutMode, const QVec
     const cv::Mat transform = cv::getPerspectiveTransform(src, dst[size_t(tile)].data(), cv::DECOMP_LU);
     cv::Mat inverse = transform.inv(cv::DECOMP_LU);
     inverse.convertTo(inverse, CV_32F);
-    cv::Mat grid(kFrame.height(), kFrame.width(), CV_32FC2);
-    for (int r = 0; r < grid.rows; ++r)
-        for (int c = 0; c < grid.cols; ++c)
-            grid.at<cv::Vec2f>(r, c) = {float(c), float(r)};
-    cv::perspectiveTransform(grid, grid, inverse);
-    std::vector<cv::Mat> channels;
-    cv::split(grid, channels);
-    cv::Mat mapX;
-    cv::Mat mapY;
-    cv::convertMaps(channels[0], channels[1], mapX, mapY, CV_32FC1, false);
-    const QImage frame = frameOf(tile, format);
-    const cv::Mat input(frame.height(), frame.width(),
-                        format == QImage::Format_Grayscale8 ? CV_8UC1 : CV_8UC3,
-                        const_cast<uchar*>(frame.constBits()), size_t(frame.bytesPerLine()));
-    cv::Mat output;
-    cv::remap(input, output, mapX, mapY, cv::INTER_NEAREST, cv::BORDER_REPLICATE, cv::Scalar(0));
-
     const int w = kFrame.width();
     const int h = kFrame.height();
     const auto tl = [&](int i) { return cv::Point2d(dst[size_t(i)][0]); };
@@ -225,40 +219,60 @@ QImage TestCalibrating::expected(int tile, int count, int layoutMode, const QVec
         else
             crop = {int(tl(3).x), int(tl(3).y), right, bottom};
     }
-    crop &= cv::Rect(0, 0, w, h);
-    const cv::Mat cut = output(crop).clone();
-    return QImage(cut.data, cut.cols, cut.rows, int(cut.step), format).copy();
+    // Also where it reaches past the picture.
+    cv::Mat grid(crop.height, crop.width, CV_32FC2);
+    for (int r = 0; r < grid.rows; ++r)
+        for (int c = 0; c < grid.cols; ++c)
+            grid.at<cv::Vec2f>(r, c) = {float(crop.x + c), float(crop.y + r)};
+    cv::perspectiveTransform(grid, grid, inverse);
+    std::vector<cv::Mat> channels;
+    cv::split(grid, channels);
+    cv::Mat mapX;
+    cv::Mat mapY;
+    cv::convertMaps(channels[0], channels[1], mapX, mapY, CV_32FC1, false);
+    const QImage frame = frameOf(tile, format);
+    const cv::Mat input(frame.height(), frame.width(),
+                        format == QImage::Format_Grayscale8 ? CV_8UC1 : CV_8UC3,
+                        const_cast<uchar*>(frame.constBits()), size_t(frame.bytesPerLine()));
+    cv::Mat output;
+    cv::remap(input, output, mapX, mapY, cv::INTER_NEAREST, cv::BORDER_REPLICATE, cv::Scalar(0));
+    return QImage(output.data, output.cols, output.rows, int(output.step), format).copy();
 }
 
 void TestCalibrating::picturesAreThoseOfOpenCv_data() {
     QTest::addColumn<int>("count");
     QTest::addColumn<int>("layoutMode");
+    QTest::addColumn<QVector<int>>("counts");
     QTest::addColumn<int>("format");
+    // Counts that make the rectangles a little smaller and larger than what was marked, or larger than the
+    // frame.
+    const QVector<int> fitting{10, 10, 9, 11, 5, 5, 5, 5};
+    const QVector<int> past{10, 14, 15, 14, 5, 5, 7, 8};
     for (const int count : {1, 2, 3, 4})
-        QTest::addRow("row of %d", count) << count << 1 << int(QImage::Format_Grayscale8);
-    QTest::newRow("grid") << 4 << 0 << int(QImage::Format_Grayscale8);
-    QTest::newRow("row of 2, colour") << 2 << 1 << int(QImage::Format_RGB888);
-    QTest::newRow("grid, colour") << 4 << 0 << int(QImage::Format_RGB888);
+        QTest::addRow("row of %d", count) << count << 1 << fitting << int(QImage::Format_Grayscale8);
+    QTest::newRow("grid") << 4 << 0 << fitting << int(QImage::Format_Grayscale8);
+    QTest::newRow("row of 2, colour") << 2 << 1 << fitting << int(QImage::Format_RGB888);
+    QTest::newRow("grid, colour") << 4 << 0 << fitting << int(QImage::Format_RGB888);
+    QTest::newRow("row of 4, past the edge") << 4 << 1 << past << int(QImage::Format_Grayscale8);
+    QTest::newRow("grid, past the edge, colour") << 4 << 0 << past << int(QImage::Format_RGB888);
 }
 
 void TestCalibrating::picturesAreThoseOfOpenCv() {
     QFETCH(int, count);
     QFETCH(int, layoutMode);
+    QFETCH(QVector<int>, counts);
     QFETCH(int, format);
     WindowUnderTest window;
     start(window, count, "[Camera]\nMode=" + QByteArray::number(layoutMode) + "\n");
     loadMarks(window, count, layoutMode);
-    // Counts that make the rectangles a little smaller and larger than what was marked.
-    const QVector<int> xs{10, 10, 9, 11};
-    const QVector<int> ys{5, 5, 5, 5};
-    execute(window, {QStringLiteral("10"), QStringLiteral("10"), QStringLiteral("9"), QStringLiteral("11"),
-                     QStringLiteral("5"), QStringLiteral("5"), QStringLiteral("5"), QStringLiteral("5")});
+    execute(window, texts(counts));
     QCOMPARE(dialogs, 1);
     QVERIFY(window.action("actionEnable")->isChecked());
     for (int i = 0; i < count; ++i) {
         show(window, i, static_cast<QImage::Format>(format));
         const QImage shown = items(window)[i]->pixmap().toImage().convertToFormat(QImage::Format_RGB32);
-        const QImage wanted = expected(i, count, layoutMode, xs, ys, static_cast<QImage::Format>(format));
+        const QImage wanted = expected(i, count, layoutMode, counts.mid(0, 4), counts.mid(4),
+                                       static_cast<QImage::Format>(format));
         QCOMPARE(shown, wanted.convertToFormat(QImage::Format_RGB32));
     }
 }
@@ -489,17 +503,91 @@ void TestCalibrating::badCountsLeaveEverything() {
     QCOMPARE(items(window)[0]->pixmap().toImage(), before);
 }
 
-void TestCalibrating::unwritableFileIsLogged() {
+/// One file that cannot be written: neither the other one nor anything else of the run is taken.
+void TestCalibrating::unwritableFileChangesNothing() {
     WindowUnderTest window;
     start(window, 2);
     loadMarks(window, 2, 1);
-    QVERIFY(QDir().mkdir(QStringLiteral("Cal0.xml")));
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("Cal0\\.xml was not written: .+")));
+    QVERIFY(QFile::remove(QStringLiteral("mark0.txt")));
+    QVERIFY(QDir().mkdir(QStringLiteral("Cal1.xml")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("Cal1\\.xml was not written: .+")));
     execute(window);
-    // Not told; the other file is there and the correction is on.
-    QVERIFY(window.answerer.boxes.isEmpty());
-    QVERIFY(readCalibration(calibrationFileName(1)));
+    QCOMPARE(dialogs, 1);
+    QVERIFY(window.answerer.boxes.isEmpty());  // the corners are all there
+    QVERIFY(!QFile::exists(QStringLiteral("Cal0.xml")));
+    QVERIFY(!QFile::exists(QStringLiteral("mark0.txt")));
+    QVERIFY(QDir().entryList({QStringLiteral(".*")}, QDir::Files | QDir::Hidden).isEmpty());
+    QVERIFY(!window.action("actionEnable")->isChecked());
+    QVERIFY(!window.action("actionEnable")->isEnabled());
+    QVERIFY(WorkingFolder::keyOnDisk(QStringLiteral("File/Trans")).isNull());
+    show(window, 0, QImage::Format_Grayscale8);
+    QCOMPARE(items(window)[0]->pixmap().size(), kFrame);
+    // The cause taken away, the same marks do.
+    QVERIFY(QDir().rmdir(QStringLiteral("Cal1.xml")));
+    execute(window);
+    QVERIFY(readCalibration(calibrationFileName(0)) && readCalibration(calibrationFileName(1)));
     QVERIFY(window.action("actionEnable")->isChecked());
+}
+
+/// A program was ended while it put the files of a run in place: the next one has them all.
+void TestCalibrating::filesOfACutOffRunAreFinished() {
+    WindowUnderTest window;
+    start(window, 2);
+    loadMarks(window, 2, 1);
+    execute(window, texts({10, 10, 0, 0, 5, 5}));
+    QVector<platform::NewFile> before;
+    for (int i = 0; i < 2; ++i)
+        before.append({calibrationFileName(i), WorkingFolder::read(calibrationFileName(i))});
+    execute(window, texts({8, 9, 0, 0, 5, 5}));
+    window.end();
+    const QByteArray second = WorkingFolder::read(calibrationFileName(1));
+    QVERIFY(second != before[1].content);
+    struct End {};
+    try {
+        platform::replaceFileSet(QStringLiteral(".Cal.commit"), before, [&] {
+            if (QFile::exists(QStringLiteral(".Cal.commit")))
+                throw End();
+        });
+        QFAIL("not cut off");
+    } catch (const End&) {
+    }
+    QCOMPARE(WorkingFolder::read(calibrationFileName(1)), second);
+    window.start();
+    QTRY_VERIFY(window->isMaximized());
+    for (const auto& file : before)
+        QCOMPARE(WorkingFolder::read(file.name), file.content);
+    QVERIFY(QDir().entryList({QStringLiteral(".*")}, QDir::Files | QDir::Hidden).isEmpty());
+    for (int i = 0; i < 2; ++i) {
+        show(window, i, QImage::Format_Grayscale8);
+        const QImage wanted = expected(i, 2, 1, {10, 10}, {5, 5}, QImage::Format_Grayscale8);
+        QCOMPARE(items(window)[i]->pixmap().toImage().convertToFormat(QImage::Format_RGB32),
+                 wanted.convertToFormat(QImage::Format_RGB32));
+    }
+}
+
+/// Files that are good, but no maps for frames of this size: as without files. Nor does Execute go on then.
+void TestCalibrating::withoutMapsNothingIsOn() {
+    WindowUnderTest window;
+    start(window, 1);
+    loadMarks(window, 1, 1);
+    execute(window, texts({10, 0, 0, 0, 5}));
+    window.end();
+    const QByteArray file = WorkingFolder::read(calibrationFileName(0));
+    QVERIFY(!file.isEmpty());
+    WorkingFolder::setKey(QStringLiteral("Camera/Demo"), 1);
+    WorkingFolder::setKey(QStringLiteral("File/Width"), 40000);
+    QVERIFY(frameOf(0, QImage::Format_RGB888).save(QStringLiteral("0.jpg")));
+    window.start();
+    QVERIFY(!window.action("actionEnable")->isChecked());
+    QVERIFY(!window.action("actionEnable")->isEnabled());
+    QVERIFY(window.waitForTiles(1));
+    window.answerer.boxes.clear();
+    loadMarks(window, 1, 1);
+    execute(window, texts({8, 0, 0, 0, 4}));
+    QCOMPARE(window.answerer.boxes.size(), 1);
+    QCOMPARE(window.answerer.boxes[0].title, QStringLiteral("Info"));
+    QCOMPARE(WorkingFolder::read(calibrationFileName(0)), file);
+    QVERIFY(!window.action("actionEnable")->isChecked());
 }
 
 void TestCalibrating::againWithOtherCounts() {
@@ -552,22 +640,54 @@ void TestCalibrating::cornersOfAFileAreNotRefreshed() {
     QCOMPARE(calibration->cornerSrc.at<float>(0, 0), float(markedIn(0).corners[0].x()));
 }
 
+void TestCalibrating::rearrangedAfterwards_data() {
+    QTest::addColumn<int>("layoutMode");
+    QTest::addColumn<QVector<int>>("counts");
+    const QVector<int> fitting{10, 10, 9, 11, 5, 5, 5, 5};
+    const QVector<int> past{10, 14, 15, 14, 5, 5, 7, 8};
+    QTest::newRow("grid") << 0 << fitting;
+    QTest::newRow("grid, past the edge") << 0 << past;
+    QTest::newRow("row") << 1 << fitting;
+    QTest::newRow("row, past the edge") << 1 << past;
+}
+
 void TestCalibrating::rearrangedAfterwards() {
+    QFETCH(int, layoutMode);
+    QFETCH(QVector<int>, counts);
     WindowUnderTest window;
-    start(window, 4, "[Camera]\nMode=0\n");
-    loadMarks(window, 4, 0);
-    execute(window);
-    const QPointF before = items(window)[3]->pos();
+    start(window, 4, "[Camera]\nMode=" + QByteArray::number(layoutMode) + "\n");
+    loadMarks(window, 4, layoutMode);
+    QVector<QPointF> before;
+    for (const auto* tile : items(window))
+        before.append(tile->pos());
+    execute(window, texts(counts));
+    QVERIFY(window.answerer.boxes.isEmpty());
+    QVERIFY(window.action("actionEnable")->isChecked());
     for (int i = 0; i < 4; ++i)
         show(window, i, QImage::Format_Grayscale8);
-    QCOMPARE(items(window)[3]->pos(), before);  // only Rearrange moves tiles
-    window.action("actionRearrange")->trigger();
     const auto tiles = items(window);
-    const QPointF meeting(tiles[0]->pixmap().width(), tiles[0]->pixmap().height());
+    const auto sizeOf = [&](int i) { return tiles[i]->pixmap().size(); };
+    for (int i = 0; i < 4; ++i) {
+        QTRY_VERIFY(sizeOf(i) != kFrame);
+        QCOMPARE(tiles[i]->pos(), before[i]);  // only Rearrange moves tiles
+        // Each has the size that was reckoned with, so that what is at its inner edge is what it shares
+        // there.
+        QCOMPARE(
+            sizeOf(i),
+            expected(i, 4, layoutMode, counts.mid(0, 4), counts.mid(4), QImage::Format_Grayscale8).size());
+    }
+    window.action("actionRearrange")->trigger();
     QCOMPARE(tiles[0]->pos(), QPointF(0, 0));
-    QCOMPARE(tiles[3]->pos(), meeting);
-    QCOMPARE(tiles[1]->pos() + QPointF(0, tiles[1]->pixmap().height()), meeting);
-    QCOMPARE(tiles[2]->pos() + QPointF(tiles[2]->pixmap().width(), 0), meeting);
+    if (layoutMode == 0) {
+        const QPointF meeting(sizeOf(0).width(), sizeOf(0).height());
+        QCOMPARE(tiles[3]->pos(), meeting);
+        QCOMPARE(tiles[1]->pos() + QPointF(0, sizeOf(1).height()), meeting);
+        QCOMPARE(tiles[2]->pos() + QPointF(sizeOf(2).width(), 0), meeting);
+    } else {
+        for (int i = 1; i < 4; ++i)
+            QCOMPARE(tiles[i]->pos(), tiles[i - 1]->pos() + QPointF(sizeOf(i - 1).width(), 0));
+    }
+    QVERIFY(tiles[3]->pos() != before[3]);
 }
 
 QTEST_MAIN(TestCalibrating)

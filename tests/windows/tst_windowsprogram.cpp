@@ -33,13 +33,7 @@ bool writeCalibrations(const QDir& folder) {
             return false;
     }
     const auto calibrations = computeCalibrations(corners, {10, 10, 10, 10}, {5, 5, 5, 5}, 4);
-    if (!calibrations || calibrations->size() != 4)
-        return false;
-    for (size_t tile = 0; tile < 4; ++tile) {
-        if (!writeCalibration(folder.filePath(calibrationFileName(int(tile))), (*calibrations)[tile]))
-            return false;
-    }
-    return true;
+    return calibrations.problem.isEmpty() && writeCalibrations(calibrations.tiles, folder.path()).isEmpty();
 }
 
 }  // namespace
