@@ -179,6 +179,7 @@ QString SettingsFile::takeChangesOver() {
         needsCopy = !bytes || !platform::replaceFile(copy, *bytes);
         if (needsCopy)
             return QStringLiteral("%1 cannot be made").arg(QFileInfo(copy).fileName());
+        QFile::setPermissions(copy, QFile::permissions(fileName()));
         qWarning("%s had lines that are no settings; the old file is %s", qUtf8Printable(fileName()),
                  qUtf8Printable(copy));
     }
