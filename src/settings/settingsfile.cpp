@@ -183,6 +183,7 @@ QString SettingsFile::takeChangesOver() {
         if (!problem.isEmpty())
             return QStringLiteral("%1 cannot be made: %2").arg(name, problem);
         needsCopy = false;
+        QFile::setPermissions(copy, QFile::permissions(fileName()));
         qWarning("%s had lines that are no settings; the old file is %s", qUtf8Printable(fileName()),
                  qUtf8Printable(copy));
     }

@@ -446,6 +446,9 @@ void TestSettings::strayLinesAreKeptInACopy() {
     const WorkingFolder folder;
     const QByteArray content = "stray words\n[File]\nLang=1\nTit";
     QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), content));
+    // The copy is nobody's to read who could not read the file.
+    QVERIFY(QFile::setPermissions(kFile, QFile::ReadOwner | QFile::WriteOwner));
+    const auto permissions = QFile::permissions(kFile);
     SettingsFile settings(kFile);
     QVERIFY(settings.isIntact());
     QCOMPARE(settings.read(keys::kLang), 1);
@@ -453,6 +456,7 @@ void TestSettings::strayLinesAreKeptInACopy() {
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("lines that are no settings")));
     settings.write(keys::kQuality, 33);
     QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini.bak")), content);
+    QCOMPARE(QFile::permissions(QStringLiteral("setting.ini.bak")), permissions);
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Quality")), QStringLiteral("33"));
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Lang")), QStringLiteral("1"));
     // Written, and so not reported as not written (an unexpected warning would fail nothing, so look at the
