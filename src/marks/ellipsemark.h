@@ -13,8 +13,11 @@ public:
                                           InteractiveScene* scene);
 
     QString toText() override;
-    /// The ellipse's rectangle, and what lies beyond it: rotation, captions, pen.
+    /// The rectangle of the two corners and nothing more. Rotation, pen and captions reach beyond it; the
+    /// view knows of that by the mark's effect.
     QRectF boundingRect() const override;
+    /// How far painting reaches beyond that rectangle, on the side where it reaches farthest, scene px.
+    double overhang() const;
 
 protected:
     void drawFigure(QPainter* painter) const override;
