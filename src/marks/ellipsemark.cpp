@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "marks/interactivescene.h"
+#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
@@ -41,19 +41,18 @@ private:
 
 }  // namespace
 
-EllipseMark::EllipseMark(InteractiveScene* scene)
+EllipseMark::EllipseMark(MarkSurface* scene)
     // "Ellispe" is what people have always seen there.
     : BoxMark(scene, kEllipseMark, Qt::red, QStringLiteral("Ellispe Mark")) {
     showMeasure = 0;
     setGraphicsEffect(new Overhang(this));  // owned by this
 }
 
-std::unique_ptr<Mark> EllipseMark::fromText(const QString& keyword, const QString& rest,
-                                            InteractiveScene* scene) {
+std::unique_ptr<Mark> EllipseMark::fromText(const QString& keyword, const QString& rest, MarkSurface* scene) {
     const MarkFields fields(rest);
     auto mark = read<EllipseMark>(keyword, fields, 5, scene);
     if (mark)
-        mark->angle = fields.number(3);
+        mark->setAngle(fields.number(3));
     return mark;
 }
 

@@ -63,6 +63,8 @@ private slots:
     void noMarksMakeAnEmptyFile();
     void disabledMarksAndOverlaysAreLeftOut();
     void oldFileSurvivesAFailedWrite();
+    void tellsWhatWentWrong();
+    void atMostTenThousandMarks();
     void missingFileClears();
     void crossHairsAreAnnouncedInOrder();
     void announcedBeforeItIsInTheScene();
@@ -369,6 +371,37 @@ void TestMarkFile::oldFileSurvivesAFailedWrite() {
 #endif
     QCOMPARE(WorkingFolder::read(kFile), QByteArray("HLine #00ff00 1 1 | 5 6\r\n"));
     QCOMPARE(QDir().entryList(QDir::Files), QStringList{kFile});
+}
+
+void TestMarkFile::tellsWhatWentWrong() {
+    QCOMPARE(scene->saveMarks(0), QString());
+    QVERIFY(QFile::exists(kFile));
+    QVERIFY(QDir().mkdir(QStringLiteral("mark3.txt")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("mark3\\.txt was not written: .+")));
+    QVERIFY(scene->saveMarks(3).startsWith(QStringLiteral("Marks not written")));
+    // Nothing to write is no failure.
+    InteractiveScene empty(nullptr, 1);
+    QCOMPARE(empty.saveMarks(3), QString());
+}
+
+/// More than anybody places; a file can hold them all the same.
+void TestMarkFile::atMostTenThousandMarks() {
+    const QByteArray mark = "HLine #00ff00 1 0 | 5 6\r\n";
+    const QByteArray noMark = "nothing\r\n";
+    QVERIFY(WorkingFolder::write(
+        kFile, mark.repeated(9999) + noMark.repeated(5) + "VLine #00ff00 1 0 | 5 6\r\n" + noMark));
+    scene->loadMarks(0);  // and not a word: no mark is left over
+    QCOMPARE(scene->markCount(), 10000);
+    QVERIFY(linesOf(*scene).last().startsWith(QLatin1String("VLine")));
+    QFile file(kFile);
+    QVERIFY(file.open(QIODevice::Append));
+    file.write("Line #00ff00 1 0 | 5 6 7 8\r\n" + mark.repeated(20000));
+    file.close();
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression(QStringLiteral("^Only the first 10000 marks of .*mark0\\.txt")));
+    scene->loadMarks(0);
+    QCOMPARE(scene->markCount(), 10000);
+    QVERIFY(linesOf(*scene).last().startsWith(QLatin1String("VLine")));
 }
 
 void TestMarkFile::missingFileClears() {
