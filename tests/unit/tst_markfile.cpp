@@ -151,6 +151,9 @@ void TestMarkFile::linesComeBack() {
     const auto mark = markFromLine(line, scene.get());
     QVERIFY(mark);
     QCOMPARE(mark->toText(), line);
+    // Whoever sets it to another number than 1 means on.
+    mark->showMeasure = 5;
+    QCOMPARE(mark->toText().section(QLatin1Char(' '), 3, 3), QStringLiteral("1"));
 }
 
 void TestMarkFile::linesAreRead_data() {
@@ -474,6 +477,10 @@ void TestMarkFile::textLine() {
     QCOMPARE(text->toText(), line);
     QCOMPARE(text->markType, 10);
     QCOMPARE(text->zValue(), 5.0);
+    // A switch is on when it is not 0.
+    const auto on = TextMark::fromText(
+        QStringLiteral("Text #00ff00 2 1 | 10.5 20 110 -30 | 2 HH:mm -1 free 7 3 4 2.5"), scene.get());
+    QCOMPARE(on->toText(), line);
     QVERIFY(!TextMark::fromText(line.section(QLatin1Char(' '), 0, -2), scene.get()));  // 17 fields
     QVERIFY(!TextMark::fromText(QStringLiteral("text") + line.mid(4), scene.get()));
     QVERIFY(!TextMark::fromText(QStringLiteral("x ") + line, scene.get()));
@@ -527,6 +534,10 @@ void TestMarkFile::overlaysAreNotReplaced() {
     QCOMPARE(marksIn(*scene).size(), 1);
     QCOMPARE(marksIn(*scene)[0]->toText(), one);
     QCOMPARE(static_cast<int>(marksIn(*scene)[0]->flags()), 0x803);
+    scene->restoreDateTimeMark(two);
+    scene->restoreDateTimeMark(one);
+    QCOMPARE(marksIn(*scene).size(), 2);
+    QVERIFY(marksIn(*scene)[1]->toText().startsWith(QStringLiteral("Text #00ff00 1 1 | 2 2 ")));
 }
 
 /// What is read has the kind that files and programs know: an upright line is a line's.

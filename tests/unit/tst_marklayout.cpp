@@ -66,6 +66,12 @@ private slots:
     void arcsGoTheShortWay();
     void polygonClosesNearItsFirstVertexOnScreen();
     void onePointLinesArePlacedAnew();
+    void figuresBeingMade();
+    void nothingToDragBeforeTheFirstClick();
+    void longCaptionsAreWhole();
+    void largeLettersAreCovered();
+    void steepLines();
+    void sceneAsLargeAsItsTiles();
 };
 
 void TestMarkLayout::initTestCase() {
@@ -319,6 +325,128 @@ void TestMarkLayout::onePointLinesArePlacedAnew() {
     QCOMPARE(line->shape().boundingRect().bottom(), 91.0);
     press(*line, {10, 120});
     QCOMPARE(line->shape().boundingRect().bottom(), 121.0);
+}
+
+/// What is not fixed yet goes with the mouse, and only so much is drawn as there is.
+void TestMarkLayout::figuresBeingMade() {
+    InteractiveScene scene(nullptr, 1);
+    scene.setSceneRect(kScene);
+    const auto arc = made<ArcMark>(scene, {{100, 100}, {200, 100}});
+    arc->showMeasure = 0;
+    scene.addItem(arc.get());
+    drag(*arc, {100, 200});
+    QVERIFY(isInk(rendered(scene), 100, 180));
+    scene.removeItem(arc.get());
+
+    const auto polygon = made<PolygonMark>(scene, {{100, 100}, {300, 100}, {300, 250}});
+    polygon->showMeasure = 0;
+    scene.addItem(polygon.get());
+    QImage image = rendered(scene);
+    QVERIFY(isInk(image, 200, 100) && isInk(image, 300, 200));
+    QVERIFY(!isInk(image, 200, 175));  // not closed yet
+    drag(*polygon, {150, 250});
+    image = rendered(scene);
+    QVERIFY(isInk(image, 200, 250));
+    QVERIFY(!isInk(image, 125, 175));
+    press(*polygon, {150, 250});
+    press(*polygon, {101, 101});
+    image = rendered(scene);
+    QVERIFY(isInk(image, 200, 250));
+    QVERIFY(isInk(image, 125, 175) || isInk(image, 124, 175) || isInk(image, 126, 175));
+    drag(*polygon, {380, 290});
+    QCOMPARE(rendered(scene), image);
+    scene.removeItem(polygon.get());
+}
+
+void TestMarkLayout::nothingToDragBeforeTheFirstClick() {
+    InteractiveScene scene(nullptr, 1);
+    LineMark line(&scene);
+    RectangleMark rectangle(&scene);
+    PolygonMark polygon(&scene);
+    for (Mark* mark : std::initializer_list<Mark*>{&line, &rectangle, &polygon}) {
+        const QString before = mark->toText();
+        drag(*mark, {5, 6});
+        QCOMPARE(mark->toText(), before);
+    }
+}
+
+/// A measure without its first digit would be a wrong one.
+void TestMarkLayout::longCaptionsAreWhole() {
+    InteractiveScene scene(nullptr, 1);
+    scene.setSceneRect(kScene);
+    addFromLine(scene, QStringLiteral("Rectangle #000000 1 1 0 | 150 100 250 200"));
+    const auto reach = [&scene] {
+        const QImage image = rendered(scene);
+        int left = image.width();
+        int right = 0;
+        for (int y = 62; y < 78; ++y) {
+            for (int x = 0; x < image.width(); ++x) {
+                if (isInk(image, x, y)) {
+                    left = std::min(left, x);
+                    right = std::max(right, x);
+                }
+            }
+        }
+        return std::make_pair(left, right);
+    };
+    // The area is 130 ... 300.
+    QVERIFY(reach().first > 130);
+    scene.unitScale = 1e12;
+    QVERIFY(reach().first < 125);
+    QVERIFY(reach().second > 305);
+}
+
+void TestMarkLayout::largeLettersAreCovered() {
+    const QFont before = QGuiApplication::font();
+    QGuiApplication::setFont(QFont(before.family(), 40));
+    InteractiveScene scene(nullptr, 1);
+    scene.setSceneRect(0, 0, 1200, 400);
+    const auto mark = markFromLine(QStringLiteral("HLine #000000 1 1 | 600 200"), &scene);
+    scene.addItem(mark.get());
+    const QImage image = rendered(scene);
+    const QRectF area = mark->shape().boundingRect();
+    scene.removeItem(mark.get());
+    QGuiApplication::setFont(before);
+    int inked = 0;
+    for (int y = 0; y < 195; ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (!isInk(image, x, y))
+                continue;
+            ++inked;
+            QVERIFY2(area.contains(QPointF(x + 0.5, y + 0.5)),
+                     qPrintable(QStringLiteral("%1 %2").arg(x).arg(y)));
+        }
+    }
+    QVERIFY(inked > 100);
+}
+
+/// The same place whichever end came first; near the top edge below the line, however steep.
+void TestMarkLayout::steepLines() {
+    InteractiveScene scene(nullptr, 1);
+    scene.setSceneRect(0, 0, 1000, 800);
+    const QPointF centre = captionCentre<LineMark>(scene, {{300, 400}, {330, 500}});
+    QCOMPARE(captionCentre<LineMark>(scene, {{330, 500}, {300, 400}}), centre);
+    QVERIFY(centre.y() < 450);
+    const QPointF below = captionCentre<LineMark>(scene, {{300, 10}, {330, 110}});
+    QCOMPARE(captionCentre<LineMark>(scene, {{330, 110}, {300, 10}}), below);
+    QVERIFY(below.y() > 60);
+}
+
+/// Where tiles are counts, not how large; marks do not, and a rectangle of its own can be taken back.
+void TestMarkLayout::sceneAsLargeAsItsTiles() {
+    InteractiveScene scene(nullptr, 1);
+    auto* tile = scene.addRect(0, 0, 200, 100, Qt::NoPen);
+    tile->setPos(300, 50);
+    QTRY_COMPARE(scene.wholeRect().size(), QSizeF(200, 100));
+    auto* second = scene.addRect(0, 0, 200, 100, Qt::NoPen);
+    second->setPos(100, 0);
+    QTRY_COMPARE(scene.wholeRect().size(), QSizeF(400, 150));
+    scene.setSceneRect(0, 0, 50, 60);
+    QCOMPARE(scene.wholeRect(), QRectF(0, 0, 50, 60));
+    scene.setSceneRect(QRectF());
+    addFromLine(scene, QStringLiteral("Line #000000 1 0 | 0 0 900 900"));
+    QTRY_VERIFY(scene.sceneRect().height() > 800.0);
+    QCOMPARE(scene.wholeRect().size(), QSizeF(400, 150));
 }
 
 QTEST_MAIN(TestMarkLayout)

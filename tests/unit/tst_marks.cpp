@@ -223,6 +223,12 @@ void TestMarks::anglesAndDirections() {
     QVERIFY(qAbs(angleAt(vertex, {150, 100}, {50, 100}) - 3.1415927F) < 1e-3F);
     QVERIFY(qAbs(angleAt(vertex, {150, 100}, {180, 100})) < 1e-3F);
     QVERIFY(std::isnan(angleAt(vertex, vertex, {180, 100})));
+    // Arms on one line, whatever the rounding.
+    for (int i = 1; i < 300; ++i) {
+        const QPointF arm(i * 0.37, i * 0.73);
+        QVERIFY(!std::isnan(angleAt(vertex, vertex + arm, vertex + 3.3 * arm)));
+        QVERIFY(!std::isnan(angleAt(vertex, vertex + arm, vertex - 1.7 * arm)));
+    }
     QVERIFY(qAbs(armDirection(vertex, {150, 100}) - 0.0) < 0.1);
     QVERIFY(qAbs(armDirection(vertex, {100, 50}) - 90.0) < 0.01);
     QVERIFY(qAbs(armDirection(vertex, {50, 100}) - 180.0) < 0.1);
@@ -865,6 +871,10 @@ void TestMarks::textMakesRoom() {
     const QRectF before = text->boundingRect();
     rendered(scene);
     QTRY_VERIFY(text->boundingRect().width() > before.width());
+    // And gives it back.
+    text->showMeasure = 1;
+    static_cast<TextMark*>(text)->updateGeometry();
+    QCOMPARE(text->boundingRect(), before);
 }
 
 void TestMarks::textFollowsTheMouse() {
