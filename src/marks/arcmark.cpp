@@ -3,7 +3,7 @@
 #include <QPainter>
 #include <cmath>
 
-#include "marks/interactivescene.h"
+#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
@@ -14,11 +14,10 @@ constexpr double kSixteenths = 16.0;  // a degree has, in Qt's arcs: 5760 are a 
 
 }  // namespace
 
-ArcMark::ArcMark(InteractiveScene* scene)
+ArcMark::ArcMark(MarkSurface* scene)
     : FigureMark(scene, kArcMark, Qt::red, 1, QStringLiteral("Arc Mark"), 3) {}
 
-std::unique_ptr<Mark> ArcMark::fromText(const QString& keyword, const QString& rest,
-                                        InteractiveScene* scene) {
+std::unique_ptr<Mark> ArcMark::fromText(const QString& keyword, const QString& rest, MarkSurface* scene) {
     return read<ArcMark>(keyword, MarkFields(rest), 4, scene);
 }
 

@@ -4,8 +4,13 @@
 
 #include "marks/markline.h"
 
-BoxMark::BoxMark(InteractiveScene* owner, int kind, const QColor& color, const QString& toolTip)
+BoxMark::BoxMark(MarkSurface* owner, int kind, const QColor& color, const QString& toolTip)
     : FigureMark(owner, kind, color, 1, toolTip, 2) {}
+
+void BoxMark::setAngle(double degrees) {
+    aboutToChange();
+    angle = degrees;
+}
 
 QRectF BoxMark::figureRect() const {
     return QRectF(points[0], points[1]).normalized();

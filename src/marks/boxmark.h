@@ -5,8 +5,9 @@
 /// Base of the marks in a rectangle between two opposite corners that can be turned about its centre.
 class BoxMark : public FigureMark {
 protected:
-    BoxMark(InteractiveScene* owner, int kind, const QColor& color, const QString& toolTip);
+    BoxMark(MarkSurface* owner, int kind, const QColor& color, const QString& toolTip);
 
+    void setAngle(double degrees);
     QRectF figureRect() const override;
     QTransform rotation() const override;
     /// "W:%1 H:%2[%3]", above the first corner.
@@ -14,5 +15,6 @@ protected:
     /// The line of the mark file: the angle comes before the points.
     QString boxText(const char* keyword) const;
 
+private:
     double angle = 0.0;  // degrees, clockwise on screen
 };

@@ -2,15 +2,14 @@
 
 #include <QPainter>
 
-#include "marks/interactivescene.h"
+#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
-CircleMark::CircleMark(InteractiveScene* scene)
+CircleMark::CircleMark(MarkSurface* scene)
     : FigureMark(scene, kCircleMark, Qt::yellow, 1, QStringLiteral("Circle Mark"), 3) {}
 
-std::unique_ptr<Mark> CircleMark::fromText(const QString& keyword, const QString& rest,
-                                           InteractiveScene* scene) {
+std::unique_ptr<Mark> CircleMark::fromText(const QString& keyword, const QString& rest, MarkSurface* scene) {
     return read<CircleMark>(keyword, MarkFields(rest), 4, scene);
 }
 

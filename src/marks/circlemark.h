@@ -7,10 +7,9 @@ class CircleMark : public FigureMark {
 public:
     static constexpr const char* kKeyword = "Circle";
 
-    explicit CircleMark(InteractiveScene* scene);
+    explicit CircleMark(MarkSurface* scene);
     /// The mark of a line of the mark file, split at its first space; nothing when it is none of this kind.
-    static std::unique_ptr<Mark> fromText(const QString& keyword, const QString& rest,
-                                          InteractiveScene* scene);
+    static std::unique_ptr<Mark> fromText(const QString& keyword, const QString& rest, MarkSurface* scene);
 
     QString toText() override;
 

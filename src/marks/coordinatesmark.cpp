@@ -4,7 +4,7 @@
 #include <QPainter>
 #include <QPainterPath>
 
-#include "marks/interactivescene.h"
+#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
@@ -16,11 +16,11 @@ constexpr int kPointField = 4;
 
 }  // namespace
 
-CoordinatesMark::CoordinatesMark(InteractiveScene* scene)
+CoordinatesMark::CoordinatesMark(MarkSurface* scene)
     : Mark(scene, kCoordinatesMark, Qt::blue, 1, QStringLiteral("Coordinates")) {}
 
 std::unique_ptr<CoordinatesMark> CoordinatesMark::fromText(const QString& keyword, const QString& rest,
-                                                           InteractiveScene* scene) {
+                                                           MarkSurface* scene) {
     const MarkFields fields(rest);
     if (keyword != QLatin1String(kKeyword) || fields.count() < kFields)
         return nullptr;
@@ -76,5 +76,5 @@ void CoordinatesMark::shiftBy(double dx, double dy) {
 void CoordinatesMark::moveTo(QPointF scenePoint) {
     prepareGeometryChange();
     centre = scenePoint - pos();
-    interactiveScene->update(interactiveScene->wholeRect());
+    surface->repaintWhole();
 }

@@ -12,10 +12,10 @@ public:
     /// A press nearer than this takes hold of a cross-hair, scene px.
     static constexpr double kGrabDistance = 100.0;
 
-    explicit CoordinatesMark(InteractiveScene* scene);
+    explicit CoordinatesMark(MarkSurface* scene);
     /// The mark of a line of the mark file, split at its first space; nothing when it is none of this kind.
     static std::unique_ptr<CoordinatesMark> fromText(const QString& keyword, const QString& rest,
-                                                     InteractiveScene* scene);
+                                                     MarkSurface* scene);
 
     /// Where it is now, scene px; also after the mouse has moved the item.
     QPointF point() const { return centre + pos(); }

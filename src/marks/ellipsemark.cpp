@@ -1,23 +1,58 @@
 #include "marks/ellipsemark.h"
 
+#include <QGraphicsEffect>
+#include <QGraphicsView>
 #include <QPainter>
+#include <algorithm>
+#include <cmath>
 
-#include "marks/interactivescene.h"
+#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
-EllipseMark::EllipseMark(InteractiveScene* scene)
+namespace {
+
+/// Changes nothing that is seen. An effect may cover more than its item's rectangle, and Qt then draws the
+/// item wherever the effect may show, and takes it away there when it moves.
+class Overhang : public QGraphicsEffect {
+public:
+    explicit Overhang(const EllipseMark* owner) : mark(owner) {}
+
+    /// The rectangle is in view px, of whichever view asks, or in item px while there is none.
+    QRectF boundingRectFor(const QRectF& sourceRect) const override {
+        double scale = 0.0;
+        const auto views = mark->scene() ? mark->scene()->views() : QList<QGraphicsView*>();
+        for (const QGraphicsView* view : views) {
+            const QTransform transform = view->viewportTransform();
+            scale = std::max({scale, std::hypot(transform.m11(), transform.m12()),
+                              std::hypot(transform.m21(), transform.m22())});
+        }
+        // The same on all sides: a view may be turned.
+        const double margin = mark->overhang() * (views.isEmpty() ? 1.0 : scale);
+        return sourceRect.adjusted(-margin, -margin, margin, margin);
+    }
+
+protected:
+    void draw(QPainter* painter) override { drawSource(painter); }
+
+private:
+    const EllipseMark* mark;  // owns this
+};
+
+}  // namespace
+
+EllipseMark::EllipseMark(MarkSurface* scene)
     // "Ellispe" is what people have always seen there.
     : BoxMark(scene, kEllipseMark, Qt::red, QStringLiteral("Ellispe Mark")) {
     showMeasure = 0;
+    setGraphicsEffect(new Overhang(this));  // owned by this
 }
 
-std::unique_ptr<Mark> EllipseMark::fromText(const QString& keyword, const QString& rest,
-                                            InteractiveScene* scene) {
+std::unique_ptr<Mark> EllipseMark::fromText(const QString& keyword, const QString& rest, MarkSurface* scene) {
     const MarkFields fields(rest);
     auto mark = read<EllipseMark>(keyword, fields, 5, scene);
     if (mark)
-        mark->angle = fields.number(3);
+        mark->setAngle(fields.number(3));
     return mark;
 }
 
@@ -26,7 +61,14 @@ QString EllipseMark::toText() {
 }
 
 QRectF EllipseMark::boundingRect() const {
-    return paintedRect();
+    return isDrawable(points) ? figureRect() : QRectF();
+}
+
+double EllipseMark::overhang() const {
+    const QRectF inner = boundingRect();
+    const QRectF outer = paintedRect();
+    return std::max({0.0, inner.left() - outer.left(), inner.top() - outer.top(),
+                     outer.right() - inner.right(), outer.bottom() - inner.bottom()});
 }
 
 void EllipseMark::drawFigure(QPainter* painter) const {

@@ -7,14 +7,16 @@ class EllipseMark : public BoxMark {
 public:
     static constexpr const char* kKeyword = "Ellipse";
 
-    explicit EllipseMark(InteractiveScene* scene);
+    explicit EllipseMark(MarkSurface* scene);
     /// The mark of a line of the mark file, split at its first space; nothing when it is none of this kind.
-    static std::unique_ptr<Mark> fromText(const QString& keyword, const QString& rest,
-                                          InteractiveScene* scene);
+    static std::unique_ptr<Mark> fromText(const QString& keyword, const QString& rest, MarkSurface* scene);
 
     QString toText() override;
-    /// The ellipse's rectangle, and what lies beyond it: rotation, captions, pen.
+    /// The rectangle of the two corners and nothing more. Rotation, pen and captions reach beyond it; the
+    /// view knows of that by the mark's effect.
     QRectF boundingRect() const override;
+    /// How far painting reaches beyond that rectangle, on the side where it reaches farthest, scene px.
+    double overhang() const;
 
 protected:
     void drawFigure(QPainter* painter) const override;

@@ -5,7 +5,7 @@
 #include <QPainter>
 #include <QPainterPath>
 
-#include "marks/interactivescene.h"
+#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
@@ -15,28 +15,44 @@ const QSizeF kCaptionSize(240.0, 24.0);  // screen px
 
 }  // namespace
 
-FigureMark::FigureMark(InteractiveScene* owner, int kind, const QColor& color, int width,
-                       const QString& toolTip, int pointCount)
+FigureMark::FigureMark(MarkSurface* owner, int kind, const QColor& color, int width, const QString& toolTip,
+                       int pointCount)
     : Mark(owner, kind, color, width, toolTip), points(pointCount) {}
 
 QRectF FigureMark::wholeScene() const {
-    return interactiveScene->wholeRect();
+    return surface->wholeRect();
 }
 
-QRectF FigureMark::paintedRect() const {
+bool FigureMark::Circumstances::operator==(const Circumstances& other) const {
+    return zoom == other.zoom && unitScale == other.unitScale && unit == other.unit &&
+           showMeasure == other.showMeasure && wholeScene == other.wholeScene;
+}
+
+const FigureMark::Layout& FigureMark::layout() const {
+    const Circumstances now{zoom(), surface->unitScale, surface->unit, showMeasure, wholeScene()};
+    if (kept.madeFor == now)
+        return kept;
+    kept = Layout{now, {}, {}};
     if (!isDrawable(points))
-        return {};
+        return kept;
     // Half a pen to each side, and a whole one where lines meet at a sharp corner.
-    const double pen = penWidthAt(zoom());
+    const double pen = penWidthAt(now.zoom);
     QRectF rect = figureRect().normalized().adjusted(-pen, -pen, pen, pen);
     if (showMeasure) {
-        const auto texts = captions();
-        for (const Caption& caption : texts) {
+        kept.captions = captions();
+        for (const Caption& caption : qAsConst(kept.captions)) {
             const QRectF area = paintedArea(caption);
-            rect |= QRectF(area.topLeft() / zoom(), area.size() / zoom());
+            rect |= QRectF(area.topLeft() / now.zoom, area.size() / now.zoom);
         }
     }
-    return rotation().mapRect(rect);
+    kept.painted = rotation().mapRect(rect);
+    return kept;
+}
+
+void FigureMark::aboutToChange() {
+    // In this order: it asks for the rectangle once more.
+    prepareGeometryChange();
+    kept = Layout();
 }
 
 /// The area, or the text where that is larger, screen px.
@@ -69,11 +85,10 @@ void FigureMark::paint(QPainter* painter, const QStyleOptionGraphicsItem* option
         drawFigure(painter);
         if (showMeasure) {
             painter->scale(1.0 / zoom(), 1.0 / zoom());
-            const auto texts = captions();
             painter->setFont(QFont());
             // Centred, and whole where the area is too small: a measure without its first digit would be a
             // wrong one.
-            for (const Caption& caption : texts)
+            for (const Caption& caption : layout().captions)
                 painter->drawText(caption.area.normalized(), Qt::AlignCenter | Qt::TextDontClip,
                                   caption.text);
         }
@@ -85,7 +100,7 @@ bool FigureMark::pressPoint(QGraphicsSceneMouseEvent* event) {
     if (points.size() == 1)
         clickStep = 0;
     if (clickStep < points.size()) {
-        prepareGeometryChange();
+        aboutToChange();
         for (int i = clickStep; i < points.size(); ++i)
             points[i] = event->scenePos();
         ++clickStep;
@@ -98,14 +113,14 @@ void FigureMark::dragPoint(QGraphicsSceneMouseEvent* event) {
     const int first = points.size() == 1 ? 0 : clickStep;
     if (points.size() > 1 && clickStep == 0)
         return;
-    prepareGeometryChange();
+    aboutToChange();
     for (int i = first; i < points.size(); ++i)
         points[i] = event->scenePos();
     update();
 }
 
 void FigureMark::shiftBy(double dx, double dy) {
-    prepareGeometryChange();
+    aboutToChange();
     for (QPointF& point : points)
         point += QPointF(dx, dy);
     update();
@@ -116,11 +131,11 @@ QRectF FigureMark::around(double x, double y) {
 }
 
 QString FigureMark::valueText(double length) const {
-    return QString::number(length * interactiveScene->unitScale, 'f', 2);
+    return QString::number(length * surface->unitScale, 'f', 2);
 }
 
 QString FigureMark::unitText() const {
-    return interactiveScene->unitText();
+    return surface->unitText();
 }
 
 QString FigureMark::lengthText(double length) const {
@@ -137,6 +152,7 @@ QString FigureMark::pointsText() const {
 bool FigureMark::readLine(bool isOwnKeyword, const MarkFields& fields, int first) {
     if (!isOwnKeyword || fields.count() < first + 2 * points.size())
         return false;
+    aboutToChange();
     setZValue(kLoadedZ);
     readLineStart(fields, 0);
     for (int i = 0; i < points.size(); ++i)

@@ -32,20 +32,23 @@ protected:
         QString text;
     };
 
-    FigureMark(InteractiveScene* owner, int kind, const QColor& color, int width, const QString& toolTip,
+    FigureMark(MarkSurface* owner, int kind, const QColor& color, int width, const QString& toolTip,
                int pointCount);
 
     /// Draws the figure; pen and rotation are set.
     virtual void drawFigure(QPainter* painter) const = 0;
     /// What drawFigure covers, before rotation and without the pen.
     virtual QRectF figureRect() const = 0;
+    /// Made anew only after a change: of the figure, or of what the scene says of unit, zoom and size.
     virtual QVector<Caption> captions() const = 0;
     /// Rotation of figure and captions.
     virtual QTransform rotation() const { return {}; }
     /// All of the scene's area.
     QRectF wholeScene() const;
     /// All that paint() covers.
-    QRectF paintedRect() const;
+    QRectF paintedRect() const { return layout().painted; }
+    /// To be called before anything changes that figureRect(), captions() or rotation() are made of.
+    void aboutToChange();
 
     /// An area of ample size around a point (screen px), for captions without a size of their own.
     static QRectF around(double x, double y);
@@ -62,7 +65,7 @@ protected:
     /// begin at field `first`.
     template <class M>
     static std::unique_ptr<M> read(const QString& keyword, const MarkFields& fields, int first,
-                                   InteractiveScene* scene) {
+                                   MarkSurface* scene) {
         auto mark = std::make_unique<M>(scene);
         if (!mark->FigureMark::readLine(keyword == QLatin1String(M::kKeyword), fields, first))
             return nullptr;
@@ -73,6 +76,24 @@ protected:
     int clickStep = 0;        // clicks taken; points.size() = complete, unless a kind says otherwise
 
 private:
+    /// What captions and rectangles are made of, besides the figure.
+    struct Circumstances {
+        double zoom = 0.0;  // none: nothing is laid out
+        double unitScale = 0.0;
+        int unit = 0;
+        int showMeasure = 0;
+        QRectF wholeScene;
+        bool operator==(const Circumstances& other) const;
+    };
+    /// Kept, because Qt asks for rectangles many times per painting and measuring texts takes long.
+    struct Layout {
+        Circumstances madeFor;
+        QVector<Caption> captions;  // none while measures are off
+        QRectF painted;             // item px
+    };
+    const Layout& layout() const;
     static QRectF paintedArea(const Caption& caption);
     bool readLine(bool isOwnKeyword, const MarkFields& fields, int first);
+
+    mutable Layout kept;
 };

@@ -2,15 +2,14 @@
 
 #include <QPainter>
 
-#include "marks/interactivescene.h"
+#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
-HLineMark::HLineMark(InteractiveScene* scene)
+HLineMark::HLineMark(MarkSurface* scene)
     : FigureMark(scene, kHLineMark, Qt::green, 1, QStringLiteral("Horizontal Line Mark"), 1) {}
 
-std::unique_ptr<Mark> HLineMark::fromText(const QString& keyword, const QString& rest,
-                                          InteractiveScene* scene) {
+std::unique_ptr<Mark> HLineMark::fromText(const QString& keyword, const QString& rest, MarkSurface* scene) {
     return read<HLineMark>(keyword, MarkFields(rest), 4, scene);
 }
 

@@ -11,7 +11,6 @@
 #include "marks/coordinatesmark.h"
 #include "marks/markfile.h"
 #include "marks/textmark.h"
-#include "platform/files.h"
 
 namespace {
 
@@ -46,17 +45,6 @@ void InteractiveScene::takeSceneRect(const QRectF& rect) {
     }
     // The scene sorts its items anew at each change of its rectangle, so marks need not be told.
     extent = whole.size();
-}
-
-QString InteractiveScene::unitText() const {
-    switch (unit) {
-        case 0:
-            return QStringLiteral("pix");
-        case 1:
-            return QStringLiteral("mm");
-        default:
-            return QStringLiteral("um");
-    }
 }
 
 // ---- placing, clearing -------------------------------------------------------------------------
@@ -96,7 +84,7 @@ void InteractiveScene::clearMarks() {
     }
     while (!marks.isEmpty())
         removeMark(marks.first());
-    update(wholeRect());
+    repaintWhole();
     destroy(dateTimeMark);
     dateTimeMark = nullptr;
     destroy(barcodeMark);
@@ -121,10 +109,10 @@ void InteractiveScene::destroy(Mark* mark) {
 
 // ---- mark file and saved overlays --------------------------------------------------------------
 
-void InteractiveScene::saveMarks(int index) {
+QString InteractiveScene::saveMarks(int index) {
     if (items().isEmpty())
-        return;
-    platform::replaceFile(markFileName(index), markFileContent(marks));
+        return {};
+    return writeMarkFile(index, marks);
 }
 
 void InteractiveScene::loadMarks(int index) {
@@ -145,6 +133,9 @@ void InteractiveScene::loadMarks(int index) {
         marks.append(mark);
         addItem(mark);
     }
+    if (reader.hasLeftMarks())
+        qWarning("Only the first %d marks of %s were read", MarkFileReader::kMostMarks,
+                 qUtf8Printable(file.fileName()));
 }
 
 void InteractiveScene::restoreBarcodeMark(const QString& line) {

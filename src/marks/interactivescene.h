@@ -5,6 +5,8 @@
 #include <QString>
 #include <memory>
 
+#include "marks/marksurface.h"
+
 class CoordinatesMark;
 class Mark;
 class TextMark;
@@ -13,7 +15,7 @@ class TextMark;
 /// them, which it owns. Cross-hairs and the two text overlays are placed with the mouse, cross-hairs are
 /// moved with mouse and keys, and what a keyboard-wedge barcode reader types is collected. All points are
 /// scene px. GUI thread.
-class InteractiveScene : public QGraphicsScene {
+class InteractiveScene : public QGraphicsScene, public MarkSurface {
     Q_OBJECT
 
 public:
@@ -36,10 +38,11 @@ public:
     int markCount() const { return marks.size(); }
 
     /// Writes the marks, without the overlays, to the mark file; does nothing in a scene without any item. A
-    /// failure is a line in the log and leaves the old file.
-    void saveMarks(int index);
-    /// Clears the marks and reads those of the mark file; does nothing in a scene without any item. A refused
-    /// clearing does not keep it from loading.
+    /// failure leaves the old file; it is a line in the log, and what went wrong is returned ("Marks not
+    /// written..."), an empty text if nothing did.
+    QString saveMarks(int index);
+    /// Clears the marks and reads those of the mark file, as many as MarkFileReader gives; does nothing in a
+    /// scene without any item. A refused clearing does not keep it from loading.
     void loadMarks(int index);
 
     /// Makes an overlay from its saved line, unless there is one already or the line is none.
@@ -52,16 +55,8 @@ public:
     /// The pattern of the date-time overlay, as QDateTime::toString takes it; for the one there is and those
     /// to come.
     void setDateTimeFormat(const QString& format);
-    /// 0, 0, width, height: where marks that go across the scene are drawn, px.
-    QRectF wholeRect() const { return QRectF(QPointF(0.0, 0.0), extent); }
-    /// "pix", "mm" or "um".
-    QString unitText() const;
-    /// The text of an overlay has outgrown its place: mended as soon as the painting is over.
-    void updateOverlayGeometry();
-
-    double unitScale = 1.0;  ///< display units per px
-    int unit = 0;            ///< 0 pix, 1 mm, others um
-    double viewZoom = 1.0;   ///< view px per scene px; pens and captions keep their size on screen by it
+    void repaintWhole() override { update(wholeRect()); }
+    void updateOverlayGeometry() override;
 
 signals:
     /// A mark was placed, or a cross-hair read: its first point in scene px, its kind number, itself (owned
@@ -99,5 +94,4 @@ private:
     int options;
     QList<Mark*> marks;       // owned, in order of creation or loading
     bool hasOwnRect = false;  // not that of its items
-    QSizeF extent{0.0, 0.0};  // px, of the scene rectangle
 };

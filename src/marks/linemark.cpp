@@ -4,7 +4,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "marks/interactivescene.h"
+#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
@@ -19,11 +19,10 @@ constexpr double kTopMargin = 40.0;
 
 }  // namespace
 
-LineMark::LineMark(InteractiveScene* scene)
+LineMark::LineMark(MarkSurface* scene)
     : FigureMark(scene, kLineMark, Qt::red, 3, QStringLiteral("Line Mark"), 2) {}
 
-std::unique_ptr<Mark> LineMark::fromText(const QString& keyword, const QString& rest,
-                                         InteractiveScene* scene) {
+std::unique_ptr<Mark> LineMark::fromText(const QString& keyword, const QString& rest, MarkSurface* scene) {
     const MarkFields fields(rest);
     auto mark = read<LineMark>(keyword, fields, 4, scene);
     if (mark)

@@ -3,7 +3,7 @@
 #include <QPainter>
 #include <algorithm>
 
-#include "marks/interactivescene.h"
+#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
@@ -13,8 +13,8 @@ constexpr double kLeastZoom = 0.001;  // below, a scene of any size is a dot
 
 }  // namespace
 
-Mark::Mark(InteractiveScene* owner, int kind, const QColor& color, int width, const QString& toolTip)
-    : markType(kind), penColor(color), penWidth(width), interactiveScene(owner) {
+Mark::Mark(MarkSurface* owner, int kind, const QColor& color, int width, const QString& toolTip)
+    : markType(kind), penColor(color), penWidth(width), surface(owner) {
     setToolTip(toolTip);
     setAcceptedMouseButtons(Qt::LeftButton);
 }
@@ -26,7 +26,7 @@ void Mark::dragPoint(QGraphicsSceneMouseEvent* event) {
 }
 
 double Mark::zoom() const {
-    const double zoom = interactiveScene->viewZoom;
+    const double zoom = surface->viewZoom;
     return zoom > 0.0 ? std::clamp(zoom, kLeastZoom, kDrawableLimit) : 1.0;
 }
 

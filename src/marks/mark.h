@@ -4,7 +4,7 @@
 #include <QGraphicsItem>
 #include <QString>
 
-class InteractiveScene;
+class MarkSurface;
 class MarkFields;
 class QGraphicsSceneMouseEvent;
 
@@ -50,7 +50,7 @@ public:
 
 protected:
     /// `owner` is the scene whose unit and zoom the mark uses; it outlives the mark.
-    Mark(InteractiveScene* owner, int kind, const QColor& color, int width, const QString& toolTip);
+    Mark(MarkSurface* owner, int kind, const QColor& color, int width, const QString& toolTip);
 
     /// Zoom of the view, greater than 0.
     double zoom() const;
@@ -62,5 +62,5 @@ protected:
     /// Reads what every line begins with, from the given field on.
     void readLineStart(const MarkFields& fields, int first);
 
-    InteractiveScene* const interactiveScene;  // not owned
+    MarkSurface* const surface;  // not owned
 };

@@ -17,10 +17,10 @@ namespace {
 
 struct Kind {
     const char* keyword;
-    std::unique_ptr<Mark> (*read)(const QString& keyword, const QString& rest, InteractiveScene* scene);
+    std::unique_ptr<Mark> (*read)(const QString& keyword, const QString& rest, MarkSurface* scene);
 };
 
-std::unique_ptr<Mark> readCoordinates(const QString& keyword, const QString& rest, InteractiveScene* scene) {
+std::unique_ptr<Mark> readCoordinates(const QString& keyword, const QString& rest, MarkSurface* scene) {
     return CoordinatesMark::fromText(keyword, rest, scene);
 }
 
@@ -42,7 +42,7 @@ QString markFileName(int index) {
     return platform::workingFolderFile(QStringLiteral("mark%1.txt").arg(index));
 }
 
-std::unique_ptr<Mark> markFromLine(const QString& line, InteractiveScene* scene) {
+std::unique_ptr<Mark> markFromLine(const QString& line, MarkSurface* scene) {
     // A line without a space is both keyword and rest.
     const int space = line.indexOf(QLatin1Char(' '));
     const QString keyword = line.left(space);
@@ -58,16 +58,22 @@ MarkFileReader::MarkFileReader(QIODevice* device) : stream(device) {
     stream.setCodec("ISO 8859-1");
 }
 
-std::unique_ptr<Mark> MarkFileReader::next(InteractiveScene* scene) {
+std::unique_ptr<Mark> MarkFileReader::next(MarkSurface* scene) {
     QString line;
-    while (stream.readLineInto(&line, kLongestLine)) {
+    while (!isFull && stream.readLineInto(&line, kLongestLine)) {
         if (line.size() == kLongestLine) {
             while (line.size() == kLongestLine && stream.readLineInto(&line, kLongestLine)) {
             }
             continue;
         }
-        if (auto mark = markFromLine(line, scene))
+        auto mark = markFromLine(line, scene);
+        if (!mark)
+            continue;
+        if (count < kMostMarks) {
+            ++count;
             return mark;
+        }
+        isFull = true;
     }
     return nullptr;
 }
@@ -79,4 +85,9 @@ QByteArray markFileContent(const QList<Mark*>& marks) {
             content += mark->toText().toLatin1() + "\r\n";
     }
     return content;
+}
+
+QString writeMarkFile(int index, const QList<Mark*>& marks) {
+    const QString problem = platform::replaceFile(markFileName(index), markFileContent(marks));
+    return problem.isEmpty() ? problem : QStringLiteral("Marks not written: %1").arg(problem);
 }

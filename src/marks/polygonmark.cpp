@@ -5,7 +5,7 @@
 #include <QPainter>
 #include <algorithm>
 
-#include "marks/interactivescene.h"
+#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
@@ -17,17 +17,17 @@ constexpr double kRightMargin = 150.0;     // px, room for a caption at the scen
 
 }  // namespace
 
-PolygonMark::PolygonMark(InteractiveScene* scene)
+PolygonMark::PolygonMark(MarkSurface* scene)
     : FigureMark(scene, kPolygonMark, Qt::green, 3, QStringLiteral("Polygon Mark"), 0) {}
 
-std::unique_ptr<Mark> PolygonMark::fromText(const QString& keyword, const QString& rest,
-                                            InteractiveScene* scene) {
+std::unique_ptr<Mark> PolygonMark::fromText(const QString& keyword, const QString& rest, MarkSurface* scene) {
     const MarkFields fields(rest);
     const int count = fields.integer(3);
     if (keyword != QLatin1String(kKeyword) || count < 1 || count > kMostVertices ||
         fields.count() < kFirstVertex + 2 * count)
         return nullptr;
     auto mark = std::make_unique<PolygonMark>(scene);
+    mark->aboutToChange();
     mark->setZValue(kLoadedZ);
     mark->readLineStart(fields, 0);
     for (int i = 0; i < count; ++i)
@@ -45,7 +45,7 @@ QString PolygonMark::toText() {
 bool PolygonMark::pressPoint(QGraphicsSceneMouseEvent* event) {
     if (clickStep == kComplete)
         return true;
-    prepareGeometryChange();
+    aboutToChange();
     cursor = event->scenePos();
     const bool closes =
         points.size() > 2 && QLineF(cursor, points.first()).length() * zoom() < kClosingDistance;
@@ -61,7 +61,7 @@ bool PolygonMark::pressPoint(QGraphicsSceneMouseEvent* event) {
 void PolygonMark::dragPoint(QGraphicsSceneMouseEvent* event) {
     if (isPlacing != 1)
         return;
-    prepareGeometryChange();
+    aboutToChange();
     cursor = event->scenePos();
     update();
 }
@@ -97,7 +97,7 @@ QVector<FigureMark::Caption> PolygonMark::captions() const {
     const QPointF centre =
         fitsOnTheRight ? *right * zoom() + QPointF(70.0, 20.0) : *left * zoom() + QPointF(-50.0, 20.0);
     // An area: the unit's factor counts for both directions.
-    const double area = enclosedArea(points) * interactiveScene->unitScale * interactiveScene->unitScale;
+    const double area = enclosedArea(points) * surface->unitScale * surface->unitScale;
     return {{around(centre.x(), centre.y()),
              QStringLiteral("S:%1[%2^2]").arg(QString::number(area, 'f', 2), unitText())}};
 }

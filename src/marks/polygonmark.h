@@ -9,11 +9,10 @@ public:
     static constexpr const char* kKeyword = "Polygon";
     static constexpr int kMostVertices = 50;
 
-    explicit PolygonMark(InteractiveScene* scene);
+    explicit PolygonMark(MarkSurface* scene);
     /// The mark of a line of the mark file, split at its first space; nothing when it is none of this kind. A
     /// line whose count is not 1 ... 50, or that has fewer numbers than it says, is none.
-    static std::unique_ptr<Mark> fromText(const QString& keyword, const QString& rest,
-                                          InteractiveScene* scene);
+    static std::unique_ptr<Mark> fromText(const QString& keyword, const QString& rest, MarkSurface* scene);
 
     bool pressPoint(QGraphicsSceneMouseEvent* event) override;
     void dragPoint(QGraphicsSceneMouseEvent* event) override;

@@ -2,19 +2,19 @@
 
 #include <QPainter>
 
-#include "marks/interactivescene.h"
+#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
-RectangleMark::RectangleMark(InteractiveScene* scene)
+RectangleMark::RectangleMark(MarkSurface* scene)
     : BoxMark(scene, kRectangleMark, Qt::blue, QStringLiteral("Rectangle Mark")) {}
 
 std::unique_ptr<Mark> RectangleMark::fromText(const QString& keyword, const QString& rest,
-                                              InteractiveScene* scene) {
+                                              MarkSurface* scene) {
     const MarkFields fields(rest);
     auto mark = read<RectangleMark>(keyword, fields, 5, scene);
     if (mark)
-        mark->angle = fields.number(3);
+        mark->setAngle(fields.number(3));
     return mark;
 }
 

@@ -7,10 +7,9 @@ class RectangleMark : public BoxMark {
 public:
     static constexpr const char* kKeyword = "Rectangle";
 
-    explicit RectangleMark(InteractiveScene* scene);
+    explicit RectangleMark(MarkSurface* scene);
     /// The mark of a line of the mark file, split at its first space; nothing when it is none of this kind.
-    static std::unique_ptr<Mark> fromText(const QString& keyword, const QString& rest,
-                                          InteractiveScene* scene);
+    static std::unique_ptr<Mark> fromText(const QString& keyword, const QString& rest, MarkSurface* scene);
 
     QString toText() override;
 

@@ -6,7 +6,7 @@
 #include <QGraphicsSceneMouseEvent>
 #include <QPainter>
 
-#include "marks/interactivescene.h"
+#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
@@ -19,14 +19,14 @@ constexpr auto kDefaultFormat = "yyyy-MM-dd HH:mm:ss";
 
 }  // namespace
 
-TextMark::TextMark(InteractiveScene* scene)
+TextMark::TextMark(MarkSurface* scene)
     : Mark(scene, kBarcodeTextMark, Qt::red, 1, QStringLiteral("Text Mark")),
       dateTimeFormat(QLatin1String(kDefaultFormat)) {
     setAcceptHoverEvents(true);
     updateGeometry();
 }
 
-std::unique_ptr<TextMark> TextMark::fromText(const QString& line, InteractiveScene* scene) {
+std::unique_ptr<TextMark> TextMark::fromText(const QString& line, MarkSurface* scene) {
     const MarkFields fields(line);
     if (fields.count() < kFields || fields.text(0) != QLatin1String(kKeyword))
         return nullptr;
@@ -147,7 +147,7 @@ void TextMark::paint(QPainter* painter, const QStyleOptionGraphicsItem* option, 
     const QFontMetrics metrics = painter->fontMetrics();
     farCorner = anchor() + QPointF(metrics.horizontalAdvance(displayText), -metrics.height());
     if (!extent.contains(textRect()))
-        interactiveScene->updateOverlayGeometry();
+        surface->updateOverlayGeometry();
 }
 
 bool TextMark::pressPoint(QGraphicsSceneMouseEvent* event) {
@@ -167,5 +167,5 @@ void TextMark::shiftBy(double dx, double dy) {
 void TextMark::moveTo(QPointF scenePoint) {
     prepareGeometryChange();
     origin = scenePoint - pos();
-    interactiveScene->update(interactiveScene->wholeRect());
+    surface->repaintWhole();
 }

@@ -14,10 +14,10 @@ class TextMark : public Mark {
 public:
     static constexpr const char* kKeyword = "Text";
 
-    explicit TextMark(InteractiveScene* scene);
+    explicit TextMark(MarkSurface* scene);
     /// The overlay of a whole saved line; nothing when it is none. Fields are taken by position, and an empty
     /// text or a space within one shifts those behind it. This is deliberate: saved lines rely on it.
-    static std::unique_ptr<TextMark> fromText(const QString& line, InteractiveScene* scene);
+    static std::unique_ptr<TextMark> fromText(const QString& line, MarkSurface* scene);
 
     /// Left end of the base line, scene px; also after the mouse has moved the item.
     QPointF anchor() const { return origin + pos(); }

@@ -2,15 +2,14 @@
 
 #include <QPainter>
 
-#include "marks/interactivescene.h"
+#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
-VLineMark::VLineMark(InteractiveScene* scene)
+VLineMark::VLineMark(MarkSurface* scene)
     : FigureMark(scene, kVLineMark, Qt::green, 1, QStringLiteral("Vertical Line Mark"), 1) {}
 
-std::unique_ptr<Mark> VLineMark::fromText(const QString& keyword, const QString& rest,
-                                          InteractiveScene* scene) {
+std::unique_ptr<Mark> VLineMark::fromText(const QString& keyword, const QString& rest, MarkSurface* scene) {
     return read<VLineMark>(keyword, MarkFields(rest), 4, scene);
 }
 

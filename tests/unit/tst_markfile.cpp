@@ -63,6 +63,8 @@ private slots:
     void noMarksMakeAnEmptyFile();
     void disabledMarksAndOverlaysAreLeftOut();
     void oldFileSurvivesAFailedWrite();
+    void tellsWhatWentWrong();
+    void atMostTenThousandMarks();
     void missingFileClears();
     void crossHairsAreAnnouncedInOrder();
     void announcedBeforeItIsInTheScene();
@@ -149,6 +151,9 @@ void TestMarkFile::linesComeBack() {
     const auto mark = markFromLine(line, scene.get());
     QVERIFY(mark);
     QCOMPARE(mark->toText(), line);
+    // Whoever sets it to another number than 1 means on.
+    mark->showMeasure = 5;
+    QCOMPARE(mark->toText().section(QLatin1Char(' '), 3, 3), QStringLiteral("1"));
 }
 
 void TestMarkFile::linesAreRead_data() {
@@ -371,6 +376,37 @@ void TestMarkFile::oldFileSurvivesAFailedWrite() {
     QCOMPARE(QDir().entryList(QDir::Files), QStringList{kFile});
 }
 
+void TestMarkFile::tellsWhatWentWrong() {
+    QCOMPARE(scene->saveMarks(0), QString());
+    QVERIFY(QFile::exists(kFile));
+    QVERIFY(QDir().mkdir(QStringLiteral("mark3.txt")));
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("mark3\\.txt was not written: .+")));
+    QVERIFY(scene->saveMarks(3).startsWith(QStringLiteral("Marks not written")));
+    // Nothing to write is no failure.
+    InteractiveScene empty(nullptr, 1);
+    QCOMPARE(empty.saveMarks(3), QString());
+}
+
+/// More than anybody places; a file can hold them all the same.
+void TestMarkFile::atMostTenThousandMarks() {
+    const QByteArray mark = "HLine #00ff00 1 0 | 5 6\r\n";
+    const QByteArray noMark = "nothing\r\n";
+    QVERIFY(WorkingFolder::write(
+        kFile, mark.repeated(9999) + noMark.repeated(5) + "VLine #00ff00 1 0 | 5 6\r\n" + noMark));
+    scene->loadMarks(0);  // and not a word: no mark is left over
+    QCOMPARE(scene->markCount(), 10000);
+    QVERIFY(linesOf(*scene).last().startsWith(QLatin1String("VLine")));
+    QFile file(kFile);
+    QVERIFY(file.open(QIODevice::Append));
+    file.write("Line #00ff00 1 0 | 5 6 7 8\r\n" + mark.repeated(20000));
+    file.close();
+    QTest::ignoreMessage(QtWarningMsg,
+                         QRegularExpression(QStringLiteral("^Only the first 10000 marks of .*mark0\\.txt")));
+    scene->loadMarks(0);
+    QCOMPARE(scene->markCount(), 10000);
+    QVERIFY(linesOf(*scene).last().startsWith(QLatin1String("VLine")));
+}
+
 void TestMarkFile::missingFileClears() {
     QVERIFY(WorkingFolder::write(kFile, "HLine #00ff00 1 1 | 5 6\r\n"));
     scene->loadMarks(0);
@@ -441,6 +477,10 @@ void TestMarkFile::textLine() {
     QCOMPARE(text->toText(), line);
     QCOMPARE(text->markType, 10);
     QCOMPARE(text->zValue(), 5.0);
+    // A switch is on when it is not 0.
+    const auto on = TextMark::fromText(
+        QStringLiteral("Text #00ff00 2 1 | 10.5 20 110 -30 | 2 HH:mm -1 free 7 3 4 2.5"), scene.get());
+    QCOMPARE(on->toText(), line);
     QVERIFY(!TextMark::fromText(line.section(QLatin1Char(' '), 0, -2), scene.get()));  // 17 fields
     QVERIFY(!TextMark::fromText(QStringLiteral("text") + line.mid(4), scene.get()));
     QVERIFY(!TextMark::fromText(QStringLiteral("x ") + line, scene.get()));
@@ -494,6 +534,10 @@ void TestMarkFile::overlaysAreNotReplaced() {
     QCOMPARE(marksIn(*scene).size(), 1);
     QCOMPARE(marksIn(*scene)[0]->toText(), one);
     QCOMPARE(static_cast<int>(marksIn(*scene)[0]->flags()), 0x803);
+    scene->restoreDateTimeMark(two);
+    scene->restoreDateTimeMark(one);
+    QCOMPARE(marksIn(*scene).size(), 2);
+    QVERIFY(marksIn(*scene)[1]->toText().startsWith(QStringLiteral("Text #00ff00 1 1 | 2 2 ")));
 }
 
 /// What is read has the kind that files and programs know: an upright line is a line's.

@@ -1,0 +1,200 @@
+#include <QFontDatabase>
+#include <QGraphicsView>
+#include <QScreen>
+#include <QtTest>
+
+#include "marks/ellipsemark.h"
+#include "support/marktest.h"
+
+namespace {
+
+const QRectF kScene(0, 0, 400, 300);
+
+/// A view that repaints only what it is told to.
+class WatchedView : public QGraphicsView {
+public:
+    explicit WatchedView(QGraphicsScene* scene, double zoom = 1.0) : QGraphicsView(scene) {
+        setViewportUpdateMode(MinimalViewportUpdate);
+        setFrameShape(QFrame::NoFrame);
+        setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+        scale(zoom, zoom);
+        resize(kScene.size().toSize());
+        show();
+    }
+    bool isOpen() { return QTest::qWaitForWindowExposed(this); }
+    /// What is on the screen: grabbing the widget would paint it anew.
+    QImage shown() const {
+        QCoreApplication::processEvents();
+        return screen()->grabWindow(winId()).toImage().convertToFormat(QImage::Format_RGB32);
+    }
+    /// Wipes it clean behind the view's back and repaints it in pieces of `size`.
+    void repaintInPieces(QSize size) {
+        for (int y = 0; y < height(); y += size.height()) {
+            for (int x = 0; x < width(); x += size.width())
+                viewport()->repaint(QRect(QPoint(x, y), size));
+        }
+    }
+};
+
+bool hasInk(const QImage& image) {
+    const QImage blank = [&] {
+        QImage white(image.size(), QImage::Format_RGB32);
+        white.fill(Qt::white);
+        return white;
+    }();
+    return image != blank;
+}
+
+}  // namespace
+
+/// Marks whose painting reaches beyond their rectangle, in a view that repaints parts of itself.
+class TestMarkRepaint : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void rectangleIsThatOfTheCorners_data();
+    void rectangleIsThatOfTheCorners();
+    void piecesMakeTheWhole_data();
+    void piecesMakeTheWhole();
+    void movingLeavesNoTrails_data();
+    void movingLeavesNoTrails();
+    void removingLeavesNothing();
+    void nothingElseIsInTheScene();
+};
+
+void TestMarkRepaint::initTestCase() {
+    QVERIFY(QFontDatabase().families().contains(QStringLiteral("DejaVu Sans")));
+    QGuiApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
+}
+
+void TestMarkRepaint::rectangleIsThatOfTheCorners_data() {
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<QRectF>("rect");
+    const auto row = [](const char* line, const QRectF& rect) {
+        QTest::newRow(line) << QString::fromLatin1(line) << rect;
+    };
+    row("Ellipse #ff0000 1 0 0 | 100 100 300 200", QRectF(100, 100, 200, 100));
+    row("Ellipse #ff0000 1 0 0 | 300 200 100 100", QRectF(100, 100, 200, 100));
+    row("Ellipse #ff0000 1 1 0 | 100 200 300 100", QRectF(100, 100, 200, 100));
+    row("Ellipse #ff0000 9 1 45 | 100 100 300 200", QRectF(100, 100, 200, 100));
+    row("Ellipse #ff0000 1 1 30 | 5 5 5 5", QRectF(5, 5, 0, 0));
+    row("Ellipse #ff0000 1 1 30 | -7.5 5 5 6.25", QRectF(-7.5, 5, 12.5, 1.25));
+}
+
+void TestMarkRepaint::rectangleIsThatOfTheCorners() {
+    QFETCH(QString, line);
+    QFETCH(QRectF, rect);
+    InteractiveScene scene(nullptr, 1);
+    scene.setSceneRect(kScene);
+    for (const double zoom : {1.0, 0.1, 4.0}) {
+        scene.viewZoom = zoom;
+        const auto mark = markFromLine(line, &scene);
+        QCOMPARE(mark->boundingRect(), rect);
+        mark->shiftBy(10, -20);
+        QCOMPARE(mark->boundingRect(), rect.translated(10, -20));
+    }
+}
+
+void TestMarkRepaint::piecesMakeTheWhole_data() {
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<double>("zoom");
+    for (const char* line :
+         {"Ellipse #ff0000 1 0 45 | 100 140 300 160", "Ellipse #ff0000 1 1 90 | 100 140 300 160",
+          "Ellipse #ff0000 1 1 0 | 150 100 160 200", "Ellipse #ff0000 1 1 0 | 150 100 150 100",
+          "Ellipse #ff0000 1 0 90 | 100 150 300 150", "Ellipse #ff0000 1 0 0 | 100 100 300 200"}) {
+        for (const double zoom : {1.0, 0.25, 2.0})
+            QTest::addRow("%s at %g", line, zoom) << QString::fromLatin1(line) << zoom;
+    }
+}
+
+void TestMarkRepaint::piecesMakeTheWhole() {
+    QFETCH(QString, line);
+    QFETCH(double, zoom);
+    InteractiveScene scene(nullptr, 1);
+    scene.setSceneRect(QRectF(kScene.topLeft(), kScene.size() / zoom));
+    scene.viewZoom = zoom;
+    // Enough others that the scene keeps its items sorted by place.
+    for (int i = 0; i < 300; ++i)
+        scene.addRect(i % 20 * 20 / zoom, i / 20 * 20 / zoom, 1, 1, Qt::NoPen);
+    WatchedView view(&scene, zoom);
+    QVERIFY(view.isOpen());
+    QTRY_VERIFY(!hasInk(view.shown()));
+    auto mark = markFromLine(line, &scene);
+    if (zoom != 1.0)  // the same place on the screen
+        mark = markFromLine(line.section(QLatin1Char('|'), 0, 0) +
+                                QStringLiteral("| %1 %2 %3 %4")
+                                    .arg(line.section(QLatin1Char(' '), 6, 6).toDouble() / zoom)
+                                    .arg(line.section(QLatin1Char(' '), 7, 7).toDouble() / zoom)
+                                    .arg(line.section(QLatin1Char(' '), 8, 8).toDouble() / zoom)
+                                    .arg(line.section(QLatin1Char(' '), 9, 9).toDouble() / zoom),
+                            &scene);
+    QImage wanted = rendered(scene, zoom);
+    {
+        WatchedView fresh(&scene, zoom);
+        scene.addItem(mark.get());
+        QVERIFY(fresh.isOpen());
+        fresh.viewport()->repaint();
+        wanted = fresh.shown();
+    }
+    QVERIFY(hasInk(wanted));
+    // Appearing is a change of its whole.
+    QTRY_COMPARE(view.shown(), wanted);
+    for (const QSize size : {QSize(16, 16), QSize(400, 7), QSize(9, 300)}) {
+        view.repaintInPieces(size);
+        QCOMPARE(view.shown(), wanted);
+    }
+    scene.removeItem(mark.get());
+}
+
+void TestMarkRepaint::movingLeavesNoTrails_data() {
+    piecesMakeTheWhole_data();
+}
+
+void TestMarkRepaint::movingLeavesNoTrails() {
+    QFETCH(QString, line);
+    QFETCH(double, zoom);
+    InteractiveScene scene(nullptr, 1);
+    scene.setSceneRect(QRectF(kScene.topLeft(), kScene.size() / zoom));
+    scene.viewZoom = zoom;
+    for (int i = 0; i < 300; ++i)
+        scene.addRect(i % 20 * 20 / zoom, i / 20 * 20 / zoom, 1, 1, Qt::NoPen);
+    Mark* mark = addFromLine(scene, line);
+    WatchedView view(&scene, zoom);
+    QVERIFY(view.isOpen());
+    for (int step = 0; step < 6; ++step) {
+        if (step == 4)
+            mark->showMeasure = 1, mark->update();
+        mark->shiftBy(7 / zoom, 5 / zoom);
+        const QImage moved = view.shown();
+        WatchedView fresh(&scene, zoom);
+        QVERIFY(fresh.isOpen());
+        fresh.viewport()->repaint();
+        QTRY_COMPARE(moved, fresh.shown());
+    }
+}
+
+void TestMarkRepaint::removingLeavesNothing() {
+    InteractiveScene scene(nullptr, 1);
+    scene.setSceneRect(kScene);
+    WatchedView view(&scene);
+    QVERIFY(view.isOpen());
+    std::unique_ptr<Mark> mark(
+        addFromLine(scene, QStringLiteral("Ellipse #ff0000 1 1 45 | 100 140 300 160")));
+    QTRY_VERIFY(hasInk(view.shown()));
+    scene.removeItem(mark.get());
+    QTRY_VERIFY(!hasInk(view.shown()));
+}
+
+void TestMarkRepaint::nothingElseIsInTheScene() {
+    InteractiveScene scene(nullptr, 1);
+    scene.setSceneRect(kScene);
+    Mark* mark = addFromLine(scene, QStringLiteral("Ellipse #ff0000 1 1 45 | 100 140 300 160"));
+    QCOMPARE(scene.items(), QList<QGraphicsItem*>{mark});
+    QVERIFY(mark->childItems().isEmpty());
+    QCOMPARE(scene.items(QPointF(200, 150)), QList<QGraphicsItem*>{mark});
+}
+
+QTEST_MAIN(TestMarkRepaint)
+#include "tst_markrepaint.moc"
