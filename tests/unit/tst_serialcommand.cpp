@@ -107,7 +107,8 @@ void TestSerialCommand::echo_data() {
     QTest::newRow("long") << "gain 1 " + QByteArray(2000, '1')
                           << QStringLiteral("COMMAND:gain 1 ") + QString(2000, QLatin1Char('1'));
     QTest::newRow("save") << QByteArray("save") << QStringLiteral("COMMAND:save");
-    QTest::newRow("up to a NUL") << QByteArray("gain 1 20\r\0x\0", 13) << QStringLiteral("COMMAND:gain 1 20\r");
+    QTest::newRow("up to a NUL") << QByteArray("gain 1 20\r\0x\0", 13)
+                                 << QStringLiteral("COMMAND:gain 1 20\r");
 }
 
 void TestSerialCommand::echo() {
