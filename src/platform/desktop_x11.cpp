@@ -94,6 +94,7 @@ private:
     std::set<Grab> grabs_;                   // what the server has granted
     bool keymapChanged_ = false;
     QTimer keymapRetry_;  // runs while the server owes an answer about the keymap
+    bool repeatsAreDetectable_ = false;
     xcb_keycode_t heldKey_ = 0;
     xcb_keycode_t releasedKey_ = 0;
     xcb_timestamp_t releaseTime_ = 0;
@@ -157,12 +158,12 @@ bool DesktopLink::prepareKeyboard() {
     xcb_xkb_select_events_aux(connection_, XCB_XKB_ID_USE_CORE_KBD, whole | XCB_XKB_EVENT_TYPE_STATE_NOTIFY,
                               0, whole, parts, parts, &details);
 
-    // With this a held key repeats as presses alone. keyPressed() also sees through servers that do not know
-    // it.
+    // With this a held key repeats as presses alone. A server that does not know it is seen through by time.
     const quint32 flag = XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT;
     const Owned<xcb_xkb_per_client_flags_reply_t> flags(xcb_xkb_per_client_flags_reply(
         connection_, xcb_xkb_per_client_flags(connection_, XCB_XKB_ID_USE_CORE_KBD, flag, flag, 0, 0, 0),
         nullptr));
+    repeatsAreDetectable_ = flags != nullptr && (flags->value & flag) != 0;
     return true;
 }
 
@@ -318,11 +319,12 @@ void DesktopLink::handle(const xcb_generic_event_t& event) {
         unregisterKey(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
 }
 
-/// A repeat is a press of a key that is down; without detectable auto-repeat, one that was released in the
-/// same millisecond.
+/// A repeat is a press of a key that is down; without detectable auto-repeat, and only then since somebody
+/// may be as fast, one that was released in the same millisecond.
 void DesktopLink::keyPressed(const xcb_key_press_event_t& press) {
     const bool repeated =
-        press.detail == heldKey_ || (press.detail == releasedKey_ && press.time == releaseTime_);
+        press.detail == heldKey_ ||
+        (!repeatsAreDetectable_ && press.detail == releasedKey_ && press.time == releaseTime_);
     heldKey_ = press.detail;
     // A key that went down while we had it may still repeat after it was given back.
     if (repeated || window_ == XCB_WINDOW_NONE)
