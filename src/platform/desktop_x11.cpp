@@ -33,6 +33,10 @@
 
 namespace {
 
+using platform::HotkeyPlaces;
+using platform::Owned;
+using platform::readHotkeyPlaces;
+
 constexpr int kKeymapRetryTime = 500;  // ms
 
 /// One passive grab: root window, modifiers, key.

@@ -31,7 +31,7 @@ xcb_keysym_t plainSymbol(const xcb_xkb_key_sym_map_t* key, int group) {
 
 }  // namespace
 
-std::optional<HotkeyPlaces> readHotkeyPlaces(xcb_connection_t* connection) {
+std::optional<platform::HotkeyPlaces> platform::readHotkeyPlaces(xcb_connection_t* connection) {
     const auto stateCookie = xcb_xkb_get_state(connection, XCB_XKB_ID_USE_CORE_KBD);
     const auto mapCookie = xcb_xkb_get_map(connection, XCB_XKB_ID_USE_CORE_KBD,
                                            XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_MODIFIER_MAP, 0, 0, 0,

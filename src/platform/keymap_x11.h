@@ -9,6 +9,7 @@
 #include <set>
 
 /// Where the X server's keymap has what the hot key is made of. Only for desktop_x11.cpp.
+namespace platform {
 
 struct Free {
     void operator()(void* p) const { std::free(p); }
@@ -27,3 +28,5 @@ struct HotkeyPlaces {
 /// layout without W (a Cyrillic one, say) borrows the places of the keymap's other layouts, as short cuts
 /// within programs do. Nothing if the server does not answer.
 std::optional<HotkeyPlaces> readHotkeyPlaces(xcb_connection_t* connection);
+
+}  // namespace platform
