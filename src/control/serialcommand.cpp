@@ -50,8 +50,9 @@ Kind kindOf(const QString& word) {
 }  // namespace
 
 SerialCommand parseSerialCommand(const QByteArray& received) {
-    // By its size: a NUL ends no command.
-    const QString text = QString::fromUtf8(received.constData(), received.size());
+    // Controllers send the NUL that ends a string in C, and sometimes what lies behind it.
+    const int end = received.indexOf('\0');
+    const QString text = QString::fromUtf8(received.constData(), end < 0 ? received.size() : end);
     const QStringList fields = firstFields(text);
     const auto number = [&fields](int field) { return fields.value(field).trimmed(); };
 
@@ -73,7 +74,11 @@ SerialCommand parseSerialCommand(const QByteArray& received) {
             if (fields.size() > 1)
                 command.camera = number(1).toInt();
             break;
-        default:
+        case Kind::Gamma:
+        case Kind::Contrast:
+        case Kind::Exposure:
+        case Kind::Gain:
+        case Kind::AdvancedGain:
             if (fields.size() >= 3)
                 command.camera = number(1).toInt();
             command.value = fields.size() == 1 ? -1.0 : number(fields.size() - 1).toDouble();

@@ -24,9 +24,9 @@ struct SerialCommand {
     QString echo;        ///< for the status bar
 };
 
-/// Reads what has arrived on the serial line. There is no framing: all of it is one command, and its fields
-/// are between single spaces, so two spaces make an empty field (0). Any bytes are harmless. Pure; any
-/// thread.
+/// Reads what has arrived on the serial line. There is no framing: all of it, up to the first NUL, is one
+/// command, and its fields are between single spaces, so two spaces make an empty field (0). Any bytes are
+/// harmless. Pure; any thread.
 SerialCommand parseSerialCommand(const QByteArray& received);
 
 /// The value as a whole number, truncated toward zero; the largest int, or its negative, where it is beyond;

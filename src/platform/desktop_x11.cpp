@@ -1,19 +1,21 @@
 #include "platform/desktop.h"
 
+#include "platform/keymap_x11.h"
+
 #include <QCoreApplication>
 #include <QDebug>
 #include <QGuiApplication>
 #include <QPointer>
 #include <QSocketNotifier>
+#include <QTimer>
 #include <QVector>
 
 #include <xcb/xcb.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <memory>
+#include <optional>
 #include <set>
 #include <tuple>
 #include <utility>
@@ -31,26 +33,14 @@
 
 namespace {
 
-struct Free {
-    void operator()(void* p) const { std::free(p); }
-};
-/// Replies, errors and events of xcb belong to the caller and are freed with free().
-template <class T>
-using Owned = std::unique_ptr<T, Free>;
+using platform::HotkeyPlaces;
+using platform::Owned;
+using platform::readHotkeyPlaces;
 
-constexpr xcb_keysym_t kSmallW = 0x77;
-constexpr xcb_keysym_t kCapitalW = 0x57;
-constexpr xcb_keysym_t kNumLock = 0xff7f;
-constexpr xcb_keysym_t kScrollLock = 0xff14;
+constexpr int kKeymapRetryTime = 500;  // ms
 
 /// One passive grab: root window, modifiers, key.
 using Grab = std::tuple<xcb_window_t, quint16, xcb_keycode_t>;
-
-/// The keys to grab and the modifiers that a lock key may add to a press.
-struct Keys {
-    std::set<xcb_keycode_t> w;
-    quint16 locks = XCB_MOD_MASK_LOCK;
-};
 
 /// All combinations of the bits of a mask, the empty one included.
 QVector<quint16> combinations(quint16 mask) {
@@ -63,26 +53,18 @@ QVector<quint16> combinations(quint16 mask) {
     return result;
 }
 
-/// The plain (unshifted) symbol of a key in a keyboard group; the key may have fewer groups than the
-/// keyboard.
-xcb_keysym_t plainSymbol(const xcb_xkb_key_sym_map_t* key, int group) {
-    const int groups = key->groupInfo & 0x0f;
-    if (groups == 0 || key->width == 0)
-        return 0;
-    const int policy = key->groupInfo & 0xc0;
-    if (group >= groups && policy == XCB_XKB_GROUPS_WRAP_CLAMP_INTO_RANGE)
-        group = groups - 1;
-    else if (group >= groups && policy == XCB_XKB_GROUPS_WRAP_REDIRECT_INTO_RANGE)
-        group = (key->groupInfo & 0x30) >> 4;
-    const int index = group % groups * key->width;
-    return index < xcb_xkb_key_sym_map_syms_length(key) ? xcb_xkb_key_sym_map_syms(key)[index] : 0;
-}
-
 /// The X server as the hot key sees it. One per process, a child of the application object, in the GUI
 /// thread.
 class DesktopLink : public QObject {
 public:
-    explicit DesktopLink(QObject* parent) : QObject(parent) { open(); }
+    explicit DesktopLink(QObject* parent) : QObject(parent) {
+        keymapRetry_.setInterval(kKeymapRetryTime);
+        connect(&keymapRetry_, &QTimer::timeout, this, [this] {
+            keymapChanged_ = true;
+            readEvents();
+        });
+        open();
+    }
     ~DesktopLink() override { close(); }
 
     bool registerKey(xcb_window_t window);
@@ -94,10 +76,9 @@ private:
     void close();
     bool prepareKeyboard();
     xcb_atom_t atom(const char* name);
-    Keys readKeys();
     bool isRefused(xcb_void_cookie_t cookie);
     bool watchWindow(xcb_window_t window, quint32 eventMask);
-    std::set<Grab> wantedGrabs(const Keys& keys) const;
+    std::set<Grab> wantedGrabs(const HotkeyPlaces& keys) const;
     std::set<Grab> grab(const std::set<Grab>& wanted);
     void ungrab(const std::set<Grab>& unwanted);
     void followKeymap();
@@ -116,6 +97,8 @@ private:
     xcb_window_t window_ = XCB_WINDOW_NONE;  // who has the key; none: not registered
     std::set<Grab> grabs_;                   // what the server has granted
     bool keymapChanged_ = false;
+    QTimer keymapRetry_;  // runs while the server owes an answer about the keymap
+    bool repeatsAreDetectable_ = false;
     xcb_keycode_t heldKey_ = 0;
     xcb_keycode_t releasedKey_ = 0;
     xcb_timestamp_t releaseTime_ = 0;
@@ -154,6 +137,7 @@ void DesktopLink::close() {
     window_ = XCB_WINDOW_NONE;
     grabs_.clear();
     keymapChanged_ = false;
+    keymapRetry_.stop();
     heldKey_ = 0;
     releasedKey_ = 0;
 }
@@ -178,12 +162,12 @@ bool DesktopLink::prepareKeyboard() {
     xcb_xkb_select_events_aux(connection_, XCB_XKB_ID_USE_CORE_KBD, whole | XCB_XKB_EVENT_TYPE_STATE_NOTIFY,
                               0, whole, parts, parts, &details);
 
-    // With this a held key repeats as presses alone. keyPressed() also sees through servers that do not know
-    // it.
+    // With this a held key repeats as presses alone. A server that does not know it is seen through by time.
     const quint32 flag = XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT;
     const Owned<xcb_xkb_per_client_flags_reply_t> flags(xcb_xkb_per_client_flags_reply(
         connection_, xcb_xkb_per_client_flags(connection_, XCB_XKB_ID_USE_CORE_KBD, flag, flag, 0, 0, 0),
         nullptr));
+    repeatsAreDetectable_ = flags != nullptr && (flags->value & flag) != 0;
     return true;
 }
 
@@ -192,53 +176,6 @@ xcb_atom_t DesktopLink::atom(const char* name) {
     const Owned<xcb_intern_atom_reply_t> reply(
         xcb_intern_atom_reply(connection_, xcb_intern_atom(connection_, 0, length, name), nullptr));
     return reply != nullptr ? reply->atom : static_cast<xcb_atom_t>(XCB_ATOM_NONE);
-}
-
-/// Asks the server where W is in the layout in use. A layout without W (a Cyrillic one, say) borrows the
-/// places of the other layouts, as short cuts within programs do.
-Keys DesktopLink::readKeys() {
-    Keys keys;
-    const auto stateCookie = xcb_xkb_get_state(connection_, XCB_XKB_ID_USE_CORE_KBD);
-    const auto mapCookie = xcb_xkb_get_map(connection_, XCB_XKB_ID_USE_CORE_KBD,
-                                           XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_MODIFIER_MAP, 0, 0, 0,
-                                           0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0);
-    const Owned<xcb_xkb_get_state_reply_t> state(xcb_xkb_get_state_reply(connection_, stateCookie, nullptr));
-    const Owned<xcb_xkb_get_map_reply_t> reply(xcb_xkb_get_map_reply(connection_, mapCookie, nullptr));
-    if (state == nullptr || reply == nullptr)
-        return keys;
-
-    xcb_xkb_get_map_map_t map;
-    xcb_xkb_get_map_map_unpack(xcb_xkb_get_map_map(reply.get()), reply->nTypes, reply->nKeySyms,
-                               reply->nKeyActions, reply->totalActions, reply->totalKeyBehaviors,
-                               reply->virtualMods, reply->totalKeyExplicit, reply->totalModMapKeys,
-                               reply->totalVModMapKeys, reply->present, &map);
-
-    std::set<xcb_keycode_t> elsewhere;
-    std::set<xcb_keycode_t> lockKeys;
-    auto key = xcb_xkb_get_map_map_syms_rtrn_iterator(reply.get(), &map);
-    for (int code = reply->firstKeySym; key.rem > 0; ++code, xcb_xkb_key_sym_map_next(&key)) {
-        const auto keycode = static_cast<xcb_keycode_t>(code);
-        const xcb_keysym_t plain = plainSymbol(key.data, state->group);
-        if (plain == kSmallW || plain == kCapitalW)
-            keys.w.insert(keycode);
-        const xcb_keysym_t* symbols = xcb_xkb_key_sym_map_syms(key.data);
-        const xcb_keysym_t* end = symbols + xcb_xkb_key_sym_map_syms_length(key.data);
-        if (std::find(symbols, end, kSmallW) != end)
-            elsewhere.insert(keycode);
-        if (std::any_of(symbols, end,
-                        [](auto symbol) { return symbol == kNumLock || symbol == kScrollLock; }))
-            lockKeys.insert(keycode);
-    }
-    if (keys.w.empty())
-        keys.w = elsewhere;
-
-    auto modifier = xcb_xkb_get_map_map_modmap_rtrn_iterator(reply.get(), &map);
-    for (; modifier.rem > 0; xcb_xkb_key_mod_map_next(&modifier))
-        if (lockKeys.count(modifier.data->keycode) != 0)
-            keys.locks |= modifier.data->mods;
-    // A keymap that calls Control a lock would make plain W ours.
-    keys.locks &= static_cast<quint16>(~(XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_SHIFT));
-    return keys;
 }
 
 bool DesktopLink::isRefused(xcb_void_cookie_t cookie) {
@@ -251,7 +188,7 @@ bool DesktopLink::watchWindow(xcb_window_t window, quint32 eventMask) {
         xcb_change_window_attributes_checked(connection_, window, XCB_CW_EVENT_MASK, &eventMask));
 }
 
-std::set<Grab> DesktopLink::wantedGrabs(const Keys& keys) const {
+std::set<Grab> DesktopLink::wantedGrabs(const HotkeyPlaces& keys) const {
     std::set<Grab> wanted;
     const QVector<quint16> locks = combinations(keys.locks);
     for (auto screen = xcb_setup_roots_iterator(xcb_get_setup(connection_)); screen.rem > 0;
@@ -290,7 +227,7 @@ bool DesktopLink::registerKey(xcb_window_t window) {
     // The server tells when the window goes; it also tells now if there is none of that number.
     if (!watchWindow(window, XCB_EVENT_MASK_STRUCTURE_NOTIFY))
         return false;
-    const std::set<Grab> wanted = wantedGrabs(readKeys());
+    const std::set<Grab> wanted = wantedGrabs(readHotkeyPlaces(connection_).value_or(HotkeyPlaces()));
     const std::set<Grab> granted = grab(wanted);
     if (wanted.empty() || granted != wanted || xcb_connection_has_error(connection_) != 0) {
         ungrab(granted);
@@ -309,15 +246,31 @@ void DesktopLink::unregisterKey(xcb_window_t window) {
         return;
     ungrab(grabs_);
     grabs_.clear();
+    keymapRetry_.stop();
     window_ = XCB_WINDOW_NONE;
     // The answer to this request also says that the key is free now, for whoever asks for it next.
     watchWindow(window, XCB_EVENT_MASK_NO_EVENT);
     readEventsSoon();
 }
 
-/// Moves the grabs to where W and the lock keys are now. What stays is not touched, so no press is missed.
+/// Moves the grabs to where W and the lock keys are now. What stays is not touched, so no press is missed. As
+/// long as nobody says where W is, or it is nowhere, its last places are kept.
 void DesktopLink::followKeymap() {
-    const std::set<Grab> wanted = wantedGrabs(readKeys());
+    std::optional<HotkeyPlaces> places = readHotkeyPlaces(connection_);
+    if (!places) {
+        if (!keymapRetry_.isActive() && xcb_connection_has_error(connection_) == 0) {
+            qWarning() << "The X server does not say where W is now; Ctrl+W stays in its place";
+            keymapRetry_.start();
+        }
+        return;
+    }
+    keymapRetry_.stop();
+    if (places->w.empty()) {
+        qWarning() << "The keyboard layout has no W; Ctrl+W stays in its place";
+        for (const Grab& grab : grabs_)
+            places->w.insert(std::get<xcb_keycode_t>(grab));
+    }
+    const std::set<Grab> wanted = wantedGrabs(*places);
     std::set<Grab> missing;
     std::set<Grab> unwanted;
     std::set_difference(wanted.begin(), wanted.end(), grabs_.begin(), grabs_.end(),
@@ -370,11 +323,12 @@ void DesktopLink::handle(const xcb_generic_event_t& event) {
         unregisterKey(reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window);
 }
 
-/// A repeat is a press of a key that is down; without detectable auto-repeat, one that was released in the
-/// same millisecond.
+/// A repeat is a press of a key that is down; without detectable auto-repeat, and only then since somebody
+/// may be as fast, one that was released in the same millisecond.
 void DesktopLink::keyPressed(const xcb_key_press_event_t& press) {
     const bool repeated =
-        press.detail == heldKey_ || (press.detail == releasedKey_ && press.time == releaseTime_);
+        press.detail == heldKey_ ||
+        (!repeatsAreDetectable_ && press.detail == releasedKey_ && press.time == releaseTime_);
     heldKey_ = press.detail;
     // A key that went down while we had it may still repeat after it was given back.
     if (repeated || window_ == XCB_WINDOW_NONE)

@@ -30,36 +30,48 @@ public:
 
     /// What the disk has to say about what was written so far.
     QString problem() {
+        if (!trouble.isEmpty())
+            return trouble;
         // The size is asked of the disk: a full one can take the bytes into a buffer and lose them
         // afterwards.
-        const bool isComplete = flush() && size() == end;
-        if (error() != NoError)
-            return errorString();
-        return isComplete ? QString() : qt_error_string(ENOSPC);
+        return flush() && size() == end ? QString() : reason();
     }
 
-    /// Closes the file, which stays.
+    /// Closes the file, which stays; unless the disk says only now that it does not.
     QString keep() {
         isKept = true;
         close();
-        const QString trouble = error() != NoError ? errorString() : QString();
-        if (!trouble.isEmpty())
-            QFile::remove(fileName());
-        return trouble;
+        if (error() == NoError)
+            return {};
+        const QString problem = errorString();
+        QFile::remove(fileName());
+        return problem;
     }
 
 protected:
-    /// On a disk that takes a part, the rest once more: only then it says why.
+    /// On a disk that takes a part, the rest once more: only then it says why. The writer is not told:
+    /// encoders that are stopped lose memory and print lines of their own.
     qint64 writeData(const char* data, qint64 length) override {
+        if (!trouble.isEmpty())
+            return length;
         qint64 done = 0;
         qint64 written = 0;
         while (done < length && (written = QFile::writeData(data + done, length - done)) > 0)
             done += written;
         end = std::max(end, pos() + done);
-        return done > 0 || written == 0 ? done : written;
+        if (done < length)
+            trouble = reason();
+        return length;
     }
 
 private:
+    /// Once more: a disk that took a part says why only when it takes nothing.
+    QString reason() {
+        flush();
+        return error() != NoError ? errorString() : qt_error_string(ENOSPC);
+    }
+
+    QString trouble;
     qint64 end = 0;
     bool isKept = false;
 };

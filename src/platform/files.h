@@ -15,7 +15,8 @@ QString workingFolderFile(const QString& name);
 
 // ---- one file in place of another ---------------------------------------------------------------
 
-/// Writes a whole file into the device and returns what went wrong, an empty text if nothing did.
+/// Writes a whole file into the device, which cannot be read, and returns what went wrong, an empty text if
+/// nothing did. A disk that is full is not its business: the device then takes the rest and forgets it.
 using FileWriter = std::function<QString(QIODevice& file)>;
 
 /// Whether a new file is on the disk when it is done.

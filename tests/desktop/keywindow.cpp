@@ -4,6 +4,7 @@
 // program that the platform functions serve, and the "other program" beside it.
 //
 //   commands   register, unregister, unregister-none, destroy, ping, quit
+//              deaf, hear: from now on the server's answers about the keymap are lost, or not
 //   answers    registered, refused, done, pong
 //   reports    hotkey, camera: a native message;  key K, repeat K: a key press in this window;  fence: a
 //   client message
@@ -17,13 +18,18 @@
 #include <QSocketNotifier>
 #include <QWidget>
 
-#include <xcb/xproto.h>
+#include <dlfcn.h>
+#include <unistd.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <iostream>
 #include <string>
 
-#include <unistd.h>
+// This header is C and has members of the name "explicit". After all others, so that none sees the macro.
+#define explicit explicit_
+#include <xcb/xkb.h>
+#undef explicit
 
 namespace {
 
@@ -33,11 +39,30 @@ void say(const std::string& line) {
 
 constexpr std::uint32_t kFence = 20;
 
+bool isDeaf = false;
+
 bool isFence(const QByteArray& eventType, const void* message) {
     const auto* event = static_cast<const xcb_client_message_event_t*>(message);
     return eventType == "xcb_generic_event_t" && (event->response_type & 0x7f) == XCB_CLIENT_MESSAGE &&
            event->data.data32[0] == kFence;
 }
+
+}  // namespace
+
+/// In place of the library's, for the platform functions in this program.
+extern "C" xcb_xkb_get_map_reply_t* xcb_xkb_get_map_reply(xcb_connection_t* connection,
+                                                          xcb_xkb_get_map_cookie_t cookie,
+                                                          xcb_generic_error_t** error) {
+    static const auto real =
+        reinterpret_cast<decltype(&xcb_xkb_get_map_reply)>(dlsym(RTLD_NEXT, "xcb_xkb_get_map_reply"));
+    xcb_xkb_get_map_reply_t* reply = real(connection, cookie, error);
+    if (!isDeaf)
+        return reply;
+    std::free(reply);
+    return nullptr;
+}
+
+namespace {
 
 class KeyWindow : public QWidget {
 public:
@@ -71,6 +96,9 @@ void KeyWindow::obey(const std::string& command) {
     } else if (command == "unregister-none") {
         platform::unregisterSaveHotkey(0);
         platform::unregisterSaveHotkey(winId() + 1);
+        say("done");
+    } else if (command == "deaf" || command == "hear") {
+        isDeaf = command == "deaf";
         say("done");
     } else if (command == "destroy") {
         destroy();

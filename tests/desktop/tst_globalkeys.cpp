@@ -99,6 +99,10 @@ private slots:
     void followsTheLayout();
     void followsTheGroup();
     void layoutWithoutW();
+    void keymapWithoutW();
+    void noKeyWithoutW();
+    void lostAnswerAboutTheKeymap();
+    void noKeyWithoutAnAnswer();
     void messageFromAnotherProcess();
     void messageWithoutHotkey();
     void otherMessagesPass();
@@ -399,6 +403,55 @@ void TestGlobalKeys::layoutWithoutW() {
     QVERIFY(server_->pressPlaces({kMenu}));
     setLayout({"-layout", "us", "-option", ""});
     QVERIFY(pressUntilReported({kControl, kUsW}));
+}
+
+/// No W in any layout of the keymap: the key stays in its place, and follows W when that comes back.
+void TestGlobalKeys::keymapWithoutW() {
+    setLayout({"ru"});
+    onlyOtherSees({kUsW}, QString::fromUtf8("key \u0426"));
+    ours_->reports();  // by now it has taken notice
+    QVERIFY(pressUntilReported({kControl, kUsW}));
+    setLayout({"fr"});
+    QVERIFY(pressUntilReported({kControl, kUsZ}));
+    onlyOtherSees({kControl, kUsW}, "key Ctrl+Z");
+    setLayout({"us"});
+    QVERIFY(pressUntilReported({kControl, kUsW}));
+}
+
+void TestGlobalKeys::noKeyWithoutW() {
+    QCOMPARE(ours_->ask("unregister", {"done"}), QString("done"));
+    setLayout({"ru"});
+    onlyOtherSees({kUsW}, QString::fromUtf8("key \u0426"));
+    QCOMPARE(ours_->doRegister(), QString("refused"));
+    setLayout({"us"});
+    onlyOtherSees({kUsW}, "key W");
+    QCOMPARE(ours_->doRegister(), QString("registered"));
+    QVERIFY(pressUntilReported({kControl, kUsW}));
+}
+
+/// The layout changes and the server does not say how: the key stays in its place until it does.
+void TestGlobalKeys::lostAnswerAboutTheKeymap() {
+    QCOMPARE(ours_->ask("deaf", {"done"}), QString("done"));
+    setLayout({"fr"});
+    onlyOtherSees({kUsW}, "key Z");
+    ours_->reports();  // by now it has asked
+    QVERIFY(pressUntilReported({kControl, kUsW}));
+    // It asks again by itself.
+    QCOMPARE(ours_->ask("hear", {"done"}), QString("done"));
+    QVERIFY(pressUntilReported({kControl, kUsZ}));
+    onlyOtherSees({kControl, kUsW}, "key Ctrl+Z");
+    setLayout({"us"});
+    QVERIFY(pressUntilReported({kControl, kUsW}));
+}
+
+void TestGlobalKeys::noKeyWithoutAnAnswer() {
+    QCOMPARE(ours_->ask("unregister", {"done"}), QString("done"));
+    QCOMPARE(ours_->ask("deaf", {"done"}), QString("done"));
+    QCOMPARE(ours_->doRegister(), QString("refused"));
+    QCOMPARE(ours_->ask("hear", {"done"}), QString("done"));
+    QCOMPARE(ours_->doRegister(), QString("registered"));
+    QVERIFY(server_->key("ctrl+w"));
+    QCOMPARE(ours_->reports(), QStringList{"hotkey"});
 }
 
 void TestGlobalKeys::messageFromAnotherProcess() {

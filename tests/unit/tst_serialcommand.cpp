@@ -75,8 +75,14 @@ void TestSerialCommand::commands_data() {
     row("SAVE ", Kind::Save, 0);
     row("", Kind::None);
     row("FORMAT C:", Kind::None);
-    row(QByteArray("TRIGGER\0x", 9), Kind::None);
-    row(QByteArray("GAIN 5\0", 7), Kind::Gain, -1, 0);
+    // As programs in C send it: the first NUL ends the text.
+    row(QByteArray("TRIGGER\0", 8), Kind::Trigger);
+    row(QByteArray("TRIGGER\r\n\0junk", 14), Kind::Trigger);
+    row(QByteArray("GAIN 1 5\0 7", 11), Kind::Gain, 1, 5);
+    row(QByteArray("GAIN 5\0", 7), Kind::Gain, -1, 5);
+    row(QByteArray("GAIN\0 5", 7), Kind::None);
+    row(QByteArray("\0TRIGGER", 8), Kind::None);
+    row(QByteArray("TRIG\0GER", 8), Kind::None);
 }
 
 void TestSerialCommand::commands() {
@@ -101,6 +107,8 @@ void TestSerialCommand::echo_data() {
     QTest::newRow("long") << "gain 1 " + QByteArray(2000, '1')
                           << QStringLiteral("COMMAND:gain 1 ") + QString(2000, QLatin1Char('1'));
     QTest::newRow("save") << QByteArray("save") << QStringLiteral("COMMAND:save");
+    QTest::newRow("up to a NUL") << QByteArray("gain 1 20\r\0x\0", 13)
+                                 << QStringLiteral("COMMAND:gain 1 20\r");
 }
 
 void TestSerialCommand::echo() {

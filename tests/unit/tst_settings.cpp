@@ -68,6 +68,7 @@ private slots:
     void harmlessOddities_data();
     void harmlessOddities();
     void anotherThreadsReading();
+    void folderInPlaceOfTheFile();
     void unwritableFolderIsSurvived();
 
 private:
@@ -615,7 +616,7 @@ void TestSettings::anotherThreadsReading() {
     QCOMPARE(read, 1);
 }
 
-void TestSettings::unwritableFolderIsSurvived() {
+void TestSettings::folderInPlaceOfTheFile() {
     const WorkingFolder folder;
     QVERIFY(QDir().mkdir(QStringLiteral("setting.ini")));
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("cannot be understood")));
@@ -623,6 +624,29 @@ void TestSettings::unwritableFolderIsSurvived() {
     settings.write(keys::kQuality, 33);
     QCOMPARE(settings.read(keys::kQuality), 33);
     QVERIFY(QFileInfo(QStringLiteral("setting.ini")).isDir());
+}
+
+/// Where the folder was there is a file, so nobody can write there, not even root.
+void TestSettings::unwritableFolderIsSurvived() {
+    const WorkingFolder folder;
+    const QString name = QStringLiteral("./lost/setting.ini");
+    QVERIFY(QDir().mkdir(QStringLiteral("lost")));
+    SettingsFile settings(name);
+    settings.write(keys::kQuality, 33);
+    QCOMPARE(QSettings(name, QSettings::IniFormat).value(QStringLiteral("File/Quality")).toInt(), 33);
+    QVERIFY(QDir(QStringLiteral("lost")).removeRecursively());
+    QVERIFY(WorkingFolder::write(QStringLiteral("lost"), "in the way"));
+
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("setting\\.ini cannot be written")));
+    settings.write(keys::kQuality, 34);
+    QCOMPARE(settings.read(keys::kQuality), 34);  // for this run
+    QCOMPARE(WorkingFolder::read(QStringLiteral("lost")), QByteArray("in the way"));
+
+    // As soon as it can be, it is.
+    QVERIFY(QFile::remove(QStringLiteral("lost")));
+    QVERIFY(QDir().mkdir(QStringLiteral("lost")));
+    settings.write(keys::kQuality, 35);
+    QVERIFY(WorkingFolder::read(name).contains("Quality=35"));
 }
 
 QTEST_GUILESS_MAIN(TestSettings)
