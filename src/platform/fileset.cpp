@@ -211,7 +211,7 @@ private:
             } else if (entry.old.isEmpty()) {
                 if (entry.isInPlace())  // what somebody else has put there stays
                     isUndone = QFile::remove(entry.target) && isUndone;
-            } else if (QFile::exists(entry.old) && Entry::hashOf(entry.old) != Entry::hashOf(entry.target)) {
+            } else if (QFile::exists(entry.old)) {
                 const QString problem = platform::replaceByRename(entry.old, entry.target);
                 if (!problem.isEmpty())
                     qWarning("%s was not put back: %s", qUtf8Printable(entry.target),

@@ -109,6 +109,7 @@ private slots:
     void killedAtRandomMoments();
     void killedWhileUndoing();
     void aNewSetFinishesTheOldOne();
+    void finishedByAnotherProcess();
     void undoneWhenAFileCannotBeReplaced();
     void undoneWhenANewFileIsLost();
     void fullDisk();
@@ -264,6 +265,23 @@ void TestFileSet::aNewSetFinishesTheOldOne() {
     QCOMPARE(replaceFileSet(kNote, {{QStringLiteral("other.txt"), "new"}}), QString());
     QVERIFY(are(2));
     QCOMPARE(WorkingFolder::read(QStringLiteral("other.txt")), QByteArray("new"));
+}
+
+/// The next start comes while this process is at it.
+void TestFileSet::finishedByAnotherProcess() {
+    const WorkingFolder folder;
+    QCOMPARE(replaceFileSet(kNote, filesOf(1)), QString());
+    bool isMet = false;
+    const QString problem = replaceFileSet(kNote, filesOf(2), [&] {
+        if (!isMet && WorkingFolder::read(names().first()) == contentOf(names().first(), 2)) {
+            isMet = true;
+            QCOMPARE(runBeside({QStringLiteral("recover"), QStringLiteral("1000")}), 0);
+        }
+    });
+    QVERIFY(isMet);
+    QCOMPARE(problem, QString());
+    QVERIFY(are(2));
+    QCOMPARE(allFiles().size(), names().size());
 }
 
 /// One of them cannot be put in place at last, after others were: all go back, also those that were not
