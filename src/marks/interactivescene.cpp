@@ -103,7 +103,8 @@ void InteractiveScene::destroy(Mark* mark) {
     if (grabbedMark == mark)
         grabbedMark = nullptr;
     emit removed(mark);
-    removeItem(mark);
+    // This takes it out of the scene, too. removeItem() would look for it where its rectangle is now; the
+    // zoom may have changed that since the scene sorted it in, and somewhere a pointer to it would be left.
     delete mark;
 }
 

@@ -5,6 +5,7 @@
 
 #include "marks/ellipsemark.h"
 #include "support/marktest.h"
+#include "support/workingfolder.h"
 
 namespace {
 
@@ -62,6 +63,7 @@ private slots:
     void movingLeavesNoTrails();
     void removingLeavesNothing();
     void nothingElseIsInTheScene();
+    void removingAfterTheZoomChanged();
 };
 
 void TestMarkRepaint::initTestCase() {
@@ -194,6 +196,36 @@ void TestMarkRepaint::nothingElseIsInTheScene() {
     QCOMPARE(scene.items(), QList<QGraphicsItem*>{mark});
     QVERIFY(mark->childItems().isEmpty());
     QCOMPARE(scene.items(QPointF(200, 150)), QList<QGraphicsItem*>{mark});
+}
+
+/// What captions and pens cover changes with the zoom, which nobody announces: nothing may be left of a mark.
+void TestMarkRepaint::removingAfterTheZoomChanged() {
+    const WorkingFolder folder;
+    QVERIFY(WorkingFolder::write(QStringLiteral("mark0.txt"),
+                                 "Ellipse #ff0000 1 1 45 | -400 -340 -300 -200\n"
+                                 "Arc #ff0000 1 1 | -400 -400 -300 -300 -350 -200\n"
+                                 "Coordinates #0000ff 1 1 | -400 -400\n"
+                                 "Line #ff0000 1 1 | -400 -400 -100 -200\n"));
+    for (const double after : {0.01, 1.0, 8.0}) {
+        InteractiveScene scene(nullptr, 1);
+        scene.setSceneRect(-2000, -2000, 4000, 4000);
+        for (int i = 0; i < 300; ++i)
+            scene.addRect(i % 20 * 200 - 2000, i / 20 * 200 - 2000, 1, 1, Qt::NoPen);
+        WatchedView view(&scene, 0.1);
+        QVERIFY(view.isOpen());
+        for (const double before : {0.01, 1.0, 0.01}) {
+            scene.viewZoom = before;
+            scene.loadMarks(0);
+            QCOMPARE(scene.markCount(), 4);
+            view.shown();
+            scene.items(QPointF(-400, -400));
+            scene.viewZoom = after;
+            scene.clearMarks();
+            view.viewport()->repaint();
+            QCOMPARE(scene.items(QRectF(-2000, -2000, 4000, 4000)).size(), 300);
+            view.shown();
+        }
+    }
 }
 
 QTEST_MAIN(TestMarkRepaint)
