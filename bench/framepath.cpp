@@ -114,7 +114,7 @@ void measure(const char* title, QImage::Format format, double degrees, int round
 int main(int argc, char* argv[]) {
     const QGuiApplication application(argc, argv);
     const bool quick = QGuiApplication::arguments().contains(QStringLiteral("--quick"));
-    const int rounds = quick ? 5 : 60;
+    const int rounds = quick ? 15 : 60;
     for (const double degrees : {0.0, 3.0, 90.0}) {
         measure("grey", QImage::Format_Grayscale8, degrees, rounds);
         measure("colour", QImage::Format_RGB888, degrees, rounds);

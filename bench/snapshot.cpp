@@ -7,6 +7,7 @@
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QGraphicsPixmapItem>
 #include <QTemporaryDir>
 #include <QThreadPool>
@@ -52,7 +53,7 @@ int main(int argc, char* argv[]) {
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
     const QApplication application(argc, argv);
-    const int rounds = argc > 1 ? 1 : 15;
+    const int rounds = argc > 1 ? 3 : 15;
     InteractiveScene scene(nullptr, 0);
     for (int i = 0; i < 4; ++i)
         scene.addPixmap(tilePicture(i))->setPos(i % 2 * 2560, i / 2 * 1440);
@@ -81,6 +82,9 @@ int main(int argc, char* argv[]) {
             program.push_back(milliseconds([&] { saveScene(&scene, programFile, 75); }));
             // The disk takes the picture in the background: not at the cost of the next one measured.
             QThreadPool::globalInstance()->waitForDone();
+            // A save that fails is quick.
+            if (QImage(programFile).size() != ready.size() || QFileInfo(plainFile).size() == 0)
+                qFatal("%s was not saved", suffix);
             QFile::remove(plainFile);
             QFile::remove(programFile);
         }

@@ -62,7 +62,11 @@ MovingParts::MovingParts(const Scene& scene, int camera, const cv::Matx33d& scen
 
 MovingParts::Place MovingParts::makePlace(const cv::Rect2d& cell, const char* glyphs) const {
     Place place;
-    place.box = pixelsAround(boundsOf(sceneToFrame_, cell), frame_);
+    const cv::Rect2d bounds = boundsOf(sceneToFrame_, cell);
+    // Whole px without a rim: in a small frame it would cover the edge of the digit beside.
+    place.box = cv::Rect(cv::Point(cvRound(bounds.x), cvRound(bounds.y)),
+                         cv::Point(cvRound(bounds.br().x), cvRound(bounds.br().y))) &
+                cv::Rect({0, 0}, frame_);
     for (const char* glyph = glyphs; *glyph != 0 && !place.box.empty(); ++glyph)
         place.digits.push_back(makeDigit(cell, place.box, *glyph));
     return place;

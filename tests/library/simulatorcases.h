@@ -27,6 +27,14 @@ private slots:
     void moves();
     void standsStill();
 
+    // Whole pictures.
+    void picturesOfTheGrid();
+    void picturesOfTheRow();
+    void pictureInDetail();
+    void picturesInMotion();
+    void pictureWithNoise();
+    void picturesOfTheParameters();
+
     // Noise.
     void noiseHasItsStrength();
     void noiseComesBack();

@@ -16,7 +16,7 @@ private slots:
     void libraryWithAbsurdCounts();
     void serialNumbersOfAnyBytes();
     void camerasOfDifferentSizes();
-    void hugeDemoPicture();
+    void demoPicturesThatAreNone();
 };
 
 void TestBadInput::settings_data() {
@@ -44,6 +44,7 @@ void TestBadInput::settings() {
     QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), ini));
     window.start();
     QTRY_VERIFY(window->isMaximized());
+    QCOMPARE(window->findChildren<CaptureThread*>().size(), tiles);
     QVERIFY(window.waitForTiles(tiles));
     window->saveImage();
     window.action("actionFreeze")->trigger();
@@ -114,6 +115,7 @@ void TestBadInput::libraryWithAbsurdCounts() {
     WindowUnderTest window;
     window.start();
     QTRY_VERIFY(window->isMaximized());
+    QCOMPARE(window->findChildren<CaptureThread*>().size(), tiles);
     QVERIFY(window.waitForTiles(tiles));
 }
 
@@ -153,15 +155,27 @@ void TestBadInput::camerasOfDifferentSizes() {
     QCOMPARE(window.tiles()[2]->pixmap().height(), 7);
 }
 
-void TestBadInput::hugeDemoPicture() {
+/// Their tiles are there, without a picture, and get one as soon as there is one. The others have theirs.
+void TestBadInput::demoPicturesThatAreNone() {
     recording::reset(0);
     WindowUnderTest window;
-    WorkingFolder::setKey(QStringLiteral("Camera/Demo"), 9);
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"),
+                                 "[Camera]\nDemo=9\n[Pos]\nX0=0\nX1=100\nX2=200\nX3=300\n"));
     QVERIFY(WorkingFolder::write(QStringLiteral("0.jpg"), QByteArray("\xff\xd8\xff\xe0 no JPEG behind it")));
     QVERIFY(WorkingFolder::write(QStringLiteral("1.jpg"), QByteArray()));
     QVERIFY(QDir().mkdir(QStringLiteral("2.jpg")));
+    QImage picture(40, 30, QImage::Format_RGB32);
+    picture.fill(Qt::white);
+    QVERIFY(picture.save(QStringLiteral("3.jpg")));
     window.start();
     QVERIFY(window.waitForTiles(4));
+    const auto tiles = window.tiles();
+    QTRY_COMPARE_WITH_TIMEOUT(tiles[3]->pixmap().size(), QSize(40, 30), kWait);
+    for (int i = 0; i < 3; ++i)
+        QVERIFY(tiles[i]->pixmap().isNull());
+    QVERIFY(picture.save(QStringLiteral("0.jpg")));
+    QTRY_COMPARE_WITH_TIMEOUT(tiles[0]->pixmap().size(), QSize(40, 30), kWait);
+    QVERIFY(tiles[1]->pixmap().isNull());
 }
 
 QTEST_MAIN(TestBadInput)

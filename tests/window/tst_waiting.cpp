@@ -202,6 +202,8 @@ private slots:
     void onlyTheNewestIsShown();
     void everyTileGetsItsNewest();
     void supersededFramesCount();
+    void droppedFramesDoNotCount_data();
+    void droppedFramesDoNotCount();
     void directFrameIsShownAtOnce();
     void directFrameWhereAQueuedOneWas();
     void handSentFrameIsShownAtOnce();
@@ -307,6 +309,46 @@ void TestWaiting::supersededFramesCount() {
         QCoreApplication::sendPostedEvents();
         if (isStale(now(), first))
             continue;  // those that are too old do not count
+        const double wanted = before == 0.0 ? count : 0.4 * count + 0.6 * before;
+        const double after = rate();
+        QVERIFY2(qAbs(after - wanted) < 0.02, qPrintable(QStringLiteral("%1 %2").arg(after).arg(wanted)));
+        return;
+    }
+    QFAIL("The frames were always too old");
+}
+
+void TestWaiting::droppedFramesDoNotCount_data() {
+    QTest::addColumn<bool>("isSecondOver");
+    QTest::newRow("in the same second") << false;
+    QTest::newRow("when it has been counted already") << true;
+}
+
+/// One that has been delivered in time, but grew too old while it waited, and another one follows.
+void TestWaiting::droppedFramesDoNotCount() {
+    QFETCH(bool, isSecondOver);
+    Stream stream;
+    QVERIFY(stream.start());
+    const auto rate = [&] {
+        stream.window->updateFps();
+        return stream.window.rightText().section(QLatin1Char(' '), 3, 3).toDouble();
+    };
+    for (int attempt = 0; attempt < kAttempts; ++attempt) {
+        QVERIFY(stream.settle());
+        double before = rate();
+        stream.window.sendFrame(0, kOtherGrey);
+        QVERIFY(stream.sendOne());
+        QCoreApplication::sendPostedEvents();
+        const quint64 waiting = stream.newest;
+        if (isStale(now(), waiting))
+            continue;  // it may have been dropped at once
+        if (isSecondOver)
+            before = rate();
+        QVERIFY(stream.sendOne());
+        QVERIFY(waitBlocked([&] { return isStale(now(), waiting); }));
+        // Would save what is shown; nothing is selected.
+        stream.window.action("actionSave_Single")->trigger();
+        QCOMPARE(stream.grey(), kOtherGrey);
+        const int count = isSecondOver ? 0 : 1;
         const double wanted = before == 0.0 ? count : 0.4 * count + 0.6 * before;
         const double after = rate();
         QVERIFY2(qAbs(after - wanted) < 0.02, qPrintable(QStringLiteral("%1 %2").arg(after).arg(wanted)));
