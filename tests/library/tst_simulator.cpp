@@ -126,15 +126,16 @@ class SimulatorTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void promise_data();
-    void promise();
-    void seedDecidesTheNoise();
-    void exportsNothingElse();
-
+    // The quick ones first.
     void clockDoesNotDrift();
     void clockGivesTheNewestFrame();
     void cableFaultHasItsTime();
     void automaticsStayAtTheTarget();
+
+    void promise_data();
+    void promise();
+    void seedDecidesTheNoise();
+    void exportsNothingElse();
 };
 
 void SimulatorTest::promise_data() {
