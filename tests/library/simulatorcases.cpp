@@ -148,6 +148,15 @@ void SimulatorCases::complainsAboutBadValues() {
     QCOMPARE(serialOf(0), QByteArray("KV2500000001"));
 }
 
+void SimulatorCases::absurdModesAreRefused() {
+    for (int32_t i = 0; i < 4; ++i) {
+        QCOMPARE(CameraInit(i), 0);
+        QCOMPARE(sizeOf(i), QSize(2560, 1440));
+    }
+    QCOMPARE(CameraInit(4), 0);
+    QCOMPARE(sizeOf(4), QSize(4096, 1));
+}
+
 void SimulatorCases::canHaveNoCamera() {
     QCOMPARE(cameraCount(), 0);
     QVERIFY(CameraInit(0) != 0);

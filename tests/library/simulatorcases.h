@@ -15,6 +15,7 @@ private slots:
     void variablesOverrideTheFile();
     void readsAnotherFile();
     void complainsAboutBadValues();
+    void absurdModesAreRefused();
     void canHaveNoCamera();
     void canHaveEightCameras();
 

@@ -105,6 +105,7 @@ void SimulatorCases::picturesInMotion() {
             frames.push_back(frame);
     }
     COMPARE_WITH_KEPT("motion", joined(frames, 2));
+    COMPARE_WITH_KEPT("motion-grey", frameOf(0));
 }
 
 void SimulatorCases::pictureWithNoise() {

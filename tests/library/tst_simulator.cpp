@@ -49,6 +49,10 @@ Settings settingsOf(const QByteArray& name) {
          {{"COUNT=many", "RATE=-3", "MODES=640x", "ARRANGEMENT=circle", "MOVING=perhaps",
            "SERIAL=MUCHTOOLONGFORIT"},
           "[Camera]\nRaet=30\n"}},
+        {"absurdModesAreRefused",
+         {{},
+          "[Library]\nCount=5\n[Camera0]\nModes=4097x10\n[Camera1]\nModes=10x4097\n[Camera2]\nModes=0x10\n"
+          "[Camera3]\nModes=64x48x2\n[Camera4]\nModes=4096x1\n"}},
         {"canHaveNoCamera", {{"COUNT=0"}, {}}},
         {"canHaveEightCameras", {{"COUNT=8", "MODES=64x48", "RATE=0"}, {}}},
         {"groundTruthJoinsTheRow", {{"GROUND_TRUTH=truth.json", "COUNT=5"}, {}}},
@@ -126,15 +130,16 @@ class SimulatorTest : public QObject {
     Q_OBJECT
 
 private slots:
-    void promise_data();
-    void promise();
-    void seedDecidesTheNoise();
-    void exportsNothingElse();
-
+    // The quick ones first.
     void clockDoesNotDrift();
     void clockGivesTheNewestFrame();
     void cableFaultHasItsTime();
     void automaticsStayAtTheTarget();
+
+    void promise_data();
+    void promise();
+    void seedDecidesTheNoise();
+    void exportsNothingElse();
 };
 
 void SimulatorTest::promise_data() {
