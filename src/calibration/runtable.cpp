@@ -107,22 +107,6 @@ void RunTable::copyRuns(const uchar* frame, int row, uchar* line) const {
     }
 }
 
-/// RGB888 runs straight to RGB32, without a strip between. What is too much is overwritten by the next run.
-void RunTable::unpackRuns(const uchar* frame, int row, QRgb* line) const {
-    const uchar* const frameEnd = frame + frameBytes();
-    const QRgb* const lineEnd = line + picture.width();
-    for (size_t i = firstRun[row]; i < firstRun[row + 1]; ++i) {
-        const Run run = runs[i];
-        const uchar* from = frame + run.offset;
-        const int count = std::abs(run.length);
-        if (run.length < 0)
-            std::fill_n(line, count, qRgb(from[0], from[1], from[2]));
-        else
-            platform::unpackRgb(from, frameEnd, count, line, lineEnd);
-        line += count;
-    }
-}
-
 /// Pixel by pixel, in blocks; several at a time, as the library's remap does it.
 void RunTable::gather(const uchar* frame, QImage& target) const {
     uchar* const out = target.bits();
@@ -162,9 +146,11 @@ void RunTable::apply(const QImage& frame, QImage& target, Code code) const {
     uchar* const out = target.bits();
     const size_t outStride = size_t(target.bytesPerLine());
     const bool isGrey = pixelBytes == 1;
-    if (!isGrey && code == Code::Best && platform::hasUnpackRgb()) {
-        for (int y = 0; y < picture.height(); ++y)
-            unpackRuns(pixels, y, reinterpret_cast<QRgb*>(out + size_t(y) * outStride));
+    if (!isGrey && code == Code::Best && platform::hasUnpackRgbRuns()) {
+        // Straight to RGB32, row by row and run by run: what goes beyond one is overwritten by the next.
+        platform::unpackRgbRuns(pixels, pixels + frameBytes(), runs.data(), runs.data() + runs.size(),
+                                reinterpret_cast<uint32_t*>(out),
+                                reinterpret_cast<uint32_t*>(out + size_t(picture.height()) * outStride));
         return;
     }
     // Rows of the frame's own format first, then to RGB32, a strip at a time while it is in the cache.

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "platform/pixels.h"
+
 /// A tile's maps and crop rectangle in the form that a frame can be corrected with at the speed of copying:
 /// where in the frame each row of the cut picture comes from, as runs of neighbouring pixels. Made once when
 /// the maps, the crop or the frame's shape change; used for every frame.
@@ -53,15 +55,11 @@ public:
     double meanRun() const;
 
 private:
-    struct Run {
-        int32_t offset;  ///< byte in the frame
-        int32_t length;  ///< px; negative: that many times the same one
-    };
+    using Run = platform::PixelRun;
 
     void buildRuns(const cv::Mat& places);
     int32_t frameBytes() const { return source.bytesPerLine * source.size.height(); }
     void copyRuns(const uchar* frame, int row, uchar* line) const;
-    void unpackRuns(const uchar* frame, int row, QRgb* line) const;
     void gather(const uchar* frame, QImage& target) const;
 
     Shape source;

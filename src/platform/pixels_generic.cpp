@@ -1,7 +1,8 @@
 #include "platform/pixels.h"
 
-bool platform::hasUnpackRgb() {
+bool platform::hasUnpackRgbRuns() {
     return false;
 }
 
-void platform::unpackRgb(const unsigned char*, const unsigned char*, int, uint32_t*, const uint32_t*) {}
+void platform::unpackRgbRuns(const unsigned char*, const unsigned char*, const PixelRun*, const PixelRun*,
+                             uint32_t*, const uint32_t*) {}

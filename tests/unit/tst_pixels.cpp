@@ -14,10 +14,11 @@ private slots:
     void unpacked_data();
     void unpacked();
     void everyPixelAtTheEnds();
+    void samePixelManyTimes();
 };
 
 void TestPixels::initTestCase() {
-    if (!platform::hasUnpackRgb())
+    if (!platform::hasUnpackRgbRuns())
         QSKIP("This processor has no such loop");
 }
 
@@ -46,7 +47,8 @@ void TestPixels::unpacked() {
         const auto exact = std::make_unique<uint32_t[]>(writable);
         std::vector<uint32_t> larger(writable + kBeyond, kUntouched);
         for (uint32_t* to : {exact.get(), larger.data()}) {
-            platform::unpackRgb(from.get(), from.get() + bytes, count, to, to + writable);
+            const platform::PixelRun run{0, count};
+            platform::unpackRgbRuns(from.get(), from.get() + bytes, &run, &run + 1, to, to + writable);
             for (int i = 0; i < count; ++i)
                 QCOMPARE(to[i], qRgb(from[size_t(i) * 3], from[size_t(i) * 3 + 1], from[size_t(i) * 3 + 2]));
         }
@@ -63,11 +65,35 @@ void TestPixels::everyPixelAtTheEnds() {
         from[size_t(i)] = uchar(i * 11);
     for (int length = 1; length <= 9; ++length) {
         const auto to = std::make_unique<uint32_t[]>(kWidth);
+        std::vector<platform::PixelRun> runs;
         for (int x = 0; x < kWidth; x += length)
-            platform::unpackRgb(from.get() + x * 3, from.get() + kWidth * 3, std::min(length, kWidth - x),
-                                to.get() + x, to.get() + kWidth);
+            runs.push_back({x * 3, std::min(length, kWidth - x)});
+        platform::unpackRgbRuns(from.get(), from.get() + kWidth * 3, runs.data(), runs.data() + runs.size(),
+                                to.get(), to.get() + kWidth);
         for (size_t x = 0; x < kWidth; ++x)
             QCOMPARE(to[x], qRgb(from[x * 3], from[x * 3 + 1], from[x * 3 + 2]));
+    }
+}
+
+/// As where the border is replicated, between runs of the other kind.
+void TestPixels::samePixelManyTimes() {
+    constexpr int kWidth = 21;
+    const auto from = std::make_unique<unsigned char[]>(kWidth * 3);
+    for (int i = 0; i < kWidth * 3; ++i)
+        from[size_t(i)] = uchar(200 - i * 3);
+    const std::vector<platform::PixelRun> runs{{0, -3}, {3, 5}, {60, -7}, {0, 2}, {57, -4}};
+    std::vector<size_t> wanted;  // px of the picture
+    for (const platform::PixelRun& run : runs) {
+        for (int i = 0; i < std::abs(run.length); ++i)
+            wanted.push_back(size_t(run.offset) / 3 + (run.length > 0 ? size_t(i) : 0));
+    }
+    QCOMPARE(wanted.size(), size_t(kWidth));
+    const auto to = std::make_unique<uint32_t[]>(kWidth);
+    platform::unpackRgbRuns(from.get(), from.get() + kWidth * 3, runs.data(), runs.data() + runs.size(),
+                            to.get(), to.get() + kWidth);
+    for (size_t x = 0; x < kWidth; ++x) {
+        const unsigned char* pixel = from.get() + wanted[x] * 3;
+        QCOMPARE(to[x], qRgb(pixel[0], pixel[1], pixel[2]));
     }
 }
 
