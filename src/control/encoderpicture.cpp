@@ -5,6 +5,7 @@
 #include <QPainter>
 #include <QRegion>
 #include <QVector>
+#include <algorithm>
 #include <opencv2/imgproc.hpp>
 #include <optional>
 
@@ -70,6 +71,14 @@ bool isCovered(const QRect& area, const QVector<Cover>& covers) {
 
 cv::Rect rectOf(const QRect& rect) {
     return {rect.x(), rect.y(), rect.width(), rect.height()};
+}
+
+/// Items with an effect may paint beyond their rectangles, and are missing where a part of the scene is
+/// painted that holds none of those.
+bool hasEffects(const QGraphicsScene& scene) {
+    const auto items = scene.items();
+    return std::any_of(items.begin(), items.end(),
+                       [](const QGraphicsItem* item) { return item->graphicsEffect() != nullptr; });
 }
 
 /// Once hidden, the tiles are not painted as long as this lives.
@@ -152,7 +161,7 @@ ScenePicture encoderPicture(QGraphicsScene* scene, QImage::Format preferred) {
     if (preferred != QImage::Format_RGB888 && preferred != QImage::Format_RGB32)
         return scenePicture(scene);
     const QVector<Cover> covers = coversOf(*scene);
-    if (preferred == QImage::Format_RGB888 && !covers.isEmpty()) {
+    if (preferred == QImage::Format_RGB888 && !covers.isEmpty() && !hasEffects(*scene)) {
         ScenePicture picture = blankScenePicture(*scene, preferred);
         if (!picture.image.isNull())
             renderColours(covers, scene, picture.image);

@@ -1,6 +1,8 @@
+#include <QGraphicsEffect>
 #include <QGraphicsPixmapItem>
 #include <QGraphicsScene>
 #include <QHash>
+#include <QPainter>
 #include <QtTest>
 #include <functional>
 #include <memory>
@@ -113,6 +115,28 @@ enum class Oddity {
     HighDpi,
     PartOfAPixel,
     Elsewhere,
+    Overhang,
+};
+
+/// Paints a caption outside its rectangle; its effect says so.
+class OverhangingItem : public QGraphicsRectItem {
+public:
+    explicit OverhangingItem(const QRectF& rect) : QGraphicsRectItem(rect) {
+        class Effect : public QGraphicsEffect {
+        public:
+            QRectF boundingRectFor(const QRectF& rect) const override {
+                return rect.adjusted(-60, -30, 60, 30);
+            }
+
+        protected:
+            void draw(QPainter* painter) override { drawSource(painter); }
+        };
+        setGraphicsEffect(new Effect);  // owned by this
+    }
+    void paint(QPainter* painter, const QStyleOptionGraphicsItem*, QWidget*) override {
+        painter->setPen(Qt::yellow);
+        painter->drawText(rect().topLeft() + QPointF(30, 10), QStringLiteral("W:12"));
+    }
 };
 
 std::unique_ptr<QGraphicsScene> sceneWith(Oddity oddity) {
@@ -166,6 +190,9 @@ std::unique_ptr<QGraphicsScene> sceneWith(Oddity oddity) {
                 item->moveBy(1000, -500);
             scene->setSceneRect(1000, -500, 80, 30);
             break;
+        case Oddity::Overhang:
+            scene->addItem(new OverhangingItem(QRectF(2, 12, 8, 6)));
+            break;
         case Oddity::None:
         case Oddity::Translucent:
         case Oddity::MarkBelow:
@@ -213,6 +240,7 @@ void addOddities() {
     row("high DPI", Oddity::HighDpi, true, false);
     row("part of a pixel", Oddity::PartOfAPixel, false, false);
     row("elsewhere", Oddity::Elsewhere, true, true);
+    row("overhang", Oddity::Overhang, false, true);
 }
 
 }  // namespace
