@@ -444,11 +444,18 @@ void TestSensorPage::snapModeSleeps() {
     control<QCheckBox>("cbSnapMode")->click();
     QVERIFY(timer.elapsed() >= 190);
     QCOMPARE(recording::callsButFrames(), QStringList{QStringLiteral("CameraSetSnapMode(2, 2)")});
-    recording::forgetCalls();
-    timer.restart();
-    control<QCheckBox>("cbSnapMode")->click();
-    QVERIFY(timer.elapsed() < 190);  // no sleep this way
-    QCOMPARE(recording::callsButFrames(), QStringList{QStringLiteral("CameraSetSnapMode(2, 1)")});
+    // No sleep the other way: a busy machine may be late, but not every time.
+    qint64 least = timer.elapsed();
+    for (int attempt = 0; attempt < 20 && least >= 190; ++attempt) {
+        CameraSetSnapMode(2, 2);
+        dialog->refreshFromCamera();
+        recording::forgetCalls();
+        timer.restart();
+        control<QCheckBox>("cbSnapMode")->click();
+        least = std::min(least, timer.elapsed());
+        QCOMPARE(recording::callsButFrames(), QStringList{QStringLiteral("CameraSetSnapMode(2, 1)")});
+    }
+    QVERIFY(least < 190);
 }
 
 void TestSensorPage::resolutions() {
