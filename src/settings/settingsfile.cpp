@@ -143,8 +143,9 @@ std::optional<QString> SettingsFile::text(const QString& name) const {
     const auto change = std::find_if(changes.begin(), changes.end(),
                                      [&](const auto& candidate) { return candidate.first == name; });
     const QVariant stored = change != changes.end() ? change->second : file.value(name);
+    // "@Invalid()" stands in a file for a null text, which is a value and not the absence of one.
     if (!stored.isValid())
-        return {};
+        return change == changes.end() && file.contains(name) ? std::optional(QString()) : std::nullopt;
     return isList(stored) ? commaTexts.value(name, joined(stored)) : stored.toString();
 }
 
