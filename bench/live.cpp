@@ -27,6 +27,7 @@
 #include "camera/capturethread.h"
 #include "camera/kvcap2.h"
 #include "support/mainwindowtest.h"
+#include "live/tile.h"
 #include "support/xserver.h"
 
 namespace {

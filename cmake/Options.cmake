@@ -46,6 +46,10 @@ if(UNIX)
     set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
     set(CMAKE_INSTALL_RPATH "$ORIGIN/../lib")
     add_link_options(-Wl,--enable-new-dtags)
+    # Whoever links the program names the camera library, before the rooms that call it come: it is needed all the same.
+    if(NOT APPLE)
+        add_link_options(-Wl,--no-as-needed)
+    endif()
 endif()
 
 find_program(CCACHE_PROGRAM ccache)

@@ -1,32 +1,27 @@
 #pragma once
 
-#include <QBasicTimer>
-#include <QDeadlineTimer>
-#include <QElapsedTimer>
-#include <QGraphicsItem>
+#include <QList>
 #include <QMainWindow>
-#include <array>
+#include <QSize>
 #include <cstdint>
-#include <optional>
+#include <memory>
 
-#include "app/tilelayout.h"
-#include "calibration/calibration.h"
-#include "calibration/cornermarking.h"
-#include "calibration/correction.h"
-#include "calibration/framepictures.h"
-#include "camera/cameratable.h"
-#include "camera/tile.h"
+#include "live/tilelayout.h"
 
 class AboutDialog;
 class CalibrateDialog;
+class CalibrationController;
+class CommandExecutor;
 class InteractiveScene;
+class LiveTiles;
 class Mark;
-class QLabel;
-class QSerialPort;
 class QTimer;
+class SavingController;
+class ControllerLine;
 class SettingDialog;
-struct SerialCommand;
 class SettingsFile;
+class Station;
+class StatusLine;
 
 namespace Ui {
 class MainWindow;
@@ -35,8 +30,7 @@ class MainWindow;
 /// The program's one window: owns the cameras, the tiles that show them and everything that acts on them. GUI
 /// thread.
 ///
-/// The slots translate between signals and the rooms that do the work; what they compute is in free
-/// functions.
+/// It is form, wiring and slots: each slot translates between widgets and the room that does the work.
 class MainWindow : public QMainWindow {
     Q_OBJECT
 
@@ -50,8 +44,8 @@ public:
 public slots:
     // Frames (px: frame coordinates; times: ms since the epoch).
 
-    /// Shows one frame of tile `id`, unless it is older than 300 ms, and frees `buffer` (allocated with
-    /// `new[]`).
+    /// Shows one frame of tile `id` at once, unless it is older than 300 ms, and frees `buffer` (allocated
+    /// with `new[]`). The frames of the capture threads do not come here, but by LiveTiles::handOver().
     void process(int id, QImage img, unsigned char* buffer, quint64 timestamp);
     /// Once a second: rates into the status bar; once a minute: clears the message there.
     void updateFps();
@@ -110,8 +104,6 @@ private slots:
 
 protected:
     void closeEvent(QCloseEvent* event) override;
-    void timerEvent(QTimerEvent* event) override;
-    bool eventFilter(QObject* watched, QEvent* event) override;
     bool nativeEvent(const QByteArray& eventType, void* message, long* result) override;
 
 private:
@@ -120,78 +112,35 @@ private:
     void registerHotkey();
     void openSettings();
     void createDialogsAndScene();
-    void countCameras();
     void openCameras();
-    void assignTiles();
-    void createTile(int tile);
+    void createTiles();
     void showScene();
     void startRateTimer();
-    void createStatusLabels();
+    void createStatusLine();
     void connectActions();
     void openSerialPort();
     void createSettingDialog();
-    void readFrameSize();
-    void loadCalibration();
+    void createControllers();
     void applyTitle();
     void applyLanguage();
 
     void retranslate();
-    void stopThreads();
-    void waitForThreads();
-    /// Corrects a frame if that is on, and shows it in its tile.
-    void showFrame(int id, const QImage& frame, quint64 timestamp);
-    void showInTile(int id, const QImage& picture, quint64 timestamp);
-    /// Shows the frames that wait, of each tile the newest.
-    void showWaiting();
-    /// Lets waiting frames be shown as soon as the events that are there are handled.
-    void showWaitingSoon();
-    /// The last pictures have been painted, or cannot be.
-    void pictureIsOut();
-    void pushHeldImages();
-    QPointF tilePlace(int tile) const;
-    QList<ImagePos> arrangeInSlots(bool& restartNeeded);
-    void bindSlot(int slot, int tile, bool& restartNeeded);
-    void arrangeCorrected();
     void setBarsVisible(bool visible);
-    void setTileFlags(QGraphicsItem::GraphicsItemFlags flags);
-    void forgetMark(Mark* mark);
-    /// The corners, taken from where their cross-hairs are now, each tile's four in order.
-    CornerMarking::Refreshed refreshCorners() const;
-    /// Fits the view now, and again at each size that the desktop gives it within the next moment.
-    void fitToNewWindowState();
-    void tellPathInvalid();
-    void execute(const SerialCommand& command);
-    void setOnCameras(const SerialCommand& command);
-    /// A message for the left of the status bar; silently nothing before the status bar is there.
-    void showMessage(const QString& text);
 
-    Ui::MainWindow* ui;                          // freed in the destructor
-    SettingsFile* settings = nullptr;            // child of this
-    AboutDialog* aboutDialog = nullptr;          // child of this
-    CalibrateDialog* calibrateDialog = nullptr;  // child of this
-    SettingDialog* settingDialog = nullptr;      // child of this
-    InteractiveScene* scene = nullptr;           // child of this
-    QTimer* fpsTimer = nullptr;                  // child of this
-    QLabel* statusLeft = nullptr;                // child of the status bar
-    QLabel* statusRight = nullptr;               // child of the status bar
-    QSerialPort* serialPort = nullptr;           // child of this; none without `File/Port`
-
-    int32_t cameraCount = 0;                 // tiles in use, 0 ... 4
-    int32_t demo = 0;                        // not 0: frames from files, cameras stay closed
-    int32_t layoutMode = 1;                  // 0 = 2 x 2 grid, else one row
-    int32_t lang = 2;                        // 1 English, 2 Chinese
-    char serialNumbers[kMaxTiles][16] = {};  // per camera library index, terminated
-    std::array<Tile, kMaxTiles> tiles;
-    std::array<FramePictures, kMaxTiles> pictures;  // what the tiles show is made here
-    QBasicTimer waitingTimer;                       // runs out when waiting frames are to be shown
-    QElapsedTimer shownTime;                        // since those pictures were set
-    QBasicTimer paintDeadline;                      // runs while shown pictures wait to be painted
-    std::array<int32_t, kMaxTiles> cameraOfTile{};  // camera library index per tile
-    Correction correction;
-    CornerMarking corners;
-    bool isPathBoxUp = false;
-    bool transEnabled = false;  // frames are shown corrected
-    int32_t tileWidth = 0;      // px of a frame
-    int32_t tileHeight = 0;
-    QDeadlineTimer fitDeadline;  // until then a resized view is fitted
+    Ui::MainWindow* ui;                            // freed in the destructor
+    SettingsFile* settings = nullptr;              // child of this
+    AboutDialog* aboutDialog = nullptr;            // child of this
+    CalibrateDialog* calibrateDialog = nullptr;    // child of this
+    SettingDialog* settingDialog = nullptr;        // child of this
+    InteractiveScene* scene = nullptr;             // child of this
+    std::unique_ptr<Station> station;              // cameras and tiles as the settings have them
+    LiveTiles* live = nullptr;                     // child of this
+    QTimer* fpsTimer = nullptr;                    // child of this
+    StatusLine* statusLine = nullptr;              // child of this
+    ControllerLine* serialPort = nullptr;          // child of this; none without `File/Port`
+    SavingController* saving = nullptr;            // child of this
+    CalibrationController* calibration = nullptr;  // child of this
+    CommandExecutor* executor = nullptr;           // child of this
+    QSize tileSize;                                // px of a frame
+    int32_t lang = 2;                              // 1 English, 2 Chinese
 };

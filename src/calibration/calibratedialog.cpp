@@ -41,6 +41,13 @@ void CalibrateDialog::setCounts(const QString& xs, const QString& ys, int count)
     ui->leXCount->selectAll();
 }
 
+QString CalibrateDialog::countText(const std::array<int, 4>& counts, int count) {
+    QStringList parts;
+    std::transform(counts.begin(), counts.begin() + count, std::back_inserter(parts),
+                   [](int cells) { return QString::number(cells); });
+    return parts.join(QLatin1Char(','));
+}
+
 void CalibrateDialog::retranslate() {
     ui->retranslateUi(this);
 }

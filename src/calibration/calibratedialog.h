@@ -22,6 +22,8 @@ public:
     /// part is 0; a missing part keeps the count of the last use. The fields of cameras that are not there
     /// are emptied and disabled.
     void setCounts(const QString& xs, const QString& ys, int count);
+    /// The counts of the first `count` cameras as setCounts() takes them, "5,3,5".
+    static QString countText(const std::array<int, 4>& counts, int count);
     /// Sets every text anew in the language of the moment.
     void retranslate();
 

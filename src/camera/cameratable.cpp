@@ -50,3 +50,21 @@ CameraTable camerasInOrder(int tiles) {
         table.cameraOfTile.append(tile);
     return table;
 }
+
+QVector<Binding> changedBindings(const QVector<int>& shownIn, const QVector<int>& cameraOfTile,
+                                 const QVector<QByteArray>& serials, const QVector<QString>& configured) {
+    QVector<Binding> bindings;
+    if (std::all_of(serials.begin(), serials.end(),
+                    [](const QByteArray& serial) { return serial.isEmpty(); }))
+        return bindings;
+    for (int tile = 0; tile < shownIn.size(); ++tile) {
+        const int camera = cameraOfTile[shownIn[tile]];
+        const QString serial = serialText(serials[camera]);
+        const bool isOther = camera != cameraOfTile[tile];
+        // Also when the tile is back where it started: an earlier arrangement of this run may stand in the
+        // file.
+        if (isOther || configured[tile] != serial)
+            bindings.append({tile, serial, isOther});
+    }
+    return bindings;
+}

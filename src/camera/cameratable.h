@@ -31,3 +31,17 @@ CameraTable matchCameras(const QVector<QString>& configured, const QVector<QByte
 
 /// Tile t shows camera t: demo mode, and the first run, when no serial number is configured.
 CameraTable camerasInOrder(int tiles);
+
+/// What `setting.ini` has to say of one tile from the next start on.
+struct Binding {
+    int tile;
+    QString serial;
+    bool needsRestart;  ///< until then another camera is shown there
+};
+
+/// The bindings that change when the picture of tile `shownIn[k]` has been put into the place of tile k, for
+/// every k. `cameraOfTile` and `serials` are those of this run, `configured` what the file says now. A camera
+/// that told no serial number is bound by the empty text, as matchCameras() finds it; where no camera told
+/// one (demo mode), nothing is bound, and the file keeps what it knows of real cameras.
+QVector<Binding> changedBindings(const QVector<int>& shownIn, const QVector<int>& cameraOfTile,
+                                 const QVector<QByteArray>& serials, const QVector<QString>& configured);

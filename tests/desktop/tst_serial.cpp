@@ -389,9 +389,17 @@ void TestSerial::unpluggedLine() {
     QVERIFY(line->unplug());
     // Given up: a lost line that stays open keeps a processor busy.
     QTRY_VERIFY_WITH_TIMEOUT(!port->isOpen(), kWait);
+    auto* note = window->get()->findChild<QLabel*>(QStringLiteral("statusNote"));
+    QVERIFY(!note->isHidden());
+    QVERIFY2(note->text().contains(QStringLiteral("lost")), qPrintable(note->text()));
     window->sendFrame(0, 90);
     window->action("action_Save")->trigger();
     QCOMPARE(snapshots().size(), 1);
+    // Plugged in again, it works by itself, and nobody speaks of it any more.
+    QVERIFY2(line->plugIn(), qPrintable(line->errorString()));
+    QTRY_VERIFY_WITH_TIMEOUT(port->isOpen(), kWait);
+    QVERIFY(note->isHidden());
+    QCOMPARE(sendAndWait("SAVE 6"), QStringLiteral("COMMAND:SAVE 6"));
 }
 
 /// The example of the documents, as a process of its own.

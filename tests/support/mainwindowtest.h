@@ -12,6 +12,7 @@
 #include <memory>
 
 #include "app/mainwindow.h"
+#include "camera/capturethread.h"
 #include "support/boxanswerer.h"
 #include "support/workingfolder.h"
 

@@ -251,7 +251,7 @@ int32_t CameraQueryImage(int32_t index, uint8_t* buffer, int32_t* length, int32_
     if (camera.queryStatus != 0)
         return camera.queryStatus;
     // Every camera has its own grey, in both formats.
-    const int32_t bytes = qMin(*length, recording::frameLength(camera, format));
+    const int32_t bytes = qMin(*length, recording::frameLength(camera, format)) - camera.missing;
     std::memset(buffer, 40 * (index + 1), static_cast<size_t>(bytes));
     *length = bytes;
     return 0;

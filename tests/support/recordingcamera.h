@@ -29,6 +29,8 @@ struct Camera {
     int32_t modes = 1;  ///< resolution modes, each half as large as the one before
     /// Added to the length that the size asks for, to announce padded, short or no buffers.
     int32_t extraLength = 0;
+    /// Bytes that a query writes less than was announced.
+    int32_t missing = 0;
     /// Result of every operation on this camera other than the query; when not 0 no out-value is written.
     int32_t status = 0;
     /// Result of a query; when not 0 it returns after `queryDelay` without a frame.

@@ -1,7 +1,7 @@
 #include <QtTest>
 
 #include "camera/cameratable.h"
-#include "camera/framerate.h"
+#include "live/framerate.h"
 
 /// Counting cameras, mapping them to tiles by serial number, and the rate arithmetic.
 class TestCameraTable : public QObject {
@@ -16,6 +16,9 @@ private slots:
     void unmatchedTileIsNamed();
     void comparisonIsExact_data();
     void comparisonIsExact();
+    void changedCamerasAreBound();
+    void cameraWithoutSerialNumberIsBoundToo();
+    void nothingIsBoundWithoutSerialNumbers();
     void anyBytesSurviveTheFile_data();
     void anyBytesSurviveTheFile();
     void ageLimit();
@@ -139,6 +142,45 @@ void TestCameraTable::rateTextForTiles() {
 
 void TestCameraTable::rateTextWithoutTiles() {
     QCOMPARE(rateText({}), QStringLiteral("Camera fps: ( no device)"));
+}
+
+void TestCameraTable::changedCamerasAreBound() {
+    const QVector<QByteArray> serials{"A", "B", "C"};
+    // Tiles 0 and 1 have changed places; tile 2 has not.
+    auto bindings = changedBindings({1, 0, 2}, {0, 1, 2}, serials, {"A", "B", "C", ""});
+    QCOMPARE(bindings.size(), 2);
+    QCOMPARE(bindings[0].tile, 0);
+    QCOMPARE(bindings[0].serial, QStringLiteral("B"));
+    QVERIFY(bindings[0].needsRestart);
+    QCOMPARE(bindings[1].tile, 1);
+    QCOMPARE(bindings[1].serial, QStringLiteral("A"));
+    // And back within the same run: the file is put right, nobody has to start anew.
+    bindings = changedBindings({0, 1, 2}, {0, 1, 2}, serials, {"B", "A", "C", ""});
+    QCOMPARE(bindings.size(), 2);
+    QCOMPARE(bindings[0].serial, QStringLiteral("A"));
+    QVERIFY(!bindings[0].needsRestart);
+    QVERIFY(!bindings[1].needsRestart);
+    // Cameras that were detected in another order than their tiles have.
+    bindings = changedBindings({1, 0}, {1, 0}, serials, {"B", "A", "", ""});
+    QCOMPARE(bindings[0].serial, QStringLiteral("A"));
+    QCOMPARE(bindings[1].serial, QStringLiteral("B"));
+    QVERIFY(changedBindings({}, {0, 1}, serials, {"A", "B", "", ""}).isEmpty());
+}
+
+/// Left out, its tile would show the other camera a second time at the next start.
+void TestCameraTable::cameraWithoutSerialNumberIsBoundToo() {
+    const QVector<QByteArray> serials{"A", ""};
+    const auto bindings = changedBindings({1, 0}, {0, 1}, serials, {"A", "", "", ""});
+    QCOMPARE(bindings.size(), 2);
+    QCOMPARE(bindings[0].serial, QString());
+    QCOMPARE(bindings[1].serial, QStringLiteral("A"));
+    const auto table = matchCameras({bindings[0].serial, bindings[1].serial}, serials);
+    QCOMPARE(table.cameraOfTile, (QVector<int>{1, 0}));
+}
+
+void TestCameraTable::nothingIsBoundWithoutSerialNumbers() {
+    QVERIFY(changedBindings({1, 0}, {0, 1}, {"", ""}, {"A", "B", "", ""}).isEmpty());
+    QVERIFY(changedBindings({1, 0}, {0, 1}, {}, {"A", "B", "", ""}).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(TestCameraTable)

@@ -34,7 +34,7 @@ private slots:
     void callsInOrderOnItsOwnThread();
     void monochromeFrame();
     void colourFrame();
-    void colourKeyIsReadOncePerRun();
+    void colourStaysForTheRun();
     void timestampIsTakenAfterTheFrame();
     void pauseAndResumeKeepTheThread();
     void stopWhileAQueryIsUnderWay();
@@ -43,6 +43,9 @@ private slots:
     void noSizeNoQuery_data();
     void noSizeNoQuery();
     void shortBufferIsNoFrame();
+    void shorterThanAnnouncedIsNoFrame();
+    void paddingOfTheLastRowMayBeMissing();
+    void streamAfterTheEndStartsNothing();
     void oddWidthIsPacked();
     void paddedRowsAreSeenAsSuch();
     void demoShowsTheFileOfItsTile();
@@ -51,12 +54,10 @@ private slots:
     void demoWithTornFileGoesOn();
     void demoCallsNoLibrary();
     void framesComeInOrder();
-    void withoutALimitEveryFrameIsSent();
-    void limitHoldsUntilFramesAreLookedAt();
-    void deliveredIsSaidOnce();
+    void everyFrameIsSent();
 
 private:
-    CaptureThread* makeThread();
+    CaptureThread* makeThread(const CaptureTask& task = {});
     void receive(CaptureThread* thread);
     bool waitForFrames(int count);
     void stop(CaptureThread* thread);
@@ -82,9 +83,8 @@ void TestCaptureThread::cleanup() {
     folder.reset();
 }
 
-CaptureThread* TestCaptureThread::makeThread() {
-    auto* thread = new CaptureThread(&owner);
-    thread->settingsFile = QDir::current().filePath(QStringLiteral("setting.ini"));
+CaptureThread* TestCaptureThread::makeThread(const CaptureTask& task) {
+    auto* thread = new CaptureThread(task, &owner);
     receive(thread);
     return thread;
 }
@@ -117,10 +117,8 @@ void TestCaptureThread::startsIdle() {
 }
 
 void TestCaptureThread::callsInOrderOnItsOwnThread() {
-    CaptureThread* thread = makeThread();
-    thread->cameraIndex = 1;
-    thread->start();
-    thread->startCapturing();
+    CaptureThread* thread = makeThread({0, 1, false});
+    thread->stream(false);
     QVERIFY(waitForFrames(2));
     stop(thread);
     const auto calls = recording::calls();
@@ -135,11 +133,8 @@ void TestCaptureThread::callsInOrderOnItsOwnThread() {
 }
 
 void TestCaptureThread::monochromeFrame() {
-    CaptureThread* thread = makeThread();
-    thread->tileIndex = 3;
-    thread->cameraIndex = 1;
-    thread->start();
-    thread->startCapturing();
+    CaptureThread* thread = makeThread({3, 1, false});
+    thread->stream(false);
     QVERIFY(waitForFrames(1));
     const Frame& frame = frames.first();
     QCOMPARE(frame.id, 3);
@@ -150,10 +145,8 @@ void TestCaptureThread::monochromeFrame() {
 }
 
 void TestCaptureThread::colourFrame() {
-    WorkingFolder::setKey(QStringLiteral("File/Color"), 1);
     CaptureThread* thread = makeThread();
-    thread->start();
-    thread->startCapturing();
+    thread->stream(true);
     QVERIFY(waitForFrames(1));
     QCOMPARE(frames.first().image.format(), QImage::Format_RGB888);
     QCOMPARE(frames.first().image.pixel(63, 47), qRgb(40, 40, 40));
@@ -162,12 +155,11 @@ void TestCaptureThread::colourFrame() {
     QCOMPARE(recording::callsOf(QStringLiteral("CameraQueryImage")).first().value, QStringLiteral("4"));
 }
 
-void TestCaptureThread::colourKeyIsReadOncePerRun() {
+void TestCaptureThread::colourStaysForTheRun() {
     CaptureThread* thread = makeThread();
-    thread->start();
-    thread->startCapturing();
+    thread->stream(false);
     QVERIFY(waitForFrames(1));
-    WorkingFolder::setKey(QStringLiteral("File/Color"), 1);
+    thread->stream(true);
     const int before = frames.size();
     QVERIFY(waitForFrames(before + 3));
     QCOMPARE(frames.last().image.format(), QImage::Format_Grayscale8);
@@ -179,8 +171,7 @@ void TestCaptureThread::timestampIsTakenAfterTheFrame() {
     recording::reset({camera});
     CaptureThread* thread = makeThread();
     const auto before = static_cast<quint64>(QDateTime::currentMSecsSinceEpoch());
-    thread->start();
-    thread->startCapturing();
+    thread->stream(false);
     QVERIFY(waitForFrames(1));
     QVERIFY2(frames.first().timestamp >= before + 40, "stamped before the query was over");
     QVERIFY(frames.first().timestamp <= static_cast<quint64>(QDateTime::currentMSecsSinceEpoch()));
@@ -189,8 +180,7 @@ void TestCaptureThread::timestampIsTakenAfterTheFrame() {
 void TestCaptureThread::pauseAndResumeKeepTheThread() {
     CaptureThread* thread = makeThread();
     QSignalSpy started(thread, &QThread::started);
-    thread->start();
-    thread->startCapturing();
+    thread->stream(false);
     QVERIFY(waitForFrames(1));
     thread->pauseCapturing();
     // One query may still be under way; after it no other one begins.
@@ -203,8 +193,7 @@ void TestCaptureThread::pauseAndResumeKeepTheThread() {
     QVERIFY(QTest::qWaitFor(settled, kWait));
     const int paused = frames.size();
     QVERIFY(thread->isRunning());
-    thread->start();  // as the stream action does
-    thread->startCapturing();
+    thread->stream(false);  // as the stream action does
     QVERIFY(waitForFrames(paused + 2));
     QCOMPARE(started.count(), 1);
 }
@@ -214,8 +203,7 @@ void TestCaptureThread::stopWhileAQueryIsUnderWay() {
     camera.holdQueries = true;
     recording::reset({camera});
     CaptureThread* thread = makeThread();
-    thread->start();
-    thread->startCapturing();
+    thread->stream(false);
     QTRY_COMPARE(recording::queriesUnderWay(), 1);
     thread->stopCapturing();
     recording::releaseQueries();
@@ -232,14 +220,24 @@ void TestCaptureThread::stopWhileIdle() {
     QVERIFY(thread->isFinished());
 }
 
+void TestCaptureThread::streamAfterTheEndStartsNothing() {
+    CaptureThread* thread = makeThread();
+    QSignalSpy started(thread, &QThread::started);
+    thread->stream(false);
+    stop(thread);
+    thread->stream(false);
+    QVERIFY(!thread->isRunning());
+    QVERIFY(!thread->isCapturing());
+    QCOMPARE(started.count(), 1);
+}
+
 void TestCaptureThread::failedQueriesAreSilentAndRepeated() {
     recording::Camera camera;
     camera.queryStatus = 7;
     camera.queryDelay = 0;
     recording::reset({camera});
     CaptureThread* thread = makeThread();
-    thread->start();
-    thread->startCapturing();
+    thread->stream(false);
     QTRY_VERIFY(recording::callsOf(QStringLiteral("CameraQueryImage")).size() > 20);
     QCOMPARE(frames.size(), 0);
     camera.queryStatus = 0;
@@ -271,8 +269,7 @@ void TestCaptureThread::noSizeNoQuery() {
     camera.status = status;
     recording::reset({camera});
     CaptureThread* thread = makeThread();
-    thread->start();
-    thread->startCapturing();
+    thread->stream(false);
     QTRY_VERIFY(recording::callsOf(QStringLiteral("CameraGetImageSize")).size() > 5);
     QVERIFY(recording::callsOf(QStringLiteral("CameraQueryImage")).isEmpty());
     recording::setCamera(0, recording::Camera());
@@ -284,10 +281,37 @@ void TestCaptureThread::shortBufferIsNoFrame() {
     camera.extraLength = -1;
     recording::reset({camera});
     CaptureThread* thread = makeThread();
-    thread->start();
-    thread->startCapturing();
+    thread->stream(false);
     QTRY_VERIFY(recording::callsOf(QStringLiteral("CameraQueryImage")).size() > 3);
     QCOMPARE(frames.size(), 0);
+}
+
+/// A query that spans a switch to a smaller size says that it wrote less.
+void TestCaptureThread::shorterThanAnnouncedIsNoFrame() {
+    recording::Camera camera;
+    camera.missing = 1;
+    recording::reset({camera});
+    CaptureThread* thread = makeThread();
+    thread->stream(false);
+    QTRY_VERIFY(recording::callsOf(QStringLiteral("CameraQueryImage")).size() > 3);
+    QCOMPARE(frames.size(), 0);
+    camera.missing = 0;
+    recording::setCamera(0, camera);
+    QVERIFY(waitForFrames(1));
+}
+
+/// What a library pads the last row with does not have to be there.
+void TestCaptureThread::paddingOfTheLastRowMayBeMissing() {
+    recording::Camera camera;
+    camera.width = 61;
+    camera.height = 3;
+    camera.extraLength = 3 * 3;
+    camera.missing = 3;
+    recording::reset({camera});
+    CaptureThread* thread = makeThread();
+    thread->stream(false);
+    QVERIFY(waitForFrames(1));
+    QCOMPARE(qGray(frames.first().image.pixel(60, 2)), 40);
 }
 
 void TestCaptureThread::oddWidthIsPacked() {
@@ -296,8 +320,7 @@ void TestCaptureThread::oddWidthIsPacked() {
     camera.height = 3;
     recording::reset({camera});
     CaptureThread* thread = makeThread();
-    thread->start();
-    thread->startCapturing();
+    thread->stream(false);
     QVERIFY(waitForFrames(1));
     QCOMPARE(frames.first().image.size(), QSize(61, 3));
     QCOMPARE(qGray(frames.first().image.pixel(60, 2)), 40);
@@ -315,8 +338,7 @@ void TestCaptureThread::paddedRowsAreSeenAsSuch() {
         thread, &CaptureThread::captured, thread,
         [&](int, const QImage& image, unsigned char*, quint64) { bytesPerLine = image.bytesPerLine(); },
         Qt::DirectConnection);
-    thread->start();
-    thread->startCapturing();
+    thread->stream(false);
     QVERIFY(waitForFrames(1));
     stop(thread);
     QCOMPARE(bytesPerLine, 64);
@@ -326,11 +348,8 @@ void TestCaptureThread::demoShowsTheFileOfItsTile() {
     QImage picture(40, 20, QImage::Format_RGB888);
     picture.fill(QColor(200, 200, 200));
     QVERIFY(picture.save(QStringLiteral("2.jpg"), "JPG", 100));
-    CaptureThread* thread = makeThread();
-    thread->demo = true;
-    thread->tileIndex = 2;
-    thread->start();
-    thread->startCapturing();
+    CaptureThread* thread = makeThread({2, 0, true});
+    thread->stream(false);
     QVERIFY(waitForFrames(3));
     QCOMPARE(frames.first().id, 2);
     QCOMPARE(frames.first().image.size(), QSize(40, 20));
@@ -349,10 +368,8 @@ void TestCaptureThread::demoRowsAreTakenAsPacked() {
         std::memset(picture.scanLine(y), 30 + 60 * y, 5);
     QVERIFY(picture.save(QStringLiteral("0.jpg"), "JPG", 100));
     const QImage decoded = QImage(QStringLiteral("0.jpg")).convertToFormat(QImage::Format_Grayscale8);
-    CaptureThread* thread = makeThread();
-    thread->demo = true;
-    thread->start();
-    thread->startCapturing();
+    CaptureThread* thread = makeThread({0, 0, true});
+    thread->stream(false);
     QVERIFY(waitForFrames(1));
     const QImage& sent = frames.first().image;
     QCOMPARE(sent.size(), QSize(5, 4));
@@ -364,11 +381,8 @@ void TestCaptureThread::demoRowsAreTakenAsPacked() {
 }
 
 void TestCaptureThread::demoWithoutFileSendsEmptyFrames() {
-    CaptureThread* thread = makeThread();
-    thread->demo = true;
-    thread->tileIndex = 1;
-    thread->start();
-    thread->startCapturing();
+    CaptureThread* thread = makeThread({1, 0, true});
+    thread->stream(false);
     QVERIFY(waitForFrames(2));
     QVERIFY(frames.first().image.isNull());
     QCOMPARE(frames.first().id, 1);
@@ -380,18 +394,14 @@ void TestCaptureThread::demoWithTornFileGoesOn() {
     QBuffer jpeg;
     QVERIFY(jpeg.open(QIODevice::WriteOnly) && picture.save(&jpeg, "JPG"));
     QVERIFY(WorkingFolder::write(QStringLiteral("0.jpg"), jpeg.data().left(jpeg.data().size() / 3)));
-    CaptureThread* thread = makeThread();
-    thread->demo = true;
-    thread->start();
-    thread->startCapturing();
+    CaptureThread* thread = makeThread({0, 0, true});
+    thread->stream(false);
     QVERIFY(waitForFrames(2));
 }
 
 void TestCaptureThread::demoCallsNoLibrary() {
-    CaptureThread* thread = makeThread();
-    thread->demo = true;
-    thread->start();
-    thread->startCapturing();
+    CaptureThread* thread = makeThread({0, 0, true});
+    thread->stream(false);
     QVERIFY(waitForFrames(2));
     stop(thread);
     QVERIFY(recording::calls().isEmpty());
@@ -404,22 +414,20 @@ void TestCaptureThread::framesComeInOrder() {
     camera.queryDelay = 3;
     recording::reset({camera});
     CaptureThread* thread = makeThread();
-    thread->start();
-    thread->startCapturing();
+    thread->stream(false);
     QVERIFY(waitForFrames(50));
     for (int i = 1; i < frames.size(); ++i)
         QVERIFY(frames[i].timestamp >= frames[i - 1].timestamp);
 }
 
 /// A receiver on the thread itself, whose owner looks at no events: no frame may be missing.
-void TestCaptureThread::withoutALimitEveryFrameIsSent() {
+void TestCaptureThread::everyFrameIsSent() {
     recording::Camera camera;
     camera.width = 4000;
     camera.height = 3000;
     camera.queryDelay = 0;
     recording::reset({camera});
-    CaptureThread thread(nullptr);
-    thread.settingsFile = QDir::current().filePath(QStringLiteral("setting.ini"));
+    CaptureThread thread({}, nullptr);
     QSemaphore sent;
     connect(
         &thread, &CaptureThread::captured, &thread,
@@ -428,65 +436,10 @@ void TestCaptureThread::withoutALimitEveryFrameIsSent() {
             sent.release();
         },
         Qt::DirectConnection);
-    thread.start();
-    thread.startCapturing();
+    thread.stream(false);
     const bool isEnough = sent.tryAcquire(20, kWait);  // 240 MB, one after the other
     stop(&thread);
     QVERIFY(isEnough);
-}
-
-/// As the window uses it: what nobody has looked at stays below the limit, and then frames flow again.
-void TestCaptureThread::limitHoldsUntilFramesAreLookedAt() {
-    recording::Camera camera;
-    camera.width = 1000;
-    camera.height = 1000;
-    camera.queryDelay = 0;
-    recording::reset({camera});
-    auto* thread = new CaptureThread(&owner);
-    thread->settingsFile = QDir::current().filePath(QStringLiteral("setting.ini"));
-    thread->limitUnderWay(5000000);
-    receive(thread);
-    thread->start();
-    thread->startCapturing();
-    // The library is asked on and on while nothing is delivered.
-    QElapsedTimer timer;
-    timer.start();
-    while (recording::callsOf(QStringLiteral("CameraQueryImage")).size() < 50 && timer.elapsed() < kWait)
-        QThread::yieldCurrentThread();
-    QVERIFY(recording::callsOf(QStringLiteral("CameraQueryImage")).size() >= 50);
-    thread->pauseCapturing();
-    QCOMPARE(frames.size(), 0);
-    QVERIFY(thread->isMoreUnderWay());
-    QTRY_VERIFY_WITH_TIMEOUT(!thread->isMoreUnderWay(), kWait);
-    QVERIFY2(frames.size() >= 5 && frames.size() <= 6, qPrintable(QString::number(frames.size())));
-    thread->startCapturing();
-    QVERIFY(waitForFrames(20));
-    stop(thread);
-}
-
-void TestCaptureThread::deliveredIsSaidOnce() {
-    auto* thread = new CaptureThread(&owner);
-    thread->settingsFile = QDir::current().filePath(QStringLiteral("setting.ini"));
-    thread->limitUnderWay(1 << 20);
-    QVector<bool> said;
-    connect(thread, &CaptureThread::captured, &owner,
-            [&](int, const QImage&, const unsigned char* buffer, quint64) {
-                said.append(thread->takeDelivered(buffer));
-                said.append(thread->takeDelivered(buffer));
-                delete[] buffer;
-            });
-    auto* byHand = new unsigned char[4];
-    emit thread->captured(0, QImage(byHand, 2, 2, 2, QImage::Format_Grayscale8), byHand, 0);
-    const QVector<bool> saidByHand = std::exchange(said, {});
-    thread->start();
-    thread->startCapturing();
-    const bool hasCome = QTest::qWaitFor([&] { return said.size() >= 2; }, kWait);
-    stop(thread);
-    QCoreApplication::sendPostedEvents(&owner, QEvent::MetaCall);  // none comes after this function
-    QCOMPARE(saidByHand, (QVector<bool>{false, false}));
-    QVERIFY(hasCome);
-    QVERIFY(said[0]);
-    QVERIFY(!said[1]);
 }
 
 QTEST_MAIN(TestCaptureThread)

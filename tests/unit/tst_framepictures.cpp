@@ -8,7 +8,7 @@
 #include <opencv2/imgproc.hpp>
 #include <vector>
 
-#include "calibration/framepictures.h"
+#include "live/framepictures.h"
 
 namespace {
 

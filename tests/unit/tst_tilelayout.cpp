@@ -1,6 +1,6 @@
 #include <QtTest>
 
-#include "app/tilelayout.h"
+#include "live/tilelayout.h"
 
 /// The arithmetic of the view.
 class TestTileLayout : public QObject {
@@ -13,10 +13,12 @@ private slots:
     void positionsAreTruncated();
     void nothingToFit_data();
     void nothingToFit();
+    void spreadTilesOfEmptyPictures();
     void readingOrderOfAGrid();
     void readingOrderOfARow();
     void readingOrderOfFewTiles();
     void slotsAndColumns();
+    void rearrangedSlots();
     void correctedPlaces();
     void storedPositions_data();
     void storedPositions();
@@ -53,7 +55,7 @@ void TestTileLayout::nothingToFit_data() {
     QTest::addColumn<QSize>("tile");
     QTest::addColumn<QSize>("view");
     QTest::newRow("no tile") << 0 << QSize(10, 10) << QSize(100, 100);
-    QTest::newRow("empty picture") << 2 << QSize(0, 0) << QSize(100, 100);
+    QTest::newRow("empty pictures on one spot") << 2 << QSize(0, 0) << QSize(100, 100);
     QTest::newRow("no room") << 1 << QSize(10, 10) << QSize(2, 100);
     QTest::newRow("less than no room") << 1 << QSize(10, 10) << QSize(0, 0);
 }
@@ -63,6 +65,20 @@ void TestTileLayout::nothingToFit() {
     QFETCH(QSize, tile);
     QFETCH(QSize, view);
     QVERIFY(!zoomFit(QVector<QPointF>(tiles), tile, view));
+}
+
+/// Tile 0 has no picture, yet there is something to be seen beside it.
+void TestTileLayout::spreadTilesOfEmptyPictures() {
+    const auto row = zoomFit({{0, 0}, {500, 0}}, {0, 0}, {102, 52});
+    QVERIFY(row);
+    QCOMPARE(row->sceneRect, QRect(0, 0, 500, 0));
+    QCOMPARE(row->scale, 0.2);
+    const auto column = zoomFit({{0, 0}, {0, 500}}, {0, 0}, {102, 52});
+    QVERIFY(column);
+    QCOMPARE(column->scale, 0.1);
+    const auto grid = zoomFit({{0, 0}, {500, 0}, {0, 100}, {500, 100}}, {0, 0}, {102, 52});
+    QVERIFY(grid);
+    QCOMPARE(grid->scale, 0.2);
 }
 
 void TestTileLayout::readingOrderOfAGrid() {
@@ -101,6 +117,17 @@ void TestTileLayout::slotsAndColumns() {
     QCOMPARE(slotPosition(3, 2, {640, 480}), QPointF(640, 480));
     QCOMPARE(slotPosition(2, 2, {640, 480}), QPointF(0, 480));
     QCOMPARE(slotPosition(3, 4, {640, 480}), QPointF(1920, 0));
+}
+
+void TestTileLayout::rearrangedSlots() {
+    const auto places = rearranged({{650, 490, 0}, {-3, 5, 1}, {4, 470, 2}, {640, -8, 3}}, {640, 480}, 2, 0);
+    QCOMPARE(places.size(), 4);
+    const QVector<int> order{1, 3, 2, 0};
+    const QVector<QPointF> corners{{0, 0}, {640, 0}, {0, 480}, {640, 480}};
+    for (int slot = 0; slot < 4; ++slot) {
+        QCOMPARE(places[slot].index, order[slot]);
+        QCOMPARE(QPointF(places[slot].x, places[slot].y), corners[slot]);
+    }
 }
 
 void TestTileLayout::correctedPlaces() {

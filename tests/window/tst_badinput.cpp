@@ -135,7 +135,7 @@ void TestBadInput::serialNumbersOfAnyBytes() {
             QCOMPARE(box.text, QStringLiteral("Register hotkey save img failed"));
         QCOMPARE(window.findChildren<CaptureThread*>().size(), 3);
         for (auto* thread : window.findChildren<CaptureThread*>())
-            QCOMPARE(thread->cameraIndex, thread->tileIndex);
+            QCOMPARE(thread->cameraIndex(), thread->tileIndex());
     }
 }
 

@@ -8,7 +8,7 @@
 #endif
 
 #include "camera/capturethread.h"
-#include "camera/tile.h"
+#include "live/tile.h"
 #include "support/mainwindowtest.h"
 
 namespace {
@@ -152,7 +152,7 @@ void TestLive::currentAfterALongSave() {
     CaptureThread* thread = nullptr;
     const auto threads = window.get()->findChildren<CaptureThread*>();
     for (CaptureThread* candidate : threads) {
-        if (candidate->tileIndex == 0)
+        if (candidate->tileIndex() == 0)
             thread = candidate;
     }
     QVERIFY(thread);

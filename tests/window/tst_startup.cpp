@@ -188,7 +188,7 @@ void TestStartup::detectionOrderOfTheFirstRunStays() {
     const MainWindow second(nullptr);
     QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini")), written);
     for (auto* thread : second.findChildren<CaptureThread*>())
-        QCOMPARE(thread->cameraIndex, 1 - thread->tileIndex);
+        QCOMPARE(thread->cameraIndex(), 1 - thread->tileIndex());
 }
 
 void TestStartup::serialNumberThatCouldNotBeRead() {

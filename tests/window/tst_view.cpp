@@ -500,7 +500,7 @@ void TestView::rearrangedPlacesAreThereAtTheNextStart() {
     }
     MainWindow window(nullptr);
     // The cameras have changed places: tile 0 is now the camera that was right of it.
-    QCOMPARE(window.findChildren<CaptureThread*>()[0]->cameraIndex, 1);
+    QCOMPARE(window.findChildren<CaptureThread*>()[0]->cameraIndex(), 1);
     send(window, 0, 20);
     send(window, 1, 10);
     auto* view = window.findChild<QGraphicsView*>();

@@ -6,8 +6,8 @@
 #include <memory>
 #include <vector>
 
-#include "camera/framerate.h"
-#include "camera/tile.h"
+#include "live/framerate.h"
+#include "live/tile.h"
 #include "support/mainwindowtest.h"
 #include "support/recordingcamera.h"
 
@@ -15,8 +15,7 @@ namespace {
 
 constexpr int kCameraGrey = 40;  // of the frames of the recording library's first camera
 constexpr int kOtherGrey = 200;
-constexpr qint64 kMostBytes = 96LL * 1024 * 1024;  // that a capture thread sends ahead
-constexpr int kAttempts = 20;                      // until a busy machine leaves a frame young
+constexpr int kAttempts = 20;  // until a busy machine leaves a frame young
 
 quint64 now() {
     return static_cast<quint64>(QDateTime::currentMSecsSinceEpoch());
@@ -34,18 +33,13 @@ bool waitBlocked(Condition condition) {
     return true;
 }
 
-int queries() {
-    return recording::callsOf(QStringLiteral("CameraQueryImage")).size();
-}
-
 /// A window with one camera, whose frames come when the test wants them: its queries are held until then.
 class Stream : public QObject {
 public:
-    explicit Stream(QSize size = {64, 48}, int32_t extraLength = 0) {
+    explicit Stream(QSize size = {64, 48}) {
         camera.serial = "SN0";
         camera.width = size.width();
         camera.height = size.height();
-        camera.extraLength = extraLength;
         camera.holdQueries = true;
         recording::reset({camera});
         WorkingFolder::write(QStringLiteral("setting.ini"), "[File]\nLang=1\nType=2\n");
@@ -217,8 +211,6 @@ private slots:
     void withoutPainting();
     void endWhileFramesWait_data();
     void endWhileFramesWait();
-    void memoryIsLimited();
-    void memoryOfLargeBlocksIsLimited();
 };
 
 /// Of the frames that came while the GUI thread was blocked.
@@ -257,7 +249,7 @@ void TestWaiting::everyTileGetsItsNewest() {
     window.start();
     const auto threads = window->findChildren<CaptureThread*>();
     for (const CaptureThread* thread : threads) {
-        const auto tile = static_cast<size_t>(thread->tileIndex);
+        const auto tile = static_cast<size_t>(thread->tileIndex());
         connect(
             thread, &CaptureThread::captured, window.get(),
             [&, tile](int, const QImage&, const unsigned char*, quint64 timestamp) {
@@ -606,50 +598,6 @@ void TestWaiting::endWhileFramesWait() {
     window.reset();
     QCOMPARE(recording::callsOf(QStringLiteral("CameraFree")).size(), 2);
     QCOMPARE(recording::queriesUnderWay(), 0);
-    QCOMPARE(delivered, sent.load());
-}
-
-/// A window that does not look at frames does not fill the memory with them.
-void TestWaiting::memoryIsLimited() {
-    const QSize size(4000, 3000);
-    const qint64 bytes = qint64{size.width()} * size.height();
-    Stream stream(size);
-    QVERIFY(stream.start());
-    // Again and again: what has been looked at counts no longer.
-    for (int round = 0; round < 3; ++round) {
-        QVERIFY(stream.settle());
-        const int sentBefore = stream.sent;
-        const int queriesBefore = queries();
-        stream.delivered = 0;
-        stream.flow(1);
-        QVERIFY(waitBlocked([&] { return queries() >= queriesBefore + 25; }));
-        QVERIFY(stream.hold());
-        const int count = stream.sent - sentBefore;
-        QCOMPARE(stream.delivered, 0);
-        QCOMPARE(qint64{count}, kMostBytes / bytes);
-        QTRY_COMPARE_WITH_TIMEOUT(stream.delivered, count, kWait);
-        // They flow again, many more than there is room for.
-        stream.flow(1);
-        QTRY_VERIFY_WITH_TIMEOUT(stream.delivered > count + 20, kWait);
-        QVERIFY(stream.hold());
-        QTRY_COMPARE_WITH_TIMEOUT(stream.delivered, stream.sent - sentBefore, kWait);
-    }
-}
-
-/// A library may announce more than the pixels take.
-void TestWaiting::memoryOfLargeBlocksIsLimited() {
-    const QSize size(2000, 1500);
-    const int32_t pixels = size.width() * size.height();
-    Stream stream(size, 3 * pixels);
-    QVERIFY(stream.start());
-    const int sentBefore = stream.sent;
-    const int queriesBefore = queries();
-    stream.flow(1);
-    QVERIFY(waitBlocked([&] { return queries() >= queriesBefore + 14; }));
-    QVERIFY(stream.hold());
-    const qint64 bytes = qint64{stream.sent - sentBefore} * 4 * pixels;
-    QVERIFY2(bytes <= kMostBytes, qPrintable(QString::number(bytes)));
-    QVERIFY(bytes > 0);
 }
 
 QTEST_MAIN(TestWaiting)

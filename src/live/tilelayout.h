@@ -27,6 +27,10 @@ int arrangedColumns(int configured, int layoutMode, int tileCount);
 /// Where slot `slot` of the arrangement lies, scene px.
 QPointF slotPosition(int slot, int columns, QSize tileSize);
 
+/// Where each tile's picture goes when the operator rearranges uncorrected tiles of `tileSize` px: the slots
+/// in reading order, each with its place (scene px) and the tile that it holds.
+QList<ImagePos> rearranged(const QList<ImagePos>& tiles, QSize tileSize, int columns, int layoutMode);
+
 /// Where corrected tiles lie, scene px, so that their pictures join: in a row each begins where the widths of
 /// those before it end; in the 2 x 2 grid all meet at the lower right corner of tile 0. `sizes` are those of
 /// the tiles' pictures, `rowWidths` the widths of the crop.
@@ -40,8 +44,9 @@ struct ZoomFit {
 };
 
 /// The view that shows tiles at `positions` (scene px, truncated to whole px), all taken to be as large as
-/// the first one (`tileSize`, px), in a view of `viewSize` px; one view pixel stays free on each side.
-/// Nothing when there is no scale that does it: no tile, an empty picture, no room.
+/// the first one (`tileSize`, px), in a view of `viewSize` px; one view pixel stays free on each side. Tiles
+/// that are spread can be fitted although the first one's picture is empty. Nothing when there is no scale
+/// that does it: no tile, nothing to see, no room.
 std::optional<ZoomFit> zoomFit(const QVector<QPointF>& positions, QSize tileSize, QSize viewSize);
 
 /// A scene position from the configuration file: whole px, far-out values brought back to where a scene can

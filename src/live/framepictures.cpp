@@ -1,4 +1,4 @@
-#include "calibration/framepictures.h"
+#include "live/framepictures.h"
 
 #include <QDebug>
 #include <opencv2/imgproc.hpp>

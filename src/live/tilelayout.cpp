@@ -1,7 +1,8 @@
-#include "app/tilelayout.h"
+#include "live/tilelayout.h"
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace {
 
@@ -33,6 +34,16 @@ QPointF slotPosition(int slot, int columns, QSize tileSize) {
     return {double(column) * tileSize.width(), double(row) * tileSize.height()};
 }
 
+QList<ImagePos> rearranged(const QList<ImagePos>& tiles, QSize tileSize, int columns, int layoutMode) {
+    QList<ImagePos> places = readingOrder(tiles, layoutMode);
+    for (int slot = 0; slot < places.size(); ++slot) {
+        const QPointF place = slotPosition(slot, columns, tileSize);
+        places[slot].x = place.x();
+        places[slot].y = place.y();
+    }
+    return places;
+}
+
 QVector<QPointF> correctedPositions(const QVector<QSize>& sizes, const std::array<int, 4>& rowWidths,
                                     int layoutMode) {
     QVector<QPointF> positions;
@@ -59,7 +70,7 @@ int tilePosition(double stored) {
 }
 
 std::optional<ZoomFit> zoomFit(const QVector<QPointF>& positions, QSize tileSize, QSize viewSize) {
-    if (positions.isEmpty() || tileSize.isEmpty())
+    if (positions.isEmpty())
         return {};
     int minX = tilePosition(positions[0].x());
     int maxX = minX;
@@ -80,8 +91,12 @@ std::optional<ZoomFit> zoomFit(const QVector<QPointF>& positions, QSize tileSize
     fit.sceneRect = QRect(minX, minY, maxX - minX + tileSize.width(), maxY - minY + tileSize.height());
     const int vw = viewSize.width() - 2;
     const int vh = viewSize.height() - 2;
-    fit.scale = std::min(double(vh) / fit.sceneRect.height(), double(vw) / fit.sceneRect.width());
-    if (fit.scale <= 0.0)
+    // A scene that has no width fits at any scale as far as its width goes, and likewise its height.
+    constexpr double kAny = std::numeric_limits<double>::infinity();
+    const double byHeight = fit.sceneRect.height() > 0 ? double(vh) / fit.sceneRect.height() : kAny;
+    const double byWidth = fit.sceneRect.width() > 0 ? double(vw) / fit.sceneRect.width() : kAny;
+    fit.scale = std::min(byHeight, byWidth);
+    if (fit.scale <= 0.0 || fit.scale == kAny)
         return {};
     return fit;
 }

@@ -4,7 +4,7 @@
 #include <opencv2/core.hpp>
 
 #include "calibration/correction.h"
-#include "calibration/picturepool.h"
+#include "live/picturepool.h"
 #include "calibration/runtable.h"
 
 /// Makes the pictures that one tile shows from its frames: in the screen's own format, so that a pixmap of

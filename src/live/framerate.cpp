@@ -1,4 +1,4 @@
-#include "camera/framerate.h"
+#include "live/framerate.h"
 
 bool isStale(quint64 now, quint64 timestamp) {
     return now - timestamp > kOldestFrame;

@@ -1,4 +1,4 @@
-#include "calibration/picturepool.h"
+#include "live/picturepool.h"
 
 namespace {
 

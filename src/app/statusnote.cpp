@@ -1,0 +1,29 @@
+#include "app/statusnote.h"
+
+#include <QStringList>
+#include <algorithm>
+
+StatusNote::StatusNote(QWidget* parent) : QLabel(parent) {
+    setObjectName(QStringLiteral("statusNote"));
+    // Names from outside are shown as they are, whatever brackets they hold.
+    setTextFormat(Qt::PlainText);
+    setStyleSheet(QStringLiteral("QLabel { color: #b00020; font-weight: bold; padding: 0px 6px; }"));
+    // A long one is cut rather than making the window wider.
+    setMinimumWidth(1);
+    hide();
+}
+
+void StatusNote::tell(About about, const QString& problem) {
+    notes.erase(
+        std::remove_if(notes.begin(), notes.end(), [about](const Note& note) { return note.about == about; }),
+        notes.end());
+    if (!problem.isEmpty())
+        notes.append({about, problem});
+    QStringList texts;
+    for (const Note& note : qAsConst(notes))
+        texts.prepend(note.text);
+    setText(texts.value(0));
+    const QString all = texts.join(QLatin1Char('\n')).toHtmlEscaped();
+    setToolTip(all.isEmpty() ? all : QStringLiteral("<p style='white-space:pre-wrap'>%1</p>").arg(all));
+    setVisible(!texts.isEmpty());
+}
