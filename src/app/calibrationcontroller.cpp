@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QCoreApplication>
 #include <QMessageBox>
+#include <utility>
 
 #include "app/statusline.h"
 #include "calibration/calibratedialog.h"
@@ -30,22 +31,26 @@ CalibrationController::CalibrationController(const Parts& what, QSize frameSize,
     connect(parts.scene, &InteractiveScene::removed, this, [this](Mark* mark) { corners.forget(mark); });
 }
 
-void CalibrationController::load() {
-    parts.statusLine->note(StatusNote::About::Calibration, recoverCalibrations());
+bool CalibrationController::load() {
+    const QString unsettled = recoverCalibrations();
+    QString problem = unsettled;
+    const bool isWanted = parts.settings->read(keys::kTrans);
     Correction correction;
     bool isMissing = false;
     for (int i = 0; i < parts.live->count(); ++i) {
         const auto calibration = readCalibration(calibrationFileName(i));
         if (calibration && correction.take(i, *calibration, tileSize))
             corners.restore(i, pointsOf(calibration->cornerSrc));
-        else
-            isMissing = true;
+        else if (!std::exchange(isMissing, true) && isWanted && problem.isEmpty())
+            problem = QStringLiteral("Correction is off: no calibration for camera %1").arg(i);
     }
+    parts.statusLine->note(StatusNote::About::Calibration, problem);
     parts.live->setCorrection(correction);
-    parts.live->setTransEnabled(parts.settings->read(keys::kTrans) && !isMissing);
+    parts.live->setTransEnabled(isWanted && !isMissing);
     parts.enable->setChecked(parts.live->isTransEnabled());
     if (isMissing)
         parts.enable->setEnabled(false);
+    return unsettled.isEmpty();
 }
 
 void CalibrationController::enable(bool isOn) {
@@ -106,7 +111,7 @@ void CalibrationController::saveCorners() {
 void CalibrationController::loadCorners() {
     clear();
     corners.clear();
-    parts.scene->loadMarks(0);
+    parts.statusLine->note(StatusNote::About::Marks, parts.scene->loadMarks(0));
 }
 
 void CalibrationController::tellMissingCorners() {
@@ -142,7 +147,8 @@ void CalibrationController::execute() {
 bool CalibrationController::calibrate() {
     const CalibrationRun run = runCalibration(corners.refreshed(pointOf), parts.dialog->xCounts,
                                               parts.dialog->yCounts, parts.live->count(), tileSize);
-    const QString problem = run.problem.isEmpty() ? writeCalibrations(run.calibrations) : run.problem;
+    const QString problem = run.problem.isEmpty() ? writeCalibrations(run.calibrations)
+                                                  : QStringLiteral("Not calibrated: %1").arg(run.problem);
     parts.statusLine->note(StatusNote::About::Calibration, problem);
     if (!run.problem.isEmpty())
         tellMissingCorners();

@@ -35,8 +35,12 @@ public:
     /// Boxes are shown on `window`, which becomes the parent.
     CalibrationController(const Parts& what, QSize frameSize, int layoutMode, QWidget* window);
 
-    /// At start: loads the calibration of every tile. One that is missing switches the correction off.
-    void load();
+    /// At start: finishes what a killed program left of its calibration files, and loads the calibration of
+    /// every tile. One that is missing switches the correction off. False if some files are still of
+    /// different runs: then nothing that lies beside them may be removed.
+    bool load();
+    /// Size of the frames that corners are marked in, px.
+    QSize frameSize() const { return tileSize; }
     /// Switches the correction on or off, and keeps that.
     void enable(bool isOn);
 

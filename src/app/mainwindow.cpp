@@ -68,8 +68,8 @@ MainWindow::~MainWindow() {
     // After closeEvent this is over at once; it matters when the program ends without the window being
     // closed.
     live->end();
-    // It uses the settings file, which is an earlier child and would go first.
-    delete settingDialog;
+    // What works on others goes before them; children would go in the order in which they came.
+    qDeleteAll(QObjectList{executor, calibration, saving, live, settingDialog});
     station->free();
     delete ui;
 }
@@ -178,12 +178,10 @@ void MainWindow::createSettingDialog() {
 void MainWindow::createControllers() {
     saving = new SavingController(settings, settingDialog, scene, live, statusLine, this);
 
-    tileSize = station->frameSize();
     calibration =
         new CalibrationController({settings, scene, live, calibrateDialog, ui->actionEnable, statusLine},
-                                  tileSize, station->layoutMode(), this);
-    calibration->load();
-    saving->removeLeftOvers();
+                                  station->frameSize(), station->layoutMode(), this);
+    saving->removeLeftOvers(calibration->load());
 
     CommandExecutor::Actions actions;
     actions.show = [this](const QString& echo) { statusLine->showMessage(echo); };
@@ -357,7 +355,7 @@ void MainWindow::sizeWindow() {
 void MainWindow::on_actionRearrange_triggered() {
     if (!live->item(0))
         return;
-    const QList<ImagePos> arranged = live->rearrange(settings->read(keys::kColumn), tileSize);
+    const QList<ImagePos> arranged = live->rearrange(settings->read(keys::kColumn), calibration->frameSize());
     const bool needsRestart = station->bindCameras(arranged);
     savePos(arranged);
     on_actionZoom_Fit_triggered();

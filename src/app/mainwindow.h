@@ -2,7 +2,6 @@
 
 #include <QList>
 #include <QMainWindow>
-#include <QSize>
 #include <cstdint>
 #include <memory>
 
@@ -141,6 +140,5 @@ private:
     SavingController* saving = nullptr;            // child of this
     CalibrationController* calibration = nullptr;  // child of this
     CommandExecutor* executor = nullptr;           // child of this
-    QSize tileSize;                                // px of a frame
     int32_t lang = 2;                              // 1 English, 2 Chinese
 };

@@ -3,9 +3,12 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QDir>
+#include <QFileInfo>
 #include <QGraphicsPixmapItem>
 #include <QMessageBox>
 #include <QScopedValueRollback>
+#include <QStringList>
+#include <QThread>
 
 #include "app/statusline.h"
 #include "control/picturefile.h"
@@ -15,6 +18,12 @@
 #include "platform/files.h"
 #include "settings/settingdialog.h"
 #include "settings/settingsfile.h"
+
+namespace {
+
+constexpr int kCleanerPatience = 1000;  // ms
+
+}  // namespace
 
 SavingController::SavingController(SettingsFile* file, SettingDialog* dialog, InteractiveScene* itemScene,
                                    LiveTiles* liveTiles, StatusLine* line, QWidget* window)
@@ -26,9 +35,24 @@ SavingController::SavingController(SettingsFile* file, SettingDialog* dialog, In
       statusLine(line),
       boxParent(window) {}
 
-void SavingController::removeLeftOvers() {
-    platform::removeLeftOvers(QStringLiteral("."));
-    platform::removeLeftOvers(settings->read(keys::kPath));
+SavingController::~SavingController() {
+    // A folder that does not answer must not keep the program from ending.
+    if (cleaner && !cleaner->wait(kCleanerPatience))
+        static_cast<void>(cleaner.release());
+}
+
+void SavingController::removeLeftOvers(bool alsoHere) {
+    QStringList folders{settings->read(keys::kPath)};
+    if (alsoHere)
+        folders.append(QStringLiteral("."));
+    else if (QFileInfo(folders.first()).canonicalFilePath() == QDir().canonicalPath())
+        return;
+    // Elsewhere than on the GUI thread: pictures add up, and their folder may be a slow one.
+    cleaner.reset(QThread::create([folders] {
+        for (const QString& folder : folders)
+            platform::removeLeftOvers(folder);
+    }));
+    cleaner->start();
 }
 
 void SavingController::refreshTiles() {
@@ -61,9 +85,10 @@ QString SavingController::fileFor(QChar separator, const QString& baseName) {
     return fileName;
 }
 
-void SavingController::tell(const QString& problem) {
-    statusLine->note(StatusNote::About::Picture,
-                     problem.isEmpty() ? problem : QStringLiteral("Picture not written: %1").arg(problem));
+void SavingController::tell(const QString& fileName, const QString& problem) {
+    statusLine->note(
+        StatusNote::About::Picture,
+        problem.isEmpty() ? problem : QStringLiteral("Picture not written: %1 (%2)").arg(problem, fileName));
 }
 
 void SavingController::saveWholeView(const QString& baseName) {
@@ -75,7 +100,7 @@ void SavingController::saveWholeView(const QString& baseName) {
     const QString fileName = fileFor(QLatin1Char('/'), baseName);
     if (fileName.isEmpty())
         return;
-    tell(saveScene(scene, fileName, settings->read(keys::kQuality)));
+    tell(fileName, saveScene(scene, fileName, settings->read(keys::kQuality)));
     // Whatever became of it: the note has what went wrong.
     statusLine->showMessage(QCoreApplication::translate("MainWindow", "Saved image ") + fileName);
 }
@@ -88,5 +113,6 @@ void SavingController::saveSelectedTile() {
     if (!item)
         return;
     const QString fileName = fileFor(QDir::separator(), snapshotName(QDateTime::currentDateTime()));
-    tell(writePicture(item->pixmap().toImage(), fileName, settings->read(keys::kQuality)));
+    if (!fileName.isEmpty())
+        tell(fileName, writePicture(item->pixmap().toImage(), fileName, settings->read(keys::kQuality)));
 }

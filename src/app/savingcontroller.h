@@ -2,9 +2,11 @@
 
 #include <QObject>
 #include <QString>
+#include <memory>
 
 class InteractiveScene;
 class LiveTiles;
+class QThread;
 class QWidget;
 class SettingDialog;
 class SettingsFile;
@@ -21,9 +23,11 @@ public:
     SavingController(SettingsFile* file, SettingDialog* dialog, InteractiveScene* itemScene,
                      LiveTiles* liveTiles, StatusLine* line, QWidget* window);
 
-    /// At start, once unfinished sets of files are done with: removes what a killed program left half
-    /// written, here and where pictures go.
-    void removeLeftOvers();
+    ~SavingController() override;
+
+    /// At start: removes what a killed program left half written where pictures go, in the background; also
+    /// in the working folder, once no unfinished set of files needs it any more.
+    void removeLeftOvers(bool alsoHere);
     /// Brings the tiles up to date, with what waits for the screen and what is kept while it is frozen. Then,
     /// if pictures are written, saves the whole view under a name made of the time.
     void saveNow();
@@ -41,7 +45,7 @@ private:
     QString fileFor(QChar separator, const QString& baseName);
 
     /// What became of a picture.
-    void tell(const QString& problem);
+    void tell(const QString& fileName, const QString& problem);
 
     SettingsFile* settings;   // not owned
     SettingDialog* options;   // not owned
@@ -50,4 +54,5 @@ private:
     StatusLine* statusLine;   // not owned
     QWidget* boxParent;       // not owned
     bool isPathBoxUp = false;
+    std::unique_ptr<QThread> cleaner;  // removes left-overs at start
 };

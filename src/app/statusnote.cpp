@@ -1,5 +1,6 @@
 #include "app/statusnote.h"
 
+#include <QPainter>
 #include <QStringList>
 #include <algorithm>
 
@@ -26,4 +27,16 @@ void StatusNote::tell(About about, const QString& problem) {
     const QString all = texts.join(QLatin1Char('\n')).toHtmlEscaped();
     setToolTip(all.isEmpty() ? all : QStringLiteral("<p style='white-space:pre-wrap'>%1</p>").arg(all));
     setVisible(!texts.isEmpty());
+}
+
+void StatusNote::paintEvent(QPaintEvent* event) {
+    const QRect area = contentsRect();
+    if (fontMetrics().horizontalAdvance(text()) <= area.width()) {
+        QLabel::paintEvent(event);
+        return;
+    }
+    QPainter painter(this);
+    painter.setPen(palette().color(QPalette::WindowText));
+    painter.drawText(area, int(alignment()) | Qt::TextSingleLine,
+                     fontMetrics().elidedText(text(), Qt::ElideRight, area.width()));
 }

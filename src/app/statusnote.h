@@ -19,6 +19,10 @@ public:
     /// seen, all are in the tool tip.
     void tell(About about, const QString& problem);
 
+protected:
+    /// Ends with dots where there is not enough room; the tool tip has all of it.
+    void paintEvent(QPaintEvent* event) override;
+
 private:
     struct Note {
         About about;

@@ -19,8 +19,9 @@ QSize Cameras::frameSize(int camera) {
 
 void Cameras::open(int count, int timeout) {
     for (int i = 0; i < count; ++i) {
-        // The library does not have to end the text.
-        char serial[kSerialNumberLength + 1] = {};
+        // The library does not have to end the text. A little longer than it is told, for one that is
+        // careless.
+        char serial[16] = {};
         CameraInit(i);
         CameraSetTimeout(i, timeout);
         CameraReadSerialNumber(i, serial, kSerialNumberLength);

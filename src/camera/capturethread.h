@@ -42,8 +42,6 @@ public:
     bool isCapturing() const { return capturing; }
     /// Lets the loop end after its current iteration; there is no way back.
     void stopCapturing();
-    /// True after `stopCapturing`.
-    bool isStopRequested() const { return terminateRequested; }
 
 signals:
     /// One frame. `id` is the tile index; the pixels of `img` lie in `buffer` without a copy; `buffer` was

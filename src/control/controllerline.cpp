@@ -15,21 +15,33 @@ ControllerLine::ControllerLine(const QString& portName, QObject* parent) : QSeri
 }
 
 bool ControllerLine::openLine() {
+    if (tryOpening())
+        return true;
+    const QString problem = QStringLiteral("Serial port %1 not opened: %2").arg(portName(), errorString());
+    qWarning("%s", qUtf8Printable(problem));
+    emit problemChanged(problem);
+    return false;
+}
+
+bool ControllerLine::tryOpening() {
     setBaudRate(QSerialPort::Baud9600);
     return open(QIODevice::ReadWrite);
 }
 
 void ControllerLine::noteError(SerialPortError error) {
+    if (error != QSerialPort::ResourceError && error != QSerialPort::ReadError)
+        return;
     // A line that was pulled is reported at every turn of the event loop for as long as it is open. Not
     // closed in here: the port is at work.
-    if (error == QSerialPort::ResourceError || error == QSerialPort::ReadError)
-        QMetaObject::invokeMethod(this, &ControllerLine::closeLost, Qt::QueuedConnection);
+    const QString reason = errorString();
+    QMetaObject::invokeMethod(
+        this, [this, reason] { closeLost(reason); }, Qt::QueuedConnection);
 }
 
-void ControllerLine::closeLost() {
+void ControllerLine::closeLost(const QString& reason) {
     if (!isOpen())
         return;
-    const QString problem = QStringLiteral("Serial port %1 lost: %2").arg(portName(), errorString());
+    const QString problem = QStringLiteral("Serial port %1 lost: %2").arg(portName(), reason);
     qWarning("%s", qUtf8Printable(problem));
     close();
     retry.start();
@@ -37,7 +49,7 @@ void ControllerLine::closeLost() {
 }
 
 void ControllerLine::tryAgain() {
-    if (!openLine())
+    if (!tryOpening())
         return;
     retry.stop();
     qWarning("Serial port %s is back", qUtf8Printable(portName()));

@@ -13,16 +13,17 @@ class ControllerLine : public QSerialPort {
 public:
     explicit ControllerLine(const QString& portName, QObject* parent = nullptr);
 
-    /// Opens the line; false if that fails.
+    /// Opens the line; false, and a problem, if that fails.
     bool openLine();
 
 signals:
-    /// What is wrong with a line that was open ("Serial port COM3 lost: ..."); empty when it is back.
+    /// What is wrong with the line ("Serial port COM3 lost: ..."); empty when it is back.
     void problemChanged(const QString& problem);
 
 private:
     void noteError(SerialPortError error);
-    void closeLost();
+    bool tryOpening();
+    void closeLost(const QString& reason);
     void tryAgain();
 
     QTimer retry;  // runs while the line is lost

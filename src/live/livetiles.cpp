@@ -110,7 +110,8 @@ void LiveTiles::end() {
 // ---- frames --------------------------------------------------------------------------------------
 
 void LiveTiles::handOver(int tile, Frame frame) {
-    inbox.put(tile, std::move(frame));
+    if (isTile(tile))
+        inbox.put(tile, std::move(frame));
 }
 
 void LiveTiles::deliver() {

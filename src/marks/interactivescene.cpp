@@ -116,14 +116,14 @@ QString InteractiveScene::saveMarks(int index) {
     return writeMarkFile(index, marks);
 }
 
-void InteractiveScene::loadMarks(int index) {
+QString InteractiveScene::loadMarks(int index) {
     if (items().isEmpty())
-        return;
+        return {};
     clearMarks();
     QFile file(markFileName(index));
     if (!file.open(QIODevice::ReadOnly | QIODevice::Text)) {
         qWarning("%s was not read: %s", qUtf8Printable(file.fileName()), qUtf8Printable(file.errorString()));
-        return;
+        return QStringLiteral("Marks not read: %1").arg(file.errorString());
     }
     MarkFileReader reader(&file);
     while (auto read = reader.next(this)) {
@@ -134,9 +134,11 @@ void InteractiveScene::loadMarks(int index) {
         marks.append(mark);
         addItem(mark);
     }
-    if (reader.hasLeftMarks())
-        qWarning("Only the first %d marks of %s were read", MarkFileReader::kMostMarks,
-                 qUtf8Printable(file.fileName()));
+    if (!reader.hasLeftMarks())
+        return {};
+    qWarning("Only the first %d marks of %s were read", MarkFileReader::kMostMarks,
+             qUtf8Printable(file.fileName()));
+    return QStringLiteral("Only the first %1 marks were read").arg(MarkFileReader::kMostMarks);
 }
 
 void InteractiveScene::restoreBarcodeMark(const QString& line) {

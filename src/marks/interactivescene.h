@@ -42,8 +42,9 @@ public:
     /// written..."), an empty text if nothing did.
     QString saveMarks(int index);
     /// Clears the marks and reads those of the mark file, as many as MarkFileReader gives; does nothing in a
-    /// scene without any item. A refused clearing does not keep it from loading.
-    void loadMarks(int index);
+    /// scene without any item. A refused clearing does not keep it from loading. Returns what could not be
+    /// read ("Marks not read..."), an empty text if all was.
+    QString loadMarks(int index);
 
     /// Makes an overlay from its saved line, unless there is one already or the line is none.
     void restoreBarcodeMark(const QString& line);

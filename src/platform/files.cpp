@@ -87,7 +87,7 @@ QFileInfo targetOf(const QString& fileName) {
 QString replaceTarget(const QString& fileName, const platform::FileWriter& write, platform::Disk disk) {
     const QFileInfo target = targetOf(fileName);
     if (target.isDir())
-        return QStringLiteral("The name is a folder's");
+        return qt_error_string(EISDIR);
     // A file that must not be written to is not replaced either, although its folder would allow it.
     if (target.exists() && !target.isWritable())
         return qt_error_string(EACCES);

@@ -1,13 +1,18 @@
 #include "platform/files.h"
 
 #include <QFile>
-#include <QThreadPool>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <fcntl.h>
+#include <system_error>
+#include <thread>
 #include <unistd.h>
 
 namespace {
+
+constexpr int kMostSyncs = 4;
+std::atomic<int> syncs{0};  // under way
 
 QString sync(int descriptor) {
     int result = 0;
@@ -53,8 +58,24 @@ void platform::startSync(const QFileDevice& file) {
     const auto syncAndClose = [copy] {
         fsync(copy);
         close(copy);
+        --syncs;
     };
-    // A disk that is slower than the pictures come is left to itself: files must not stay open without end.
-    if (!QThreadPool::globalInstance()->tryStart(syncAndClose))
-        close(copy);
+    try {
+        // A disk that is slower than the pictures come is left to itself: files must not stay open without
+        // end.
+        if (++syncs <= kMostSyncs) {
+            // Nobody waits for it, at the end of the program neither: the system goes on with what it has
+            // begun.
+            std::thread(syncAndClose).detach();
+            return;
+        }
+    } catch (const std::system_error&) {
+        // No thread to be had: left to itself, too.
+    }
+    --syncs;
+    close(copy);
+}
+
+int platform::syncsUnderWay() {
+    return syncs;
 }

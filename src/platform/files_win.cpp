@@ -62,6 +62,10 @@ QString platform::syncFolder(const QString&) {
     return {};
 }
 
+int platform::syncsUnderWay() {
+    return 0;
+}
+
 void platform::startSync(const QFileDevice&) {
     // NTFS writes a new file's bytes within seconds; a handle of its own would keep the file from being
     // renamed.

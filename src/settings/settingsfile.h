@@ -99,13 +99,3 @@ private:
     bool flushIsDue = false;
     QString problemText;
 };
-
-/// Reads one key of a configuration file from any thread: one QSettings object is not shared between threads.
-template <typename T>
-T readSetting(const QString& fileName, const SettingKey<T>& key) {
-    QSettings settings(fileName, QSettings::IniFormat);
-    settings.setIniCodec("UTF-8");
-    static_assert(!std::is_same_v<T, QString>, "text needs SettingsFile, which keeps its commas");
-    const QVariant stored = settings.value(key.name);
-    return stored.isValid() ? settingValue<T>(stored.toString()).value : key.fallback;
-}

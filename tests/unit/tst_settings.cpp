@@ -67,7 +67,6 @@ private slots:
     void lostFolderIsTold();
     void harmlessOddities_data();
     void harmlessOddities();
-    void anotherThreadsReading();
     void folderInPlaceOfTheFile();
     void unwritableFolderIsSurvived();
 
@@ -602,18 +601,6 @@ void TestSettings::harmlessOddities() {
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Quality")), QStringLiteral("33"));
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Lang")), QStringLiteral("1"));
     QVERIFY(!QFile::exists(QStringLiteral("setting.ini.bak")));
-}
-
-void TestSettings::anotherThreadsReading() {
-    const WorkingFolder folder;
-    SettingsFile settings(kFile);
-    settings.write(keys::kColor, 1);
-    int read = 0;
-    const std::unique_ptr<QThread> thread(
-        QThread::create([&] { read = readSetting(settings.fileName(), keys::kColor); }));
-    thread->start();
-    QVERIFY(thread->wait(5000));
-    QCOMPARE(read, 1);
 }
 
 void TestSettings::folderInPlaceOfTheFile() {

@@ -33,7 +33,11 @@ private slots:
     void executeThatFails_data();
     void executeThatFails();
     void calibrationThatIsNotWritten();
+    void marksThatAreNotRead();
+    void calibrationThatIsMissing();
+    void serialLineThatIsNotThere();
     void leftOversAreRemoved();
+    void leftOversOfAnUnfinishedSetStay();
     void noteLivesOnWhenMessagesGo();
 
 private:
@@ -269,10 +273,61 @@ void TestFailures::leftOversAreRemoved() {
     }
     start(window, "Path=pictures\n");
     for (const QString& folder : {QStringLiteral("./"), QStringLiteral("pictures/")}) {
-        QVERIFY2(!QFile::exists(folder + old), qPrintable(folder));
+        QTRY_VERIFY2_WITH_TIMEOUT(!QFile::exists(folder + old), qPrintable(folder), kWait);
         QVERIFY2(QFile::exists(folder + young), qPrintable(folder));
         QVERIFY2(QFile::exists(folder + foreign), qPrintable(folder));
     }
+}
+
+/// What an unfinished set of calibration files still needs is not taken away from it.
+void TestFailures::leftOversOfAnUnfinishedSetStay() {
+    const QString old = QStringLiteral(".bivista-0123456789abcdef0123456789abcdef");
+    WindowUnderTest window;
+    QVERIFY(QDir().mkdir(QStringLiteral("pictures")));
+    for (const QString& folder : {QStringLiteral("./"), QStringLiteral("pictures/")}) {
+        QVERIFY(WorkingFolder::write(folder + old, "x"));
+        QFile file(folder + old);
+        QVERIFY(file.open(QIODevice::ReadWrite));
+        QVERIFY(
+            file.setFileTime(QDateTime::currentDateTime().addSecs(-7200), QFileDevice::FileModificationTime));
+    }
+    QVERIFY(QDir().mkdir(QStringLiteral(".Cal.commit")));  // cannot be read
+    start(window, "Path=pictures\n");
+    QVERIFY2(note(window).startsWith(QStringLiteral("Calibration files of different runs: ")),
+             qPrintable(note(window)));
+    QTRY_VERIFY_WITH_TIMEOUT(!QFile::exists(QStringLiteral("pictures/") + old), kWait);
+    QVERIFY(QFile::exists(old));
+}
+
+void TestFailures::marksThatAreNotRead() {
+    WindowUnderTest window;
+    start(window);
+    window.action("actionLoad_Corner")->trigger();
+    QVERIFY2(note(window).startsWith(QStringLiteral("Marks not read: ")), qPrintable(note(window)));
+    loadCorners(window, {{10, 10}});
+    QCOMPARE(note(window), QString());
+}
+
+/// Only where the correction is wanted.
+void TestFailures::calibrationThatIsMissing() {
+    {
+        WindowUnderTest window;
+        start(window);
+        QCOMPARE(note(window), QString());
+    }
+    WindowUnderTest window;
+    start(window, "Trans=1\n");
+    QCOMPARE(note(window), QStringLiteral("Correction is off: no calibration for camera 0"));
+    loadCorners(window, {{40, 30}, {260, 36}, {35, 200}, {270, 205}});
+    execute(window, QStringLiteral("5"), QStringLiteral("2"));
+    QCOMPARE(note(window), QString());
+}
+
+void TestFailures::serialLineThatIsNotThere() {
+    WindowUnderTest window;
+    start(window, "Port=/nowhere/tty\n");
+    QVERIFY2(note(window).contains(QStringLiteral(" not opened: ")), qPrintable(note(window)));
+    QCOMPARE(window.leftText(), QStringLiteral("Serial port /nowhere/tty open failed."));
 }
 
 /// Messages live for a minute; what is still wrong is still said.
