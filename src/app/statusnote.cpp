@@ -9,8 +9,6 @@ StatusNote::StatusNote(QWidget* parent) : QLabel(parent) {
     // Names from outside are shown as they are, whatever brackets they hold.
     setTextFormat(Qt::PlainText);
     setStyleSheet(QStringLiteral("QLabel { color: #b00020; font-weight: bold; padding: 0px 6px; }"));
-    // A long one is cut rather than making the window wider.
-    setMinimumWidth(1);
     hide();
 }
 

@@ -335,6 +335,12 @@ void SimulatorCases::tornSlotFileIsReported() {
     QCOMPARE(CameraGetGamma(0, &gamma), 0);
     QCOMPARE(gamma, 1.5);
 
+    // Whole, but none of ours.
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("[1, 2]");
+    file.close();
+    QVERIFY(CameraLoadParameter(0, 0) != 0);
+
     // Values that make no sense are taken one by one for the factory's.
     QVERIFY(file.open(QIODevice::WriteOnly));
     file.write(

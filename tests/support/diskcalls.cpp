@@ -18,6 +18,7 @@ std::mutex mutex;
 std::condition_variable isFast;
 bool isSlow = false;
 int syncError = 0;
+int interruptions = 0;
 QVector<diskcalls::Sync> syncs;
 
 }  // namespace
@@ -29,6 +30,11 @@ extern "C" int fsync(int descriptor) {
     syncs.append({QFile::symLinkTarget(entry), getpid() == syscall(SYS_gettid)});
     if (!isFast.wait_for(lock, kLongestWait, [] { return !isSlow; }))
         isSlow = false;
+    if (interruptions > 0) {
+        --interruptions;
+        errno = EINTR;
+        return -1;
+    }
     if (syncError != 0) {
         errno = syncError;
         return -1;
@@ -61,6 +67,11 @@ diskcalls::BrokenDisk::BrokenDisk(int error) {
 diskcalls::BrokenDisk::~BrokenDisk() {
     const std::lock_guard<std::mutex> lock(mutex);
     syncError = 0;
+}
+
+void diskcalls::interruptSyncs(int times) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    interruptions = times;
 }
 
 int diskcalls::openDescriptors(const QString& folder) {

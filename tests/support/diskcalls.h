@@ -34,6 +34,9 @@ public:
     BrokenDisk& operator=(const BrokenDisk&) = delete;
 };
 
+/// The next waits for the disk, so many, are interrupted by a signal, as the system calls it, and not over.
+void interruptSyncs(int times);
+
 /// How many files, pipes and whatever else this process has open; of a folder, how many files in it.
 int openDescriptors(const QString& folder = {});
 

@@ -20,6 +20,7 @@ private slots:
     void noDescriptorStays();
     void slowDiskKeepsFewFilesOpen();
     void diskThatFailsAtTheEnd();
+    void interruptedWaitGoesOn();
     void grownTooLargeLeavesNothing_data();
     void grownTooLargeLeavesNothing();
     void fullDiskLeavesNothing();
@@ -138,6 +139,15 @@ void TestDisk::diskThatFailsAtTheEnd() {
     const diskcalls::BrokenDisk without(EINVAL);
     QCOMPARE(platform::replaceFile(QStringLiteral("a.txt"), "new"), QString());
     QCOMPARE(platform::syncFolder(QStringLiteral(".")), QString());
+}
+
+/// Waited for again, neither taken for done nor for a failure.
+void TestDisk::interruptedWaitGoesOn() {
+    const WorkingFolder folder;
+    diskcalls::interruptSyncs(3);
+    QCOMPARE(platform::replaceFile(QStringLiteral("a.txt"), "new"), QString());
+    QCOMPARE(WorkingFolder::read(QStringLiteral("a.txt")), QByteArray("new"));
+    QCOMPARE(diskcalls::takeSyncs().size(), 3 + 2);  // the file's and the folder's
 }
 
 void TestDisk::grownTooLargeLeavesNothing_data() {

@@ -63,7 +63,10 @@ void TestStatusNote::longTextsKeepTheWindow() {
     line.note(About::Picture, QString(5000, QLatin1Char('x')));
     QCoreApplication::processEvents();
     QCOMPARE(window.width(), 500);
-    QVERIFY(window.findChild<QLabel*>(QStringLiteral("statusNote"))->isVisible());
+    const auto* note = window.findChild<QLabel*>(QStringLiteral("statusNote"));
+    QVERIFY(note->isVisible());
+    QVERIFY(window.minimumSizeHint().width() < 500);
+    QVERIFY(note->geometry().right() < window.statusBar()->width());
 }
 
 void TestStatusNote::liesBetweenTheOthers() {
