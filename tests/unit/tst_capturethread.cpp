@@ -3,6 +3,7 @@
 #include <QSemaphore>
 #include <QtTest>
 #include <cstring>
+#include <ctime>
 
 #include "camera/capturethread.h"
 #include "camera/kvcap2.h"
@@ -39,6 +40,7 @@ private slots:
     void pauseAndResumeKeepTheThread();
     void stopWhileAQueryIsUnderWay();
     void stopWhileIdle();
+    void idleThreadRests();
     void failedQueriesAreSilentAndRepeated();
     void noSizeNoQuery_data();
     void noSizeNoQuery();
@@ -229,6 +231,23 @@ void TestCaptureThread::streamAfterTheEndStartsNothing() {
     QVERIFY(!thread->isRunning());
     QVERIFY(!thread->isCapturing());
     QCOMPARE(started.count(), 1);
+}
+
+/// A paused program leaves the processor to others.
+void TestCaptureThread::idleThreadRests() {
+#ifdef Q_OS_UNIX
+    CaptureThread* thread = makeThread();
+    thread->start();
+    QTRY_VERIFY(thread->isRunning());
+    // Processor time of the whole process, which does nothing else.
+    const std::clock_t before = std::clock();
+    QTest::qWait(500);
+    const double seconds = double(std::clock() - before) / CLOCKS_PER_SEC;
+    stop(thread);
+    QVERIFY2(seconds < 0.25, qPrintable(QString::number(seconds)));
+#else
+    QSKIP("Processor time is not told apart from the time here");
+#endif
 }
 
 void TestCaptureThread::failedQueriesAreSilentAndRepeated() {
