@@ -244,7 +244,7 @@ void TestCaptureThread::idleThreadRests() {
     QTest::qWait(500);
     const double seconds = double(std::clock() - before) / CLOCKS_PER_SEC;
     stop(thread);
-    QVERIFY2(seconds < 0.25, qPrintable(QString::number(seconds)));
+    QVERIFY2(seconds < 0.15, qPrintable(QString::number(seconds)));
 #else
     QSKIP("Processor time is not told apart from the time here");
 #endif
