@@ -58,6 +58,7 @@ private slots:
     void antiFlickerCalmsTheLight();
     void resolutionCountsFromTheNextFrame();
     void slotsKeepParameters();
+    void slotsKeepEveryParameter();
     void tornSlotFileIsReported();
     void unwritableSlotIsReported();
 

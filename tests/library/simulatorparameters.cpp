@@ -323,6 +323,49 @@ void SimulatorCases::slotsKeepParameters() {
     QCOMPARE(QDir().entryList(QDir::Files), QStringList{"kvcap2-slots.json"});
 }
 
+void SimulatorCases::slotsKeepEveryParameter() {
+    QCOMPARE(CameraInit(0), 0);
+    const auto change = [](auto get, auto set, auto value) {
+        auto before = value;
+        QCOMPARE(get(0, &before), 0);
+        QVERIFY2(before != value, "not the factory's");
+        QCOMPARE(set(0, value), 0);
+    };
+    const auto isKept = [](auto get, auto value) {
+        auto now = decltype(value)();
+        return get(0, &now) == 0 && now == value;
+    };
+    change(CameraGetContrast, CameraSetContrast, 1.25);
+    change(CameraGetSaturation, CameraSetSaturation, 0.5);
+    change(CameraGetBlackLevel, CameraSetBlackLevel, int32_t{9});
+    change(CameraGetAdvancedGain, CameraSetAdvancedGain, int32_t{2});
+    change(CameraGetGain, CameraSetGain, int32_t{40});
+    change(CameraGetAGC, CameraSetAGC, true);
+    change(CameraGetAEC, CameraSetAEC, true);
+    change(CameraGetAETarget, CameraSetAETarget, int32_t{77});
+    change(CameraGetTimeout, CameraSetTimeout, int32_t{800});
+    change(CameraGetAntiFlicker, CameraSetAntiFlicker, int32_t{2});
+    change(CameraGetMirrorX, CameraSetMirrorX, true);
+    change(CameraGetHighspeed, CameraSetHighspeed, true);
+    change(CameraGetDelay, CameraSetDelay, int32_t{300});
+    QCOMPARE(CameraSaveParameter(0, 0), 0);
+    QCOMPARE(CameraFree(0), 0);
+    QCOMPARE(CameraInit(0), 0);
+    QCOMPARE(CameraLoadParameter(0, 0), 0);
+    QVERIFY(isKept(CameraGetContrast, 1.25));
+    QVERIFY(isKept(CameraGetSaturation, 0.5));
+    QVERIFY(isKept(CameraGetBlackLevel, int32_t{9}));
+    QVERIFY(isKept(CameraGetAdvancedGain, int32_t{2}));
+    QVERIFY(isKept(CameraGetAGC, true));
+    QVERIFY(isKept(CameraGetAEC, true));
+    QVERIFY(isKept(CameraGetAETarget, int32_t{77}));
+    QVERIFY(isKept(CameraGetTimeout, int32_t{800}));
+    QVERIFY(isKept(CameraGetAntiFlicker, int32_t{2}));
+    QVERIFY(isKept(CameraGetMirrorX, true));
+    QVERIFY(isKept(CameraGetHighspeed, true));
+    QVERIFY(isKept(CameraGetDelay, int32_t{300}));
+}
+
 void SimulatorCases::tornSlotFileIsReported() {
     QCOMPARE(CameraInit(0), 0);
     QFile file(QStringLiteral("kvcap2-slots.json"));
