@@ -8,6 +8,7 @@
 #include <QThread>
 #include <QTimer>
 #include <cstdlib>
+#include <utility>
 
 #include "app/aboutdialog.h"
 #include "app/calibrationcontroller.h"
@@ -240,9 +241,9 @@ bool MainWindow::nativeEvent(const QByteArray& eventType, void* message, long* r
 }
 
 void MainWindow::CheckCom() {
-    const QByteArray received = serialPort ? serialPort->readAll() : QByteArray();
-    if (received.isEmpty())
+    if (!serialPort || serialPort->bytesAvailable() == 0)
         return;
+    const QByteArray received = serialPort->readAll();
     // What this command shows stays for a full minute.
     statusLine->keepMessage();
     executor->execute(parseSerialCommand(received));
@@ -254,7 +255,7 @@ void MainWindow::CheckCom() {
 // ---- frames ------------------------------------------------------------------------------------
 
 void MainWindow::process(int id, QImage img, unsigned char* buffer, quint64 timestamp) {
-    live->showNow(id, Frame(img, buffer, timestamp));
+    live->showNow(id, Frame(std::move(img), buffer, timestamp));
 }
 
 void MainWindow::updateFps() {
@@ -363,7 +364,7 @@ void MainWindow::on_actionRearrange_triggered() {
         QMessageBox::warning(this, tr("Restart"), tr("Restart to continue."), QMessageBox::Ok);
 }
 
-void MainWindow::savePos(QList<ImagePos> lst) {
+void MainWindow::savePos(const QList<ImagePos>& lst) {
     for (int slot = 0; slot < live->count(); ++slot)
         station->storePlace(slot, live->placeInSlot(slot, lst));
 }

@@ -64,7 +64,7 @@ public slots:
 
     /// Stores the tiles' positions (scene px) for the next start, not yet on disk. An empty list stores where
     /// each tile is; otherwise slot k gets the place of the tile in entry k.
-    void savePos(QList<ImagePos> lst);
+    void savePos(const QList<ImagePos>& lst);
     /// Maximises the window, starts the streams and puts the saved overlays back.
     void sizeWindow();
     void resetView();

@@ -73,7 +73,7 @@ void SavingController::saveScanned(const QString& barcode) {
 }
 
 QString SavingController::fileFor(QChar separator, const QString& baseName) {
-    const QString fileName =
+    QString fileName =
         snapshotFileName(settings->read(keys::kPath), separator, baseName, settings->read(keys::kType));
     // One box at a time: a machine controller goes on sending triggers while nobody is there to answer.
     if (fileName.isEmpty() && !isPathBoxUp) {

@@ -38,7 +38,7 @@ QImage blankPicture(int width, int height, QImage::Format format) {
         static_cast<uchar*>(memory->bytes), width, height, stride, format,
         [](void* info) { delete static_cast<PictureMemory*>(info); }, memory.get());
     if (!image.isNull())
-        memory.release();  // the picture's now
+        static_cast<void>(memory.release());  // the picture's now
     return image;
 }
 

@@ -43,7 +43,7 @@ public:
         close();
         if (error() == NoError)
             return {};
-        const QString problem = errorString();
+        QString problem = errorString();
         QFile::remove(fileName());
         return problem;
     }
@@ -140,7 +140,7 @@ QString platform::replaceFile(const QString& fileName, const FileWriter& write, 
         qWarning("A file without a name was not written");
         return QStringLiteral("No file name");
     }
-    const QString problem = replaceTarget(fileName, write, disk);
+    QString problem = replaceTarget(fileName, write, disk);
     if (!problem.isEmpty())
         qWarning("%s was not written: %s", qUtf8Printable(fileName), qUtf8Printable(problem));
     return problem;

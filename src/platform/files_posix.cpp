@@ -46,7 +46,7 @@ QString platform::syncFolder(const QString& folder) {
     // In a folder that may be written to and not be read nothing more can be done.
     if (descriptor == -1)
         return errno == EACCES ? QString() : qt_error_string(errno);
-    const QString problem = sync(descriptor);
+    QString problem = sync(descriptor);
     close(descriptor);
     return problem;
 }

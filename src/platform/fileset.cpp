@@ -45,7 +45,7 @@ QString nameOf(const QString& path) {
 /// A new file of this content, on the disk at the return, with the permissions of another one if that is
 /// there. What went wrong is returned, and no file is left then.
 QString writeNew(const QString& name, const QByteArray& content, const QString& like) {
-    const QString problem = platform::writeNewFile(name, [&](QIODevice& file) {
+    QString problem = platform::writeNewFile(name, [&](QIODevice& file) {
         return file.write(content) == content.size() ? QString() : file.errorString();
     });
     if (problem.isEmpty() && QFile::exists(like))
@@ -248,7 +248,7 @@ private:
 
 QString platform::replaceFileSet(const QString& note, const QVector<NewFile>& files,
                                  const FileSetStep& step) {
-    const QString problem = recoverFileSet(note, step);
+    QString problem = recoverFileSet(note, step);
     if (!problem.isEmpty())
         return problem;
     FileSet set(note, {}, step);
