@@ -490,8 +490,8 @@ void TestSnapshot::heldFileIsTriedAgain() {
     });
     QImage image(3, 3, QImage::Format_RGB32);
     image.fill(0);
-    const bool isWritten = isPicture ? writePicture(image, QStringLiteral("./a.png"), 75)
-                                     : platform::replaceFile(QStringLiteral("a.png"), QByteArray("new"));
+    const QString problem = isPicture ? writePicture(image, QStringLiteral("./a.png"), 75)
+                                      : platform::replaceFile(QStringLiteral("a.png"), QByteArray("new"));
     scanner.join();
     QCOMPARE(problem, QString());
     QVERIFY(WorkingFolder::read(QStringLiteral("a.png")) != "old");
