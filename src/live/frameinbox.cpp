@@ -1,6 +1,5 @@
 #include "live/frameinbox.h"
 
-#include <QMutexLocker>
 #include <utility>
 
 namespace {
@@ -15,7 +14,7 @@ void FrameInbox::put(int tile, Frame frame) {
     std::optional<Frame> overtaken;  // freed when the mutex is not held any more
     bool isFirst = false;
     {
-        const QMutexLocker lock(&mutex);
+        const std::lock_guard<std::mutex> lock(mutex);
         Delivery& delivery = deliveries[static_cast<size_t>(tile)];
         overtaken = std::exchange(delivery.newest, std::move(frame));
         if (overtaken) {
@@ -30,12 +29,12 @@ void FrameInbox::put(int tile, Frame frame) {
 }
 
 FrameInbox::Deliveries FrameInbox::take() {
-    const QMutexLocker lock(&mutex);
+    const std::lock_guard<std::mutex> lock(mutex);
     isFilled = false;
     return std::exchange(deliveries, {});
 }
 
 bool FrameInbox::holds(int tile) const {
-    const QMutexLocker lock(&mutex);
+    const std::lock_guard<std::mutex> lock(mutex);
     return deliveries[static_cast<size_t>(tile)].newest.has_value();
 }

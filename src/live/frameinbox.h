@@ -1,9 +1,9 @@
 #pragma once
 
-#include <QMutex>
 #include <QObject>
 #include <QVector>
 #include <array>
+#include <mutex>
 #include <optional>
 
 #include "live/frame.h"
@@ -38,7 +38,7 @@ signals:
     void filled();
 
 private:
-    mutable QMutex mutex;  // guards the next ones
+    mutable std::mutex mutex;  // guards the next ones
     Deliveries deliveries;
     bool isFilled = false;
 };

@@ -9,6 +9,7 @@
 #include <QUuid>
 #include <algorithm>
 #include <cerrno>
+#include <system_error>
 
 namespace {
 
@@ -68,7 +69,7 @@ private:
     /// Once more: a disk that took a part says why only when it takes nothing.
     QString reason() {
         flush();
-        return error() != NoError ? errorString() : qt_error_string(ENOSPC);
+        return error() != NoError ? errorString() : platform::errorText(ENOSPC);
     }
 
     QString trouble;
@@ -87,10 +88,10 @@ QFileInfo targetOf(const QString& fileName) {
 QString replaceTarget(const QString& fileName, const platform::FileWriter& write, platform::Disk disk) {
     const QFileInfo target = targetOf(fileName);
     if (target.isDir())
-        return qt_error_string(EISDIR);
+        return platform::errorText(EISDIR);
     // A file that must not be written to is not replaced either, although its folder would allow it.
     if (target.exists() && !target.isWritable())
-        return qt_error_string(EACCES);
+        return platform::errorText(EACCES);
     const QString temporary = platform::temporaryNameFor(target.filePath());
     QString problem = platform::writeNewFile(temporary, write, disk);
     if (!problem.isEmpty())
@@ -111,6 +112,11 @@ const QString& temporaryPrefix() {
 }
 
 }  // namespace
+
+QString platform::errorText(int number) {
+    // Not by Qt, which takes numbers for the system's own: on Windows those are others.
+    return QString::fromLocal8Bit(std::generic_category().message(number).c_str());
+}
 
 QString platform::temporaryNameFor(const QString& fileName) {
     const QString name = temporaryPrefix() + QUuid::createUuid().toString(QUuid::Id128);

@@ -62,6 +62,9 @@ int removeLeftOvers(const QString& folder, std::chrono::milliseconds age = std::
 /// been done.
 QString syncFile(const QFileDevice& file);
 
+/// What one of the error numbers of <cerrno> means ("Permission denied"), the same on every system.
+QString errorText(int number);
+
 /// Has the disk take an open file, without waiting for it; the file may be closed at once. A few at a time
 /// are pushed on by threads of their own, which touch nothing but the file and which the end of the program
 /// does not wait for; beyond that the system writes when it likes.

@@ -138,7 +138,7 @@ public:
         QString problem;
         for (const Entry& entry : qAsConst(entries)) {
             if (!entry.isWaiting() && !entry.isInPlace())
-                problem = qt_error_string(ENOENT);
+                problem = platform::errorText(ENOENT);
         }
         for (int i = 0; i < entries.size() && problem.isEmpty(); ++i) {
             const Entry& entry = entries[i];
@@ -172,10 +172,10 @@ private:
         if (target.isSymLink())
             target.setFile(target.symLinkTarget());
         if (file.name.isEmpty() || target.isDir())
-            return qt_error_string(file.name.isEmpty() ? ENOENT : EISDIR);
+            return platform::errorText(file.name.isEmpty() ? ENOENT : EISDIR);
         // A file that must not be written to is not replaced either, although its folder would allow it.
         if (target.exists() && !target.isWritable())
-            return qt_error_string(EACCES);
+            return platform::errorText(EACCES);
         Entry entry;
         entry.target = target.filePath();
         entry.hash = QCryptographicHash::hash(file.content, QCryptographicHash::Sha1).toHex();

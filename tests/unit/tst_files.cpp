@@ -112,8 +112,9 @@ void TestFiles::nowhereIsNoPlace() {
 void TestFiles::folderThatIsNotThere() {
     const WorkingFolder folder;
     ignoreFailure();
-    QCOMPARE(platform::replaceFile(QStringLiteral("gone/a.txt"), "x"),
-             QStringLiteral("No such file or directory"));
+    QFile gone(QStringLiteral("gone/b.txt"));
+    QVERIFY(!gone.open(QIODevice::WriteOnly));
+    QCOMPARE(platform::replaceFile(QStringLiteral("gone/a.txt"), "x"), gone.errorString());
     QCOMPARE(everything(), QStringList());
 }
 
@@ -240,10 +241,12 @@ void TestFiles::leftOversOfAFolderThatIsNotThere() {
     // A folder of the name stays, and a link, and what it leads to.
     QVERIFY(QDir().mkdir(temporaryName()));
     QCOMPARE(platform::removeLeftOvers(QStringLiteral("."), std::chrono::hours(-1)), 1);
+#ifdef Q_OS_UNIX  // elsewhere links are files of their own kind
     QVERIFY(WorkingFolder::write(QStringLiteral("a.txt"), "x"));
     QVERIFY(QFile::link(QStringLiteral("a.txt"), temporaryName()));
     QCOMPARE(platform::removeLeftOvers(QStringLiteral("."), std::chrono::hours(-1)), 0);
     QCOMPARE(everything().size(), 3);
+#endif
 }
 
 QTEST_GUILESS_MAIN(TestFiles)
