@@ -1,5 +1,6 @@
 // What one frame costs on its way from the capture thread to the pixmap of its tile, in ms and as a multiple
-// of a plain copy of the same frame in the same run.
+// of a plain copy of the same frame in the same run; and what the screen's pixels of a corrected picture
+// cost.
 //
 //   bench_framepath [--quick]
 
@@ -10,18 +11,24 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cmath>
 #include <cstring>
 #include <functional>
+#include <memory>
 #include <opencv2/imgproc.hpp>
+#include <vector>
 
 #include "calibration/correction.h"
 #include "calibration/correctionmaps.h"
 #include "calibration/runtable.h"
+#include "live/framepictures.h"
+#include "live/screenpicture.h"
 
 namespace {
 
 constexpr int kWidth = 2560;
 constexpr int kHeight = 1440;
+constexpr double kFit = 0.37;  // four of them on a screen of 1920 x 1080
 
 struct Step {
     const char* name;
@@ -40,9 +47,9 @@ double median(QVector<double> values) {
     return values[values.size() / 2];
 }
 
-QImage noise(QImage::Format format) {
-    QImage frame(kWidth, kHeight, format);
-    cv::Mat bytes(kHeight, frame.bytesPerLine(), CV_8U, frame.bits());
+QImage noise(QImage::Format format, QSize size = {kWidth, kHeight}) {
+    QImage frame(size, format);
+    cv::Mat bytes(frame.height(), frame.bytesPerLine(), CV_8U, frame.bits());
     cv::RNG(1).fill(bytes, cv::RNG::UNIFORM, 0, 256);
     return frame;
 }
@@ -69,8 +76,18 @@ QRect cropOf(const Correction& correction) {
     return cropRectangle(*geometry, correction.dstCorners, 0, 3);
 }
 
+/// The device pixels whose centres lie in a picture.
+QRect shownPart(QSize size, const Placement& placement) {
+    const auto pixel = [](double edge) { return int(std::ceil(edge - 0.5 - 1e-6)); };
+    const QPointF& from = placement.origin;
+    return {QPoint(pixel(from.x()), pixel(from.y())),
+            QPoint(pixel(from.x() + size.width() * placement.scale) - 1,
+                   pixel(from.y() + size.height() * placement.scale) - 1)};
+}
+
 void measure(const char* title, QImage::Format format, double degrees, int rounds) {
     const QImage frame = noise(format);
+    FramePictures pictures;
     QByteArray copy(static_cast<int>(frame.sizeInBytes()), 0);
     const Correction correction = correctionOf(degrees);
     QImage corrected;
@@ -78,7 +95,9 @@ void measure(const char* title, QImage::Format format, double degrees, int round
 
     QVector<Step> steps{
         {"copy of the frame", [&] { std::memcpy(copy.data(), frame.constBits(), size_t(copy.size())); }, {}},
-        {"uncorrected: frame to pixmap", [&] { shown = QPixmap::fromImage(frame); }, {}},
+        {"uncorrected: frame to pixmap",
+         [&] { shown = QPixmap::fromImage(pictures.plain(frame), Qt::NoFormatConversion); },
+         {}},
         {"plain: remap and crop", [&] { corrected = correctedPicture(frame, correction, 3, 4, 0); }, {}},
         {"plain: frame to pixmap",
          [&] { shown = QPixmap::fromImage(correctedPicture(frame, correction, 3, 4, 0)); },
@@ -86,13 +105,40 @@ void measure(const char* title, QImage::Format format, double degrees, int round
     };
     const RunTable table(correction.mapX[3], correction.mapY[3], cropOf(correction),
                          RunTable::Shape::of(frame));
-    QImage picture(table.pictureSize(), QImage::Format_RGB32);
+    QImage picture(table.pictureSize(), format);
     picture.fill(0);
     steps.append({"run table: frame to pixmap",
                   [&] {
                       shown = QPixmap();
                       table.apply(frame, picture);
-                      shown = QPixmap::fromImage(picture);
+                      shown = QPixmap::fromImage(picture, Qt::NoFormatConversion);
+                  },
+                  {}});
+    ScreenPicture screen;
+    const Placement fit{kFit, {0.3, 0.6}};
+    const QRect part = shownPart(picture.size(), fit);
+    steps.append({"run table, then to the screen",
+                  [&] {
+                      table.apply(frame, picture);
+                      screen.of(picture, fit, part);
+                  },
+                  {}});
+    steps.append({"run table, to the screen meanwhile",
+                  [&] {
+                      screen.follow(picture, 0);
+                      table.apply(frame, picture, [&](int rows) { screen.follow(picture, rows); });
+                  },
+                  {}});
+    Correction smooth = correction;
+    smooth.isSmooth = true;
+    steps.append({"smooth by remap: frame to pixmap",
+                  [&] { shown = QPixmap::fromImage(correctedPicture(frame, smooth, 3, 4, 0)); },
+                  {}});
+    steps.append({"smooth table: frame to pixmap",
+                  [&] {
+                      shown = QPixmap();
+                      shown = QPixmap::fromImage(pictures.corrected(frame, smooth, 3, 4, 0),
+                                                 Qt::NoFormatConversion);
                   },
                   {}});
     // Interleaved, so that a slow moment of the machine hits all of them.
@@ -109,6 +155,47 @@ void measure(const char* title, QImage::Format format, double degrees, int round
     }
 }
 
+/// One tile to the screen, at Zoom Fit, farther in and at the pictures' own size,
+/// where a screen of 1920 x 1080 shows a part.
+void measureScreen(const char* title, QImage::Format format, int rounds) {
+    const QImage frame = noise(format);
+    QByteArray copy(static_cast<int>(frame.sizeInBytes()), 0);
+    const QImage picture = noise(format, {2320, 1300});
+    const QRect screen(0, 0, 1920, 1080);
+    QVector<Step> steps{
+        {"copy of the frame", [&] { std::memcpy(copy.data(), frame.constBits(), size_t(copy.size())); }, {}}};
+    std::vector<std::unique_ptr<ScreenPicture>> shown;
+    std::vector<QByteArray> names;
+    const std::vector<const platform::BoxLoops*> every = platform::everyBoxLoops();
+    names.reserve(every.size() * 6);
+    for (const platform::BoxLoops* loops : every) {
+        for (const double scale : {0.2, kFit, 0.45, 0.75, 1.0, 1.4}) {
+            const Placement placement{scale, {0.3, 0.6}};
+            const QRect part = shownPart(picture.size(), placement) & screen;
+            shown.push_back(std::make_unique<ScreenPicture>(*loops));
+            QByteArray name = QByteArray("to the screen at ") + QByteArray::number(scale);
+            if (scale == kFit)
+                name += ", fit";
+            names.push_back(loops == every.front() ? name : name + ", " + loops->name);
+            steps.append(
+                {names.back().constData(),
+                 [&picture, placement, part, to = shown.back().get()] { to->of(picture, placement, part); },
+                 {}});
+        }
+    }
+    for (int round = 0; round < rounds; ++round) {
+        for (Step& step : steps)
+            step.times.append(milliseconds(step.run));
+    }
+    const double base = median(steps.first().times);
+    std::printf("%s picture of %d x %d to the screen by %s, medians of %d\n", title, picture.width(),
+                picture.height(), every.front()->name, rounds);
+    for (const Step& step : qAsConst(steps)) {
+        const double time = median(step.times);
+        std::printf("  %-34s %8.2f ms %7.1f x copy\n", step.name, time, time / base);
+    }
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
@@ -119,5 +206,7 @@ int main(int argc, char* argv[]) {
         measure("grey", QImage::Format_Grayscale8, degrees, rounds);
         measure("colour", QImage::Format_RGB888, degrees, rounds);
     }
+    measureScreen("grey", QImage::Format_Grayscale8, rounds);
+    measureScreen("colour", QImage::Format_RGB888, rounds);
     return 0;
 }

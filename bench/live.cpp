@@ -1,48 +1,56 @@
 // The whole way of the frames, live: the real window on an X server of its own, the simulated camera library,
-// four grey cameras of 2560 x 1440 px with the correction on.
+// four cameras of 2560 x 1440 px with the correction on. The cameras are not in step, as real ones are not:
+// their phases are spread, their frames jitter, and their rates differ by 0.1 to 0.5 %.
 //
 //   bench_live                        all cases, a process each
 //   bench_live --quick                each for a moment only, to see that they run
+//   bench_live --list                 the cases
+//   bench_live --rows A,B             only these
+//   bench_live --seconds N            each measured for so long, 10 s unless told
+//   bench_live --beside PROGRAM       the same program of another build, case by case in turns, on this one's
+//   camera
+//                                     library; at the end what each case costs here and there, medians of the
+//                                     rounds
+//   bench_live --rounds N             of --beside, 5 unless told
 //   bench_live --case NAME SECONDS    one of them, on whatever display there is
 //
 // "shown" are frames that were painted, of those that the cameras delivered, both by their time stamps;
 // "latency" is from a frame's time stamp to the end of the painting that shows it; a tile is "current" after
-// a block when it shows a frame that was taken after it. A processor is one core: 200 % are two.
+// a block when it shows a frame that was taken after it. A processor is one core: 200 % are two. "processor"
+// is that of this process without "cameras", what its threads take inside CameraQueryImage, in the same
+// seconds; the X server is not in it.
+
+#include <sched.h>
 
 #include <QApplication>
-#include <QCursor>
-#include <QGraphicsPixmapItem>
 #include <QProcess>
+#include <QRegularExpression>
+#include <QScreen>
 #include <QSlider>
 #include <QTimer>
-#include <atomic>
 #include <cstdio>
-#include <limits>
-#include <map>
-#include <opencv2/imgproc.hpp>
-#include <sys/resource.h>
-#include <thread>
 
+#include "bareview.h"
 #include "calibration/calibrationfile.h"
-#include "camera/capturethread.h"
 #include "camera/kvcap2.h"
-#include "support/mainwindowtest.h"
+#include "exactscreen.h"
 #include "live/tile.h"
+#include "livemeasure.h"
+#include "support/mainwindowtest.h"
 #include "support/xserver.h"
 
 namespace {
 
-constexpr int kCameras = 4;
-constexpr int kOldest = 300;  // ms; an older frame is not shown
-constexpr qint64 kNever = std::numeric_limits<qint64>::max();
-int warmUp = 2000;  // ms
-
-const QSize kFrame(2560, 1440);
+enum class Show { Window, BareView };
 
 struct Case {
     const char* name;
     const char* title;
-    int rate;  // frames a second of each camera
+    double rate;  // frames a second of each camera, about
+    Show where = Show::Window;
+    bool isInStep = false;
+    bool isBusy = false;  // another process takes what it can get of one core
+    bool isQuick = true;  // also in a quick run
 };
 
 const Case kCases[] = {
@@ -51,134 +59,64 @@ const Case kCases[] = {
     {"live15", "15 frames a second", 15},
     {"live30", "30 frames a second", 30},
     {"live60", "60 frames a second", 60},
+    {"busy60", "60 frames a second, one core busy", 60, Show::Window, false, true},
     {"live120", "120 frames a second", 120},
     {"live240", "240 frames a second", 240},
     {"colour30", "30 frames a second in colour", 30},
+    {"colour60", "60 frames a second in colour", 60},
+    {"smooth30", "30 frames a second, smooth correction", 30},
+    {"smoothcolour30", "30 frames a second in colour, smooth correction", 30, Show::Window, false, false,
+     false},
+    {"step30", "30 frames a second, cameras in step", 30, Show::Window, true},
+    {"step60", "60 frames a second, cameras in step", 60, Show::Window, true, false, false},
+    {"bare30", "30 frames a second, a bare view", 30, Show::BareView},
+    {"bare60", "60 frames a second, a bare view", 60, Show::BareView, false, false, false},
+    {"barecolour30", "30 frames a second in colour, a bare view", 30, Show::BareView, false, false, false},
     {"frozen120", "120 frames a second, display frozen", 120},
     {"block30", "30 frames a second, blocked for 2 s", 30},
     {"block120", "120 frames a second, blocked for 2 s", 120},
     {"slider30", "30 frames a second, a slider dragged", 30},
     {"mark30", "30 frames a second, a mark dragged", 30},
     {"pixels", "every shown frame compared with the plain way", 4},
+    {"pixelscolour", "the same in colour", 4, Show::Window, false, false, false},
+    {"pixelssmooth", "the same, smooth correction", 4, Show::Window, false, false, false},
 };
 
-qint64 now() {
-    return QDateTime::currentMSecsSinceEpoch();
+const Case* caseOf(const QByteArray& name) {
+    const auto* found = std::find_if(std::begin(kCases), std::end(kCases),
+                                     [&](const Case& entry) { return name == entry.name; });
+    return found != std::end(kCases) ? found : nullptr;
 }
 
-double processorTime() {  // s
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    const auto seconds = [](const timeval& time) { return double(time.tv_sec) + double(time.tv_usec) / 1e6; };
-    return seconds(usage.ru_utime) + seconds(usage.ru_stime);
+bool isInColour(const QByteArray& name) {
+    return name.contains("colour");
 }
 
-qint64 pageFaults() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return usage.ru_minflt;
+bool isSmooth(const QByteArray& name) {
+    return name.contains("smooth");
 }
 
-qint64 memory(const char* line) {  // MB
-    QFile file(QStringLiteral("/proc/self/status"));
-    if (!file.open(QIODevice::ReadOnly))
-        return 0;
-    const auto lines = file.readAll().split('\n');
-    for (const QByteArray& text : lines) {
-        if (text.startsWith(line))
-            return text.mid(int(qstrlen(line))).trimmed().split(' ').first().toLongLong() / 1024;
-    }
-    return 0;
-}
-
-/// The tile's own perspective: a few degrees off, as bench_framepath has it.
-Calibration calibrationOf(int tile) {
-    const auto dx = float(tile % 2 == 0 ? 80 : 240);
-    const auto dy = float(tile / 2 == 0 ? 70 : 140);
-    const cv::Point2f src[4] = {{dx, dy}, {dx + 2200, dy - 20}, {dx - 30, dy + 1230}, {dx + 2250, dy + 1210}};
-    const cv::Point2f dst[4] = {{dx, dy}, {dx + 2240, dy}, {dx, dy + 1230}, {dx + 2240, dy + 1230}};
-    Calibration calibration;
-    calibration.transform = cv::getPerspectiveTransform(src, dst);
-    calibration.cornerSrc = cv::Mat(4, 2, CV_32F, const_cast<cv::Point2f*>(src)).clone();
-    calibration.cornerDst = cv::Mat(4, 2, CV_32F, const_cast<cv::Point2f*>(dst)).clone();
-    return calibration;
-}
-
-/// Sees every painting of the window, from before to after.
-class PaintWatch : public QObject {
-public:
-    explicit PaintWatch(WindowUnderTest& windowToWatch) : window(windowToWatch) {
-        window.get()->installEventFilter(this);
-    }
-
-    std::function<void()> painted;
-    int count = 0;
-    double seconds = 0;  // spent painting
-
-protected:
-    bool eventFilter(QObject* watched, QEvent* event) override {
-        if (event->type() != QEvent::UpdateRequest || isInside)
-            return QObject::eventFilter(watched, event);
-        isInside = true;
-        QElapsedTimer timer;
-        timer.start();
-        QCoreApplication::sendEvent(watched, event);
-        seconds += double(timer.nsecsElapsed()) / 1e9;
-        isInside = false;
-        ++count;
-        if (painted)
-            painted();
-        return true;
-    }
-
-private:
-    WindowUnderTest& window;
-    bool isInside = false;
-};
-
-double share(double part, double whole) {
-    return whole > 0 ? part / whole * 100 : 0;
-}
-
-qint64 percentile(std::vector<qint64> values, double part) {
-    if (values.empty())
-        return -1;
-    const size_t index = std::min(values.size() - 1, size_t(double(values.size()) * part));
-    std::nth_element(values.begin(), values.begin() + index, values.end());
-    return values[index];
-}
-
-/// What fetching the frames alone costs, in processors: as the capture threads do it, and thrown away.
-double simulatorShare(int seconds, int32_t format) {
+/// The cameras of a case, for the library's configuration file.
+QByteArray camerasOf(const Case& entry) {
+    // Even light: a pulsing one makes other pictures for frames that are not in step with it, which costs
+    // more than handing them out.
+    QByteArray text =
+        "[Library]\nCount=4\nArrangement=grid\n[Scene]\nFlicker=0\n[Camera]\nModes=2560x1440\nRate=" +
+        QByteArray::number(entry.rate) + "\n";
+    if (entry.isInStep)
+        return text;
+    constexpr double kPhases[kCameras] = {0, 0.31, 0.52, 0.83};     // of the time between frames
+    constexpr double kRates[kCameras] = {1, 1.001, 0.9975, 1.005};  // of the common one
+    const double period = 1000 / entry.rate;
+    text += "Jitter=" + QByteArray::number(std::min(4.0, period / 4)) + "\n";
     for (int i = 0; i < kCameras; ++i) {
-        CameraInit(i);
-        CameraSetExposure(i, 100);
+        text += "[Camera" + QByteArray::number(i) + "]\nPhase=" + QByteArray::number(kPhases[i] * period) +
+                "\nRate=" + QByteArray::number(entry.rate * kRates[i]) + "\n";
     }
-    std::atomic<bool> isOver{false};
-    std::vector<std::thread> threads;
-    for (int i = 0; i < kCameras; ++i) {
-        threads.emplace_back([&, i] {
-            while (!isOver) {
-                int32_t length = 0;
-                CameraGetImageBufferSize(i, &length, format);
-                const std::unique_ptr<unsigned char[]> block(new unsigned char[size_t(length)]);
-                CameraQueryImage(i, block.get(), &length, format);
-            }
-        });
-    }
-    QThread::msleep(warmUp);
-    const double before = processorTime();
-    QThread::sleep(static_cast<unsigned long>(seconds));
-    const double used = processorTime() - before;
-    isOver = true;
-    for (auto& thread : threads)
-        thread.join();
-    for (int i = 0; i < kCameras; ++i)
-        CameraFree(i);
-    return used / seconds * 100;
+    return text;
 }
 
-class Live {
+class Live : public LiveMeasure {
 public:
     explicit Live(const QByteArray& caseName) : name(caseName) {}
 
@@ -188,7 +126,7 @@ public:
                 QStringLiteral("setting.ini"),
                 "[Camera]\nCamNum=4\nMode=0\n[File]\nLang=1\nType=1\nTrans=" +
                     QByteArray(isCorrected ? "1" : "0") + (name == "frozen120" ? "\nFreezeImage=true" : "") +
-                    (name == "colour30" ? "\nColor=1" : "") +
+                    (isInColour(name) ? "\nColor=1" : "") + (isSmooth(name) ? "\nSmooth=1" : "") +
                     "\n[Pos]\nX1=2320\nY2=1300\nX3=2320\nY3=1300\nX0=0\nY0=0\nX2=0\nY1=0\n"))
             return false;
         std::vector<Calibration> calibrations;
@@ -199,7 +137,6 @@ public:
         window.start();
         if (!window.waitForTiles(kCameras))
             return false;
-        tiles = window.tiles();
         for (int i = 0; i < kCameras; ++i)
             CameraSetExposure(i, 100);  // 1 ms; the default one takes longer than fast cameras have
         const auto threads = window.get()->findChildren<CaptureThread*>();
@@ -207,77 +144,12 @@ public:
             QObject::connect(
                 thread, &CaptureThread::captured, thread,
                 [this](int, const QImage&, const unsigned char*, quint64 timestamp) {
-                    if (isMeasured(qint64(timestamp)))
-                        ++delivered;
+                    noteDelivered(qint64(timestamp));
                 },
                 Qt::DirectConnection);
         }
-        watch = std::make_unique<PaintWatch>(window);
-        watch->painted = [this] { notePainted(); };
+        watchTiles(window.get(), window.tiles());
         return true;
-    }
-
-    void notePainted() {
-        for (auto* tile : qAsConst(tiles)) {
-            const qint64 timestamp = tile->data(kTimestampOfTile).toLongLong();
-            qint64& last = shownOf[tile];
-            if (timestamp == last)
-                continue;
-            last = timestamp;
-            if (!isMeasured(timestamp))
-                continue;
-            ++shown[tile];
-            latencies.push_back(now() - timestamp);
-        }
-    }
-
-    bool isMeasured(qint64 timestamp) const { return timestamp >= measuredFrom && timestamp <= measuredTo; }
-
-    /// Every tile shows a frame that was taken at `time` or later.
-    bool isCurrent(qint64 time) const {
-        return std::all_of(tiles.begin(), tiles.end(),
-                           [&](auto* tile) { return shownOf.count(tile) && shownOf.at(tile) >= time; });
-    }
-
-    int shownFrames() const {
-        int sum = 0;
-        for (const auto& entry : shown)
-            sum += entry.second;
-        return sum;
-    }
-
-    int leastShown() const {
-        int least = std::numeric_limits<int>::max();
-        for (auto* tile : tiles)
-            least = std::min(least, shown.count(tile) ? shown.at(tile) : 0);
-        return least;
-    }
-
-    void measure(int seconds, const std::function<void()>& during = {}) {
-        QTest::qWait(warmUp);
-        shown.clear();
-        latencies.clear();
-        watch->count = 0;
-        watch->seconds = 0;
-        delivered = 0;
-        measuredTo = kNever;
-        measuredFrom = now();
-        const double processor = processorTime();
-        const qint64 faults = pageFaults();
-        QElapsedTimer timer;
-        timer.start();
-        if (during)
-            during();
-        QTest::qWait(std::max(1, seconds * 1000 - int(timer.elapsed())));
-        measuredTo = now();
-        elapsed = double(timer.elapsed()) / 1000;
-        processorShare = (processorTime() - processor) / elapsed * 100;
-        faultsPerFrame = double(pageFaults() - faults) / std::max(1, int(delivered));
-        const int paints = watch->count;
-        const double painting = watch->seconds;
-        QTest::qWait(kOldest);  // the last ones are still on their way
-        watch->count = paints;
-        watch->seconds = painting;
     }
 
     /// Time of a painting, s, of a window that does nothing but draw the tiles' pixmaps, as large as the view
@@ -337,39 +209,41 @@ public:
         return times[25];
     }
 
-    void report(const char* title, double simulator) {
-        std::printf(
-            "%-46s delivered %6d  shown %5.1f %% (least %5.1f/s)  paints %5.1f/s of %4.1f ms  latency p50 "
-            "%3lld "
-            "p95 %3lld max %4lld ms  processor %3.0f %% + cameras %2.0f %%  memory %4lld MB, at most %4lld  "
-            "faults/frame %.0f\n",
-            title, int(delivered), share(shownFrames(), delivered), leastShown() / elapsed,
-            watch->count / elapsed, watch->seconds / std::max(1, watch->count) * 1000,
-            static_cast<long long>(percentile(latencies, 0.5)),
-            static_cast<long long>(percentile(latencies, 0.95)),
-            static_cast<long long>(percentile(latencies, 1)), processorShare - simulator, simulator,
-            static_cast<long long>(memory("VmRSS:")), static_cast<long long>(memory("VmHWM:")),
-            faultsPerFrame);
-    }
-
     QByteArray name;
     WindowUnderTest window;
-    QList<QGraphicsPixmapItem*> tiles;
-    std::unique_ptr<PaintWatch> watch;
-    std::atomic<int> delivered{0};
-    std::map<QGraphicsPixmapItem*, qint64> shownOf;
-    std::map<QGraphicsPixmapItem*, int> shown;
-    std::vector<qint64> latencies;
-    std::atomic<qint64> measuredFrom{kNever};  // ms since the epoch
-    std::atomic<qint64> measuredTo{kNever};
-    double elapsed = 1;
-    double processorShare = 0;
-    double faultsPerFrame = 0;
+};
+
+constexpr int kPaintedEvery = 10;  // shown frames
+constexpr int kMostPainted = 6;
+
+QImage inScreenFormat(const QImage& picture) {
+    return picture.convertToFormat(QImage::Format_RGB32);
+}
+
+/// What the screen shows at a moment, and of what.
+struct Painted {
+    static Painted of(const Live& live) {
+        const QGraphicsView* view = live.window.view();
+        Painted result;
+        for (const auto* tile : live.tiles)
+            result.tiles.append({tile->pixmap().toImage().copy(), tile->pos()});
+        result.toScreen = view->viewportTransform();
+        const QRect area(view->viewport()->mapToGlobal(QPoint()), view->viewport()->size());
+        result.screen = QGuiApplication::primaryScreen()
+                            ->grabWindow(0, area.x(), area.y(), area.width(), area.height())
+                            .toImage();
+        return result;
+    }
+
+    QVector<PlacedPicture> tiles;
+    QTransform toScreen;
+    QImage screen;
 };
 
 /// Every picture that is shown, pixel by pixel, with what the plain way makes of the same frame.
-int comparePixels(Live& live, int seconds) {
+int comparePixels(Live& live, const char* title, int seconds) {
     Correction correction;
+    correction.isSmooth = isSmooth(live.name);
     for (int i = 0; i < kCameras; ++i)
         correction.take(i, calibrationOf(i), kFrame);
     QMutex mutex;
@@ -394,6 +268,7 @@ int comparePixels(Live& live, int seconds) {
     }
     int compared = 0;
     int different = 0;
+    QVector<Painted> painted;
     std::map<QGraphicsPixmapItem*, quint64> last;
     live.watch->painted = [&] {
         for (auto* tile : qAsConst(live.tiles)) {
@@ -411,17 +286,25 @@ int comparePixels(Live& live, int seconds) {
             }
             last[tile] = timestamp;
             ++compared;
-            const QImage wanted =
-                QPixmap::fromImage(correctedPicture(frame, correction, id, kCameras, 0)).toImage();
-            if (tile->pixmap().toImage() != wanted)
+            // Whatever format the pixmap keeps its pixels in, their values count.
+            const QImage wanted = correctedPicture(frame, correction, id, kCameras, 0);
+            if (inScreenFormat(tile->pixmap().toImage()) != inScreenFormat(wanted))
                 ++different;
         }
+        if (compared >= kPaintedEvery * (painted.size() + 1) && painted.size() < kMostPainted)
+            painted.append(Painted::of(live));
     };
     QTest::qWait(std::max(3, seconds) * 1000);
     live.watch->painted = {};
     live.window.end();
-    std::printf("%-46s compared %d, different %d\n", "every shown frame beside the plain way", compared,
-                different);
+    std::printf("%-46s compared %d, different %d\n", title, compared, different);
+    double least = 99;
+    for (const Painted& picture : qAsConst(painted)) {
+        const ExactScreen exact(picture.tiles, picture.toScreen, picture.screen.size());
+        least = std::min(least, differenceOf(exact, picture.screen).decibels);
+    }
+    std::printf("%-46s compared %d, least PSNR %.1f dB\n", "of them, the screen beside the exact mean",
+                painted.size(), least);
     return compared > 0 && different == 0 ? 0 : 1;
 }
 
@@ -429,14 +312,28 @@ void block() {
     QThread::msleep(2000);
 }
 
+int runBareView(const Case& entry, int seconds) {
+    LiveMeasure measure;
+    if (seconds <= 1)
+        measure.warmUp = 300;
+    BareStation station(isInColour(entry.name), [&](qint64 timestamp) { measure.noteDelivered(timestamp); });
+    measure.watchTiles(station.view(), station.tiles());
+    (void)QTest::qWaitFor([&] { return measure.isCurrent(1); }, kWait);
+    measure.measure(seconds);
+    measure.report(entry.title);
+    return 0;
+}
+
 int runCase(const QByteArray& name, int seconds) {
-    const auto* found = std::find_if(std::begin(kCases), std::end(kCases),
-                                     [&](const Case& entry) { return name == entry.name; });
-    if (found == std::end(kCases))
+    const Case* found = caseOf(name);
+    if (!found)
         return 2;
-    warmUp = seconds > 1 ? 2000 : 300;
+    if (found->where == Show::BareView)
+        return runBareView(*found, seconds);
+    Live live(name);
+    if (seconds <= 1)
+        live.warmUp = 300;
     if (name == "start") {
-        Live live(name);
         const qint64 begun = now();
         if (!live.start())
             return 1;
@@ -448,13 +345,10 @@ int runCase(const QByteArray& name, int seconds) {
             static_cast<long long>(now() - begun));
         return 0;
     }
-    const double simulator =
-        seconds > 1 ? simulatorShare(seconds / 2, name == "colour30" ? kFormatRgb24 : kFormatMono8) : 0.0;
-    Live live(name);
     if (!live.start())
         return 1;
-    if (name == "pixels")
-        return comparePixels(live, seconds);
+    if (name.startsWith("pixels"))
+        return comparePixels(live, found->title, seconds);
     if (name.startsWith("block")) {
         qint64 current = -1;
         live.measure(seconds, [&] {
@@ -463,7 +357,7 @@ int runCase(const QByteArray& name, int seconds) {
             if (QTest::qWaitFor([&] { return live.isCurrent(free); }, kWait))
                 current = now() - free;
         });
-        live.report(found->title, simulator);
+        live.report(found->title);
         std::printf("%-46s all tiles current %lld ms after the block\n", "", static_cast<long long>(current));
         return current >= 0 ? 0 : 1;
     }
@@ -482,7 +376,7 @@ int runCase(const QByteArray& name, int seconds) {
         });
         drag.start(10);
         live.measure(seconds);
-        live.report(found->title, simulator);
+        live.report(found->title);
         std::printf("%-46s slider moved %.1f times a second\n", "", moved / live.elapsed);
         return 0;
     }
@@ -505,12 +399,12 @@ int runCase(const QByteArray& name, int seconds) {
         });
         drag.start(10);
         live.measure(seconds);
-        live.report(found->title, simulator);
+        live.report(found->title);
         std::printf("%-46s mark moved %.1f times a second\n", "", moved / live.elapsed);
         return 0;
     }
     live.measure(seconds);
-    live.report(found->title, simulator);
+    live.report(found->title);
     if (name == "live30") {
         live.window.action("action_Stop")->trigger();
         QTest::qWait(300);  // the last frames are through
@@ -523,6 +417,141 @@ int runCase(const QByteArray& name, int seconds) {
     return 0;
 }
 
+/// Takes what it can get of one core, until it is ended.
+int spin() {
+    cpu_set_t cores;
+    sched_getaffinity(0, sizeof cores, &cores);
+    int first = 0;
+    while (!CPU_ISSET(first, &cores))
+        ++first;
+    CPU_ZERO(&cores);
+    CPU_SET(first, &cores);
+    sched_setaffinity(0, sizeof cores, &cores);
+    for (volatile unsigned count = 0;; ++count) {
+    }
+}
+
+/// What the line of a case says.
+struct Figures {
+    double processor = 0;  // per cent of a core
+    double perFrame = 0;   // ms of it for each shown frame
+    double shown = 0;      // per cent
+    double late = 0;       // latency that 95 % stay below, ms
+};
+
+using Runs = QVector<Figures>;
+
+double median(const Runs& runs, double Figures::*member) {
+    QVector<double> values;
+    for (const Figures& figures : runs)
+        values.append(figures.*member);
+    std::sort(values.begin(), values.end());
+    return values.isEmpty() ? 0 : (values[(values.size() - 1) / 2] + values[values.size() / 2]) / 2;
+}
+
+class Bench {
+public:
+    bool start() {
+        if (server.start())
+            return true;
+        qCritical("%s", qPrintable(server.errorString()));
+        return false;
+    }
+
+    /// Runs a case of a program; its figures go to `runs` where its line has them. `mark` begins the lines.
+    /// False when it fails.
+    bool run(const QString& program, const Case& entry, int seconds, const char* mark = "",
+             Runs* runs = nullptr) {
+        QFile configuration(folder.filePath(QStringLiteral("kvcap2.ini")));
+        if (!configuration.open(QIODevice::WriteOnly) || configuration.write(camerasOf(entry)) < 0)
+            return false;
+        configuration.close();
+        QProcessEnvironment environment = server.environment();
+        environment.insert(QStringLiteral("KVCAP2_CONFIG"), configuration.fileName());
+        environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("*.debug=false"));
+        environment.insert(QStringLiteral("BENCH_BEGUN"), QString::number(now()));
+        // Another build's program runs on the same cameras.
+        environment.insert(QStringLiteral("LD_LIBRARY_PATH"),
+                           QDir(QCoreApplication::applicationDirPath()).filePath(QStringLiteral("../lib")));
+        ChildProcess other;
+        if (entry.isBusy)
+            other.start(QCoreApplication::applicationFilePath(), {QStringLiteral("--spin")});
+        ChildProcess child;
+        child.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        child.setProcessEnvironment(environment);
+        child.start(program,
+                    {QStringLiteral("--case"), QString::fromLatin1(entry.name), QString::number(seconds)});
+        child.waitForFinished(-1);
+        other.kill();
+        other.waitForFinished();
+        const QByteArray output = child.readAllStandardOutput();
+        for (const QByteArray& line : output.split('\n')) {
+            if (!line.isEmpty())
+                std::printf("%s%s\n", mark, line.constData());
+        }
+        std::fflush(stdout);
+        static const QRegularExpression pattern(QStringLiteral(
+            "shown +([0-9.]+) %.* p95 +(-?[0-9]+) .*processor +([0-9.]+) % \\(([0-9.]+) ms a frame"));
+        const auto found = pattern.match(QString::fromUtf8(output));
+        if (runs && found.hasMatch()) {
+            runs->append({found.captured(3).toDouble(), found.captured(4).toDouble(),
+                          found.captured(1).toDouble(), found.captured(2).toDouble()});
+        }
+        if (child.exitStatus() == QProcess::NormalExit && child.exitCode() == 0)
+            return true;
+        qCritical("%s failed", entry.name);
+        return false;
+    }
+
+private:
+    XServer server;
+    QTemporaryDir folder;
+};
+
+bool runBeside(Bench& bench, const QString& other, const QVector<const Case*>& cases, int seconds,
+               int rounds) {
+    const QString own = QCoreApplication::applicationFilePath();
+    std::map<const Case*, std::pair<Runs, Runs>> results;
+    bool ok = true;
+    for (int round = 0; round < rounds; ++round) {
+        for (const Case* entry : cases) {
+            auto& [here, there] = results[entry];
+            // Whoever is first changes, as the machine may get slower or quicker.
+            const bool isOtherFirst = round % 2 == 1;
+            if (isOtherFirst)
+                ok = bench.run(other, *entry, seconds, "there ", &there) && ok;
+            ok = bench.run(own, *entry, seconds, "here  ", &here) && ok;
+            if (!isOtherFirst)
+                ok = bench.run(other, *entry, seconds, "there ", &there) && ok;
+        }
+    }
+    std::printf("\n%-46s %-27s %-27s %s\n", "medians of the rounds: here and there", "processor, %",
+                "ms a shown frame", "shown, %");
+    for (const Case* entry : cases) {
+        const auto& [here, there] = results[entry];
+        if (here.isEmpty() || there.isEmpty())
+            continue;
+        const auto ratio = [&here = here, &there = there](double Figures::*member) {
+            const double of = median(there, member);
+            return of > 0 ? median(here, member) / of : 0;
+        };
+        std::printf(
+            "%-46s %5.1f %5.1f  ratio %.3f   %5.2f %5.2f  ratio %.3f   %5.1f %5.1f   p95 %.0f %.0f ms\n",
+            entry->title, median(here, &Figures::processor), median(there, &Figures::processor),
+            ratio(&Figures::processor), median(here, &Figures::perFrame), median(there, &Figures::perFrame),
+            ratio(&Figures::perFrame), median(here, &Figures::shown), median(there, &Figures::shown),
+            median(here, &Figures::late), median(there, &Figures::late));
+    }
+    return ok;
+}
+
+/// The argument behind `name`, or `fallback`.
+QString option(const char* name, const QString& fallback) {
+    const QStringList arguments = QCoreApplication::arguments();
+    const int at = arguments.indexOf(QLatin1String(name));
+    return at > 0 ? arguments.value(at + 1, fallback) : fallback;
+}
+
 }  // namespace
 
 int main(int argc, char* argv[]) {
@@ -531,36 +560,30 @@ int main(int argc, char* argv[]) {
         return runCase(argv[2], QByteArray(argv[3]).toInt());
     }
     const QCoreApplication application(argc, argv);
+    if (QCoreApplication::arguments().contains(QStringLiteral("--spin")))
+        return spin();
     const bool isQuick = QCoreApplication::arguments().contains(QStringLiteral("--quick"));
-    XServer server;
-    if (!server.start()) {
-        qCritical("%s", qPrintable(server.errorString()));
-        return 1;
-    }
-    const QTemporaryDir folder;
-    int result = 0;
+    const QByteArray chosen = option("--rows", {}).toLatin1();
+    QVector<const Case*> cases;
     for (const Case& entry : kCases) {
-        QFile configuration(folder.filePath(QStringLiteral("kvcap2.ini")));
-        if (!configuration.open(QIODevice::WriteOnly))
-            return 1;
-        configuration.write("[Library]\nCount=4\nArrangement=grid\n[Camera]\nModes=2560x1440\nRate=" +
-                            QByteArray::number(entry.rate) + "\n");
-        configuration.close();
-        QProcessEnvironment environment = server.environment();
-        environment.insert(QStringLiteral("KVCAP2_CONFIG"), configuration.fileName());
-        environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("*.debug=false"));
-        environment.insert(QStringLiteral("BENCH_BEGUN"), QString::number(now()));
-        ChildProcess child;
-        child.setProcessChannelMode(QProcess::ForwardedChannels);
-        child.setProcessEnvironment(environment);
-        child.start(
-            QCoreApplication::applicationFilePath(),
-            {QStringLiteral("--case"), QString::fromLatin1(entry.name), QString::number(isQuick ? 1 : 10)});
-        child.waitForFinished(-1);
-        if (child.exitStatus() != QProcess::NormalExit || child.exitCode() != 0) {
-            qCritical("%s failed", entry.name);
-            result = 1;
-        }
+        if (chosen.isEmpty() ? entry.isQuick || !isQuick : chosen.split(',').contains(entry.name))
+            cases.append(&entry);
     }
-    return result;
+    if (QCoreApplication::arguments().contains(QStringLiteral("--list"))) {
+        for (const Case* entry : qAsConst(cases))
+            std::printf("%-14s %s\n", entry->name, entry->title);
+        return 0;
+    }
+    const int seconds = option("--seconds", isQuick ? QStringLiteral("1") : QStringLiteral("10")).toInt();
+    const QString other = option("--beside", {});
+    Bench bench;
+    if (cases.isEmpty() || seconds < 1 || !bench.start())
+        return 1;
+    if (!other.isEmpty())
+        return runBeside(bench, other, cases, seconds, option("--rounds", QStringLiteral("5")).toInt()) ? 0
+                                                                                                        : 1;
+    bool ok = true;
+    for (const Case* entry : qAsConst(cases))
+        ok = bench.run(QCoreApplication::applicationFilePath(), *entry, seconds) && ok;
+    return ok ? 0 : 1;
 }

@@ -1,6 +1,7 @@
 // What saving the composite costs beside the encoder alone: a scene of four 2560 x 1440 tiles with marks,
-// rendered and written as the program does it, over QImage::save of the ready picture. Medians; ratios within
-// one run.
+// rendered and written as the program does it, over QImage::save of the ready picture. PNG also without the
+// noise of the cameras, and how large the files are over those of QImage::save. Medians; ratios within one
+// run.
 //
 //   bench_snapshot [--quick]
 
@@ -36,7 +37,7 @@ double median(std::vector<double> times) {
     return times[times.size() / 2];
 }
 
-/// A colour frame of a simulated camera: encoders depend on what is in a picture.
+/// A colour frame of a simulated camera, as tiles have it: encoders depend on what is in a picture.
 QPixmap tilePicture(int32_t camera) {
     QImage image(2560, 1440, QImage::Format_RGB888);
     auto length = static_cast<int32_t>(image.sizeInBytes());
@@ -44,7 +45,48 @@ QPixmap tilePicture(int32_t camera) {
     if (CameraQueryImage(camera, image.bits(), &length, kFormatRgb24) != 0)
         qFatal("no picture of camera %d", camera);
     CameraFree(camera);
-    return QPixmap::fromImage(image);
+    return QPixmap::fromImage(image, Qt::NoFormatConversion);
+}
+
+/// The same as if the camera had no noise and nothing were in focus.
+QPixmap unfocused(const QPixmap& picture) {
+    return picture.scaled(picture.size() / 8, Qt::IgnoreAspectRatio, Qt::SmoothTransformation)
+        .scaled(picture.size(), Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+}
+
+struct Costs {
+    double plain;    // ms, QImage::save of the ready picture
+    double program;  // ms, rendering included
+    double size;     // of the program's file over the other
+};
+
+Costs costs(InteractiveScene& scene, const QString& suffix, int rounds) {
+    const QTemporaryDir folder;
+    const QImage ready = scenePicture(&scene).image;
+    // Each under a name of its own, as pictures named by the time are.
+    const QString plainFile = folder.filePath(QStringLiteral("plain") + suffix);
+    const QString programFile = folder.filePath(QStringLiteral("program") + suffix);
+    std::vector<double> plain;
+    std::vector<double> program;
+    double size = 0;
+    for (int round = 0; round < rounds; ++round) {
+        plain.push_back(milliseconds([&] { ready.save(plainFile, nullptr, 75); }));
+        program.push_back(milliseconds([&] { saveScene(&scene, programFile, 75); }));
+        // The disk takes the picture in the background: not at the cost of the next one measured.
+        QThreadPool::globalInstance()->waitForDone();
+        // A save that fails is quick.
+        if (QImage(programFile).size() != ready.size() || QFileInfo(plainFile).size() == 0)
+            qFatal("%s was not saved", qUtf8Printable(suffix));
+        size = double(QFileInfo(programFile).size()) / double(QFileInfo(plainFile).size());
+        QFile::remove(plainFile);
+        QFile::remove(programFile);
+    }
+    return {median(plain), median(program), size};
+}
+
+void printPng(const char* what, const Costs& png) {
+    std::printf("%-19s %6.0f ms %8.0f ms    %.2f x, file %.3f x\n", what, png.plain, png.program,
+                png.program / png.plain, png.size);
 }
 
 }  // namespace
@@ -55,41 +97,31 @@ int main(int argc, char* argv[]) {
     const QApplication application(argc, argv);
     const int rounds = argc > 1 ? 3 : 15;
     InteractiveScene scene(nullptr, 0);
-    for (int i = 0; i < 4; ++i)
-        scene.addPixmap(tilePicture(i))->setPos(i % 2 * 2560, i / 2 * 1440);
+    std::vector<QGraphicsPixmapItem*> tiles;
+    for (int i = 0; i < 4; ++i) {
+        tiles.push_back(scene.addPixmap(tilePicture(i)));
+        tiles.back()->setPos(i % 2 * 2560, i / 2 * 1440);
+    }
     scene.setSceneRect(0, 0, 5120, 2880);
     for (const char* line :
          {"Line #ff0000 1 1 | 100 100 4000 2000", "Circle #ffff00 1 1 | 500 500 900 500 700 300",
           "HLine #00ff00 1 1 | 0 700", "Rectangle #0000ff 1 1 10 | 3000 300 3500 900"})
         scene.addItem(markFromLine(QString::fromLatin1(line), &scene).release());
 
-    const QTemporaryDir folder;
-    const QImage ready = scenePicture(&scene).image;
     std::vector<double> render;
     for (int round = 0; round < rounds; ++round)
         render.push_back(milliseconds([&] { scenePicture(&scene); }));
     std::printf("5120 x 2880, rendering alone %.0f ms\n", median(render));
-    std::printf("          QImage::save    program    over it\n");
-    for (const char* suffix : {".jpg", ".png", ".bmp"}) {
-        // Each under a name of its own, as pictures named by the time are.
-        const QString plainFile = folder.filePath(QStringLiteral("plain") + QLatin1String(suffix));
-        const QString programFile = folder.filePath(QStringLiteral("program") + QLatin1String(suffix));
-        std::vector<double> plain;
-        std::vector<double> program;
-        const int wanted = qstrcmp(suffix, ".png") == 0 ? (rounds + 4) / 5 : rounds;  // it takes seconds
-        for (int round = 0; round < wanted; ++round) {
-            plain.push_back(milliseconds([&] { ready.save(plainFile, nullptr, 75); }));
-            program.push_back(milliseconds([&] { saveScene(&scene, programFile, 75); }));
-            // The disk takes the picture in the background: not at the cost of the next one measured.
-            QThreadPool::globalInstance()->waitForDone();
-            // A save that fails is quick.
-            if (QImage(programFile).size() != ready.size() || QFileInfo(plainFile).size() == 0)
-                qFatal("%s was not saved", suffix);
-            QFile::remove(plainFile);
-            QFile::remove(programFile);
-        }
-        std::printf("%s      %8.0f ms %8.0f ms    %+5.0f %%\n", suffix, median(plain), median(program),
-                    (median(program) / median(plain) - 1) * 100);
+    std::printf("                 QImage::save    program    over it\n");
+    for (const char* suffix : {".jpg", ".bmp"}) {
+        const Costs each = costs(scene, QString::fromLatin1(suffix), rounds);
+        std::printf("%-19s %6.0f ms %8.0f ms    %+5.0f %%\n", suffix, each.plain, each.program,
+                    (each.program / each.plain - 1) * 100);
     }
+    const int fewer = (rounds + 4) / 5;  // it takes seconds
+    printPng(".png", costs(scene, QStringLiteral(".png"), fewer));
+    for (QGraphicsPixmapItem* tile : tiles)
+        tile->setPixmap(unfocused(tile->pixmap()));
+    printPng(".png, out of focus", costs(scene, QStringLiteral(".png"), fewer));
     return 0;
 }

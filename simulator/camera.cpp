@@ -14,6 +14,10 @@ constexpr double kUnpacedRate =
     15;  // frames a second that the scene's clock assumes when frames come on demand
 constexpr Duration kExposureUnit = std::chrono::microseconds(10);
 
+Duration fromMilliseconds(double time) {
+    return std::chrono::duration_cast<Duration>(std::chrono::duration<double, std::milli>(time));
+}
+
 }  // namespace
 
 Camera::Camera(const Configuration& configuration, const Scene& scene, ParameterStore& store, TimePoint start,
@@ -28,7 +32,10 @@ Camera::Camera(const Configuration& configuration, const Scene& scene, Parameter
       renderer_(scene, index, configuration.seed * kMaxCameras + static_cast<uint32_t>(index),
                 configuration.perspective),
       parameters_(factoryParameters()),
-      faults_(configuration_.faults) {}
+      faults_(configuration_.faults) {
+    clock_.setJitter(fromMilliseconds(configuration_.jitter),
+                     configuration.seed * kMaxCameras + static_cast<uint32_t>(index));
+}
 
 Parameters Camera::factoryParameters() const {
     Parameters parameters;
@@ -48,7 +55,7 @@ Status Camera::init() {
     ++session_;
     const TimePoint now = Clock::now();
     frameNumber_ = 0;
-    clock_.start(now);
+    clock_.start(now + fromMilliseconds(configuration_.phase));
     faults_.start(now);
     apply(factoryParameters());
     return Status::Ok;

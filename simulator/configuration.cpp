@@ -19,6 +19,8 @@ constexpr int kDefaultCameras = 4;
 constexpr int kMaxModes = 32;
 constexpr int kMaxSide = 4096;  // px
 constexpr double kMaxRate = 1000;
+constexpr double kMaxPhase = 60000;  // ms
+constexpr double kMaxJitter = 1000;  // ms
 constexpr int64_t kMaxMilliseconds = 24LL * 3600 * 1000;
 constexpr int64_t kMaxFrames = std::numeric_limits<int32_t>::max();
 constexpr char kDefaultModes[] = "2560x1440,1920x1080,1280x720,640x480,1001x601";
@@ -193,6 +195,8 @@ CameraConfiguration readCamera(Source& source, int index) {
     CameraConfiguration camera;
     camera.serial = readSerial(source, index);
     camera.rate = source.real("Rate", camera.rate, 0, kMaxRate);
+    camera.phase = source.real("Phase", camera.phase, 0, kMaxPhase);
+    camera.jitter = source.real("Jitter", camera.jitter, 0, kMaxJitter);
     camera.modes = readModes(source);
     camera.mode = static_cast<int>(source.integer("Mode", 0, 0, camera.modes.size() - 1));
     camera.autoExposure = source.flag("AutoExposure", camera.autoExposure);

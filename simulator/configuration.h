@@ -23,6 +23,8 @@ enum class Arrangement {
 struct CameraConfiguration {
     QByteArray serial;     ///< at most kSerialNumberLength bytes
     double rate = 15;      ///< frames a second; 0 = a frame whenever one is asked for
+    double phase = 0;      ///< the beat begins so long after CameraInit, ms
+    double jitter = 0;     ///< frames come up to so much late, ms
     QVector<QSize> modes;  ///< resolution modes, px; never empty
     int mode = 0;          ///< the mode after CameraInit, a valid index of `modes`
     bool autoExposure = false;

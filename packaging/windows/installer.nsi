@@ -4,6 +4,21 @@
 ;   ICON      the application's icon
 ;   OUTPUT    the file to make
 ;   FILES     a list of what the uninstaller removes
+;   PICTURES  the folder of the installer's own pictures
+;   GENICAM   defined where lib/genicam is in STAGE
+;
+; Which cameras the program is for is asked for, or given by /CAMERAS=simulated, /CAMERAS=genicam or /CAMERAS=maker: that
+; library lies beside the program as KVCap2.dll, and the maker's is one that the user puts there. Where nothing is said, it
+; is what it was before; at first: simulated.
+;
+; A shortcut on the desktop and the start with Windows, which is a shortcut in the folder for that, are asked for on a page,
+; or given by /DESKTOP, /AUTOSTART (=1 the same, =0 not). Where nothing is said, they are what they were before; at first: not.
+;
+; A program that runs from the folder in question is closed as its operator would close it, when the user agrees or /CLOSE
+; says so; nothing is ended by force. What /CLOSE has closed and what starts with Windows is started again at the end.
+;
+; Results: 0, 1 cancelled and 2 aborted (NSIS's own), 3 the program runs, 4 something could not be written, 5 the folder has
+; other things in it, 6 an option that is not understood.
 ;
 ; For one user or for all of them, asked for at the start or given by /CurrentUser or /AllUsers (with /S: no window). The
 ; program is put where programs are; what it reads and writes is in a working folder that its users may write to, and
@@ -24,6 +39,9 @@ ManifestSupportedOS all
 !define NAME "Bivista"
 !define UNINSTALL_KEY "Software\Microsoft\Windows\CurrentVersion\Uninstall\${NAME}"
 !define OWN_KEY "Software\${NAME}"
+!define PUBLISHER "The Bivista team"
+; How long a program may take to end, s. It writes pictures first that were taken.
+!define CLOSE_LIMIT 60
 
 !define MULTIUSER_EXECUTIONLEVEL Highest
 !define MULTIUSER_MUI
@@ -40,6 +58,7 @@ ManifestSupportedOS all
 !include MUI2.nsh
 !include FileFunc.nsh
 !include LogicLib.nsh
+!include nsDialogs.nsh
 !include x64.nsh
 
 Name "${NAME} ${VERSION}"
@@ -52,14 +71,38 @@ VIAddVersionKey ProductName "${NAME}"
 VIAddVersionKey ProductVersion "${VERSION}"
 VIAddVersionKey FileVersion "${VERSION}"
 VIAddVersionKey FileDescription "${NAME} ${VERSION} setup"
-VIAddVersionKey LegalCopyright ""
+VIAddVersionKey CompanyName "${PUBLISHER}"
+VIAddVersionKey LegalCopyright "2026 ${PUBLISHER}"
 
 Var WorkingFolder
 Var GivenFolder ; by /D
 Var LibraryNote
+Var Cameras       ; "simulated", "genicam" or "maker"
+Var ChosenCameras ; the same, by /CAMERAS or on the page; empty: nobody said anything
+Var OldCameras    ; what lies there
+Var SimulatedButton
+!ifdef GENICAM
+Var GenicamButton
+!endif
+Var MakersButton
+Var OnDesktop       ; a shortcut there: 1 or 0
+Var WithWindows     ; with Windows: 1 or 0
+Var ChosenDesktop   ; the same, by /DESKTOP or on the page; empty: nobody said anything
+Var ChosenAutostart
+Var DesktopButton
+Var AutostartButton
+Var MayClose        ; by /CLOSE: 1
+Var HasClosed       ; a program that ran: 1
 
 !define MUI_ICON "${ICON}"
 !define MUI_UNICON "${ICON}"
+!define MUI_WELCOMEFINISHPAGE_BITMAP "${PICTURES}\setup-side-100.bmp"
+!define MUI_HEADERIMAGE
+!define MUI_HEADERIMAGE_RIGHT
+!define MUI_HEADERIMAGE_BITMAP "${PICTURES}\setup-header-100.bmp"
+!define MUI_HEADERIMAGE_UNBITMAP "${PICTURES}\setup-header-100.bmp"
+!define MUI_CUSTOMFUNCTION_GUIINIT takePicturesOfScreen
+!define MUI_CUSTOMFUNCTION_UNGUIINIT un.takePicturesOfScreen
 !define MUI_ABORTWARNING
 !define MUI_FINISHPAGE_TEXT "$(workingFolderText)$\r$\n$\r$\n$LibraryNote"
 !define MUI_FINISHPAGE_RUN
@@ -70,6 +113,8 @@ Var LibraryNote
 !insertmacro MULTIUSER_PAGE_INSTALLMODE
 !define MUI_PAGE_CUSTOMFUNCTION_LEAVE leaveDirectory
 !insertmacro MUI_PAGE_DIRECTORY
+Page custom showCameras leaveCameras
+Page custom showStart leaveStart
 !insertmacro MUI_PAGE_INSTFILES
 !insertmacro MUI_PAGE_FINISH
 !insertmacro MUI_UNPAGE_CONFIRM
@@ -77,23 +122,30 @@ Var LibraryNote
 !insertmacro MUI_LANGUAGE English
 !insertmacro MUI_LANGUAGE SimpChinese
 
-LangString isRunning ${LANG_ENGLISH} "${NAME} is running. Close it, then try again."
-LangString isRunning ${LANG_SIMPCHINESE} "${NAME} 正在运行。请先关闭它，然后重试。"
-LangString workingFolderText ${LANG_ENGLISH} "${NAME} keeps its settings, marks and pictures in $WorkingFolder"
-LangString workingFolderText ${LANG_SIMPCHINESE} "${NAME} 的设置、标记和图像保存在 $WorkingFolder"
-LangString otherFiles ${LANG_ENGLISH} "$INSTDIR has other files in it. Press Install again to put ${NAME} into $1."
-LangString otherFiles ${LANG_SIMPCHINESE} "$INSTDIR 中有其他文件。再次按“安装”将把 ${NAME} 安装到 $1。"
-LangString uninstallText ${LANG_ENGLISH} "The program is removed. Settings, marks and pictures stay in $WorkingFolder"
-LangString uninstallText ${LANG_SIMPCHINESE} "将删除程序。设置、标记和图像保留在 $WorkingFolder"
-LangString workingFolderStays ${LANG_ENGLISH} "Settings, marks and pictures stay in $WorkingFolder"
-LangString workingFolderStays ${LANG_SIMPCHINESE} "设置、标记和图像保留在 $WorkingFolder"
-LangString libraryIsKept ${LANG_ENGLISH} "Your own camera library (KVCap2.dll) was kept."
-LangString libraryIsKept ${LANG_SIMPCHINESE} "已保留您自己的相机库 (KVCap2.dll)。"
-LangString isIncomplete ${LANG_ENGLISH} "Not everything could be written."
-LangString isIncomplete ${LANG_SIMPCHINESE} "部分文件无法写入。"
-LangString needs64Bit ${LANG_ENGLISH} "${NAME} needs 64-bit Windows."
-LangString needs64Bit ${LANG_SIMPCHINESE} "${NAME} 需要 64 位 Windows。"
+!include "installer-texts.nsh"
+!include "installer-closing.nsh"
 
+; The pictures of the screen's scale, or of the next smaller one: Windows makes them larger well, and badly smaller.
+!macro takePictures PERCENT
+    File "/oname=$PLUGINSDIR\modern-header.bmp" "${PICTURES}\setup-header-${PERCENT}.bmp"
+    File "/oname=$PLUGINSDIR\modern-wizard.bmp" "${PICTURES}\setup-side-${PERCENT}.bmp"
+    SetBrandingImage /IMGID=1046 /RESIZETOFIT "$PLUGINSDIR\modern-header.bmp"
+!macroend
+!macro declareTakePictures UN
+Function ${UN}takePicturesOfScreen
+    System::Call 'user32::GetDC(p 0) p .r0'
+    ; LOGPIXELSX
+    System::Call 'gdi32::GetDeviceCaps(p r0, i 88) i .r1'
+    System::Call 'user32::ReleaseDC(p 0, p r0) i'
+    ${If} $1 >= 192
+        !insertmacro takePictures 200
+    ${ElseIf} $1 >= 144
+        !insertmacro takePictures 150
+    ${EndIf}
+FunctionEnd
+!macroend
+!insertmacro declareTakePictures ""
+!insertmacro declareTakePictures "un."
 
 !macro findWorkingFolder
     ${If} $MultiUser.InstallMode == "AllUsers"
@@ -121,6 +173,32 @@ Function un.onInstallMode
     !insertmacro findWorkingFolder
 FunctionEnd
 
+; What an option of the command line in $0 says, in RESULT: 1 or 0; empty where it is not there.
+!macro readChoice OPTION RESULT
+    ClearErrors
+    ${GetOptions} $0 "${OPTION}" $1
+    ${IfNot} ${Errors}
+        ${If} $1 == ""
+        ${OrIf} $1 == "=1"
+            StrCpy ${RESULT} 1
+        ${ElseIf} $1 == "=0"
+            StrCpy ${RESULT} 0
+        ${Else}
+            MessageBox MB_OK|MB_ICONSTOP "$(unknownChoice)" /SD IDOK
+            SetErrorLevel 6
+            Abort
+        ${EndIf}
+    ${EndIf}
+!macroend
+
+!macro readMayClose
+    ClearErrors
+    ${GetOptions} $0 "/CLOSE" $1
+    ${IfNot} ${Errors}
+        StrCpy $MayClose 1
+    ${EndIf}
+!macroend
+
 Function .onInit
     ${IfNot} ${RunningX64}
         MessageBox MB_OK|MB_ICONSTOP "$(needs64Bit)" /SD IDOK
@@ -131,6 +209,22 @@ Function .onInit
     ${If} $INSTDIR != "$PROGRAMFILES64\${NAME}"
         StrCpy $GivenFolder $INSTDIR
     ${EndIf}
+    ${GetParameters} $0
+    ClearErrors
+    ${GetOptions} $0 "/CAMERAS=" $ChosenCameras
+    ${IfNot} ${Errors}
+    ${AndIf} $ChosenCameras != "simulated"
+    !ifdef GENICAM
+    ${AndIf} $ChosenCameras != "genicam"
+    !endif
+    ${AndIf} $ChosenCameras != "maker"
+        MessageBox MB_OK|MB_ICONSTOP "$(unknownCameras)" /SD IDOK
+        SetErrorLevel 6
+        Abort
+    ${EndIf}
+    !insertmacro readChoice "/AUTOSTART" $ChosenAutostart
+    !insertmacro readChoice "/DESKTOP" $ChosenDesktop
+    !insertmacro readMayClose
     !insertmacro MULTIUSER_INIT
 FunctionEnd
 
@@ -140,6 +234,7 @@ FunctionEnd
     ${DirState} "$INSTDIR" $0
     ${If} ${FileExists} "$INSTDIR\bivista.exe"
     ${OrIf} ${FileExists} "$INSTDIR\KVCap2.dll"
+    ${OrIf} ${FileExists} "$INSTDIR\KVCap2-maker.dll"
         StrCpy $0 0
     ${EndIf}
 !macroend
@@ -157,6 +252,8 @@ FunctionEnd
 
 Function un.onInit
     SetRegView 64
+    ${GetParameters} $0
+    !insertmacro readMayClose
     ; There may be an installation for this user and one for all. The one to be removed is that around this program.
     StrCpy $GivenFolder $INSTDIR
     !insertmacro MULTIUSER_UNINIT
@@ -170,21 +267,6 @@ Function un.onInit
     StrCpy $INSTDIR $GivenFolder
 FunctionEnd
 
-; A program that runs cannot be written to.
-!macro endIfRunning
-    again:
-    ${If} ${FileExists} "$INSTDIR\bivista.exe"
-        ClearErrors
-        FileOpen $0 "$INSTDIR\bivista.exe" a
-        ${If} ${Errors}
-            MessageBox MB_RETRYCANCEL|MB_ICONEXCLAMATION "$(isRunning)" /SD IDCANCEL IDRETRY again
-            SetErrorLevel 3
-            Abort "$(isRunning)"
-        ${EndIf}
-        FileClose $0
-    ${EndIf}
-!macroend
-
 ; Without a window a file that cannot be written is passed over.
 !macro endIfIncomplete
     ${If} ${Errors}
@@ -193,33 +275,134 @@ FunctionEnd
     ${EndIf}
 !macroend
 
-; The camera library that lies there may be the maker's, put in the simulator's place. Ours is known by the time of its
-; file, which was noted when it was installed. Result in $0: 1 if the file may be replaced or removed.
-!macro isLibraryOurs
-    StrCpy $0 1
-    ${If} ${FileExists} "$INSTDIR\KVCap2.dll"
-        ${GetTime} "$INSTDIR\KVCap2.dll" "MS" $1 $2 $3 $4 $5 $6 $7
-        ReadRegStr $8 SHCTX "${OWN_KEY}" "Simulator"
-        ${If} $8 != "$3-$2-$1 $5:$6:$7"
-            StrCpy $0 0
+; Time and length of a file, in $0; empty if there is none.
+!macro identify FILE
+    StrCpy $0 ""
+    ${If} ${FileExists} "${FILE}"
+        ${GetTime} "${FILE}" "MS" $1 $2 $3 $4 $5 $6 $7
+        StrCpy $0 "$3-$2-$1 $5:$6:$7"
+        ClearErrors
+        FileOpen $1 "${FILE}" r
+        ${IfNot} ${Errors}
+            FileSeek $1 0 END $2
+            FileClose $1
+            StrCpy $0 "$0 $2"
         ${EndIf}
     ${EndIf}
 !macroend
 
+; Whose the camera library is that lies there, in $OldCameras: "maker" if it is not ours; where none lies, what was once
+; chosen, if anything was. Ours is one of those in the program's folders, put there by the installer or by the user, or known by the
+; time of its file, which was noted when it was installed.
+!macro findLibrary
+    ReadRegStr $OldCameras SHCTX "${OWN_KEY}" "Cameras"
+    ${If} ${FileExists} "$INSTDIR\KVCap2.dll"
+        !insertmacro identify "$INSTDIR\KVCap2.dll"
+        StrCpy $9 $0
+        ${GetTime} "$INSTDIR\KVCap2.dll" "MS" $1 $2 $3 $4 $5 $6 $7
+        ReadRegStr $8 SHCTX "${OWN_KEY}" "Simulator"
+        ${If} $8 != "$3-$2-$1 $5:$6:$7"
+            StrCpy $OldCameras "maker"
+        ${ElseIf} $OldCameras != "genicam"
+            StrCpy $OldCameras "simulated"
+        ${EndIf}
+        !insertmacro identify "$INSTDIR\simulator\KVCap2.dll"
+        ${If} $0 == $9
+            StrCpy $OldCameras "simulated"
+        ${EndIf}
+        !insertmacro identify "$INSTDIR\lib\genicam\KVCap2.dll"
+        ${If} $0 == $9
+            StrCpy $OldCameras "genicam"
+        ${EndIf}
+    ${EndIf}
+!macroend
+
+; What was chosen, else what was there, else simulated ones.
+!macro chooseCameras
+    !insertmacro findLibrary
+    StrCpy $Cameras $ChosenCameras
+    ${If} $Cameras == ""
+        StrCpy $Cameras $OldCameras
+    ${EndIf}
+    !ifndef GENICAM
+    ${If} $Cameras == "genicam"
+        StrCpy $Cameras "simulated"
+    ${EndIf}
+    !endif
+    ${If} $Cameras == ""
+        StrCpy $Cameras "simulated"
+    ${EndIf}
+!macroend
+
+Function showCameras
+    !insertmacro chooseCameras
+    !insertmacro MUI_HEADER_TEXT "$(cameras)" "$(whichCameras)"
+    nsDialogs::Create 1018
+    Pop $0
+    ${NSD_CreateFirstRadioButton} 0 4u 100% 12u "$(simulatedCameras)"
+    Pop $SimulatedButton
+    StrCpy $0 $SimulatedButton
+    !ifdef GENICAM
+    ${NSD_CreateAdditionalRadioButton} 0 22u 100% 12u "$(genicamCameras)"
+    Pop $GenicamButton
+    ${If} $Cameras == "genicam"
+        StrCpy $0 $GenicamButton
+    ${EndIf}
+    !endif
+    ${NSD_CreateAdditionalRadioButton} 0 40u 100% 12u "$(makersCameras)"
+    Pop $MakersButton
+    ${If} $Cameras == "maker"
+        StrCpy $0 $MakersButton
+    ${EndIf}
+    ${NSD_Check} $0
+    nsDialogs::Show
+FunctionEnd
+
+Function leaveCameras
+    StrCpy $ChosenCameras "simulated"
+    !ifdef GENICAM
+    ${NSD_GetState} $GenicamButton $0
+    ${If} $0 = ${BST_CHECKED}
+        StrCpy $ChosenCameras "genicam"
+    ${EndIf}
+    !endif
+    ${NSD_GetState} $MakersButton $0
+    ${If} $0 = ${BST_CHECKED}
+        StrCpy $ChosenCameras "maker"
+    ${EndIf}
+FunctionEnd
+
+!include "installer-start.nsh"
+
+; Cameras send their pictures unasked, so Windows' firewall has to let them in. The result in $0, 0 = done.
+!macro removeFirewallRule
+    nsExec::Exec '"$SYSDIR\netsh.exe" advfirewall firewall delete rule name="${NAME}" program="$INSTDIR\bivista.exe"'
+    Pop $0
+!macroend
+!macro addFirewallRule
+    nsExec::Exec '"$SYSDIR\netsh.exe" advfirewall firewall add rule name="${NAME}" dir=in action=allow \
+        program="$INSTDIR\bivista.exe" protocol=udp'
+    Pop $0
+!macroend
+
 Section
     SetRegView 64
-    !insertmacro endIfRunning
+    StrCpy $R0 $INSTDIR
+    Call endIfRunning
     !insertmacro belongsToOthers
     ${If} $0 = 1
         SetErrorLevel 5
         Abort "$(otherFiles)"
     ${EndIf}
-    !insertmacro isLibraryOurs
+    !insertmacro chooseCameras
+    !insertmacro chooseStart
     ; An older version takes its files with it, since this one may not have all of them. (Its uninstaller stays: with _?= it
     ; runs where it is.) So does one in another folder, which would be nobody's otherwise.
     ReadRegStr $9 SHCTX "${OWN_KEY}" "Folder"
     ${If} $9 != ""
     ${AndIf} ${FileExists} "$9\uninstall.exe"
+        StrCpy $R0 $9
+        Call endIfRunning
         ExecWait '"$9\uninstall.exe" /S /$MultiUser.InstallMode _?=$9' $8
         ; The program in another folder may be running, or belong to somebody else.
         ${If} $8 <> 0
@@ -234,19 +417,61 @@ Section
 
     ClearErrors
     SetOutPath "$INSTDIR"
-    File /r /x KVCap2.dll /x *.ini /x mark*.txt /x lang /x simulator "${STAGE}\*.*"
+    File /r /x KVCap2.dll /x *.ini /x mark*.txt /x lang /x lib /x simulator "${STAGE}\*.*"
     SetOutPath "$INSTDIR\simulator"
     File "${STAGE}\simulator\*.*"
+    !ifdef GENICAM
+    SetOutPath "$INSTDIR\lib\genicam"
+    File "${STAGE}\lib\genicam\*.*"
+    !endif
     !insertmacro endIfIncomplete
-    ${If} $0 = 1
-        SetOutPath "$INSTDIR"
-        File "${STAGE}\KVCap2.dll"
+    SetOutPath "$INSTDIR"
+    ${If} $OldCameras == "maker"
+    ${AndIf} $Cameras != "maker"
+        ; Aside, unless another one lies there already: then it is kept where it is.
+        Rename "$INSTDIR\KVCap2.dll" "$INSTDIR\KVCap2-maker.dll"
+        ${If} ${FileExists} "$INSTDIR\KVCap2.dll"
+            StrCpy $Cameras "maker"
+        ${EndIf}
+    ${ElseIf} $OldCameras != "maker"
+    ${AndIf} $Cameras == "maker"
+        Delete "$INSTDIR\KVCap2.dll"
+        Rename "$INSTDIR\KVCap2-maker.dll" "$INSTDIR\KVCap2.dll"
+    ${EndIf}
+    ClearErrors
+    ${If} $Cameras == "maker"
+        ${If} ${FileExists} "$INSTDIR\KVCap2.dll"
+            StrCpy $LibraryNote "$(libraryIsKept)"
+        ${Else}
+            StrCpy $LibraryNote "$(libraryIsMissing)"
+        ${EndIf}
+        DetailPrint "$LibraryNote"
+    ${Else}
+        !ifdef GENICAM
+        ${If} $Cameras == "genicam"
+            File "${STAGE}\lib\genicam\KVCap2.dll"
+        ${Else}
+            File "${STAGE}\simulator\KVCap2.dll"
+        ${EndIf}
+        !else
+        File "${STAGE}\simulator\KVCap2.dll"
+        !endif
         !insertmacro endIfIncomplete
         ${GetTime} "$INSTDIR\KVCap2.dll" "MS" $1 $2 $3 $4 $5 $6 $7
         WriteRegStr SHCTX "${OWN_KEY}" "Simulator" "$3-$2-$1 $5:$6:$7"
-    ${Else}
-        StrCpy $LibraryNote "$(libraryIsKept)"
-        DetailPrint "$LibraryNote"
+    ${EndIf}
+    WriteRegStr SHCTX "${OWN_KEY}" "Cameras" $Cameras
+    ${If} $MultiUser.InstallMode == "AllUsers"
+        !insertmacro removeFirewallRule
+        ${If} $Cameras == "genicam"
+            !insertmacro addFirewallRule
+            ${If} $0 != 0
+                StrCpy $LibraryNote "$(noFirewallRule)"
+            ${EndIf}
+        ${EndIf}
+    ${ElseIf} $Cameras == "genicam"
+        ; Only who may install for all of them may tell the firewall.
+        StrCpy $LibraryNote "$(noFirewallRule)"
     ${EndIf}
 
     ; What a user has there is the user's; the texts belong to the program.
@@ -266,9 +491,12 @@ Section
     SetOutPath "$WorkingFolder"
     SetOverwrite off
     ${IfNot} ${FileExists} "$WorkingFolder\setting.ini"
-        File "${STAGE}\*.ini"
-        File "${STAGE}\mark*.txt"
-        !insertmacro endIfIncomplete
+        ; They are about the simulated cameras.
+        ${If} $Cameras == "simulated"
+            File "${STAGE}\*.ini"
+            File "${STAGE}\mark*.txt"
+            !insertmacro endIfIncomplete
+        ${EndIf}
         ${If} $LANGUAGE = ${LANG_SIMPCHINESE}
             WriteINIStr "$WorkingFolder\setting.ini" File Lang 2
         ${EndIf}
@@ -276,8 +504,18 @@ Section
     SetOverwrite on
     DetailPrint "$(workingFolderText)"
 
-    ; A shortcut starts its program in the output path of the moment.
+    ; A shortcut starts its program in the output path of the moment. These two can be copied and given another folder for
+    ; another station. What starts with Windows says the folder itself too, as it is what nobody looks at.
     CreateShortCut "$SMPROGRAMS\${NAME}.lnk" "$INSTDIR\bivista.exe"
+    ${If} $OnDesktop = 1
+        CreateShortCut "$DESKTOP\${NAME}.lnk" "$INSTDIR\bivista.exe"
+    ${EndIf}
+    ${If} $WithWindows = 1
+        CreateDirectory "$SMSTARTUP"
+        CreateShortCut "$SMSTARTUP\${NAME}.lnk" "$INSTDIR\bivista.exe" '--folder "$WorkingFolder"'
+    ${EndIf}
+    WriteRegStr SHCTX "${OWN_KEY}" "Desktop" $OnDesktop
+    WriteRegStr SHCTX "${OWN_KEY}" "Autostart" $WithWindows
 
     SetOutPath "$INSTDIR"
     WriteUninstaller "$INSTDIR\uninstall.exe"
@@ -285,6 +523,12 @@ Section
     WriteRegStr SHCTX "${OWN_KEY}" "WorkingFolder" "$WorkingFolder"
     WriteRegStr SHCTX "${UNINSTALL_KEY}" "DisplayName" "${NAME}"
     WriteRegStr SHCTX "${UNINSTALL_KEY}" "DisplayVersion" "${VERSION}"
+    WriteRegStr SHCTX "${UNINSTALL_KEY}" "Publisher" "${PUBLISHER}"
+    ; What helps is on this PC.
+    WriteRegStr SHCTX "${UNINSTALL_KEY}" "HelpLink" "$INSTDIR\README.txt"
+    WriteRegStr SHCTX "${UNINSTALL_KEY}" "Readme" "$INSTDIR\README.txt"
+    ${GetTime} "" "L" $0 $1 $2 $3 $4 $5 $6
+    WriteRegStr SHCTX "${UNINSTALL_KEY}" "InstallDate" "$2$1$0"
     WriteRegStr SHCTX "${UNINSTALL_KEY}" "DisplayIcon" "$INSTDIR\bivista.exe"
     WriteRegStr SHCTX "${UNINSTALL_KEY}" "InstallLocation" "$INSTDIR"
     WriteRegStr SHCTX "${UNINSTALL_KEY}" "UninstallString" '"$INSTDIR\uninstall.exe" /$MultiUser.InstallMode'
@@ -293,6 +537,12 @@ Section
     WriteRegDWORD SHCTX "${UNINSTALL_KEY}" "NoRepair" 1
     ${GetSize} "$INSTDIR" "/S=0K" $0 $1 $2
     WriteRegDWORD SHCTX "${UNINSTALL_KEY}" "EstimatedSize" $0
+    ; A station without an operator goes on. (In a window the last page asks.)
+    ${If} ${Silent}
+    ${AndIf} $HasClosed = 1
+    ${AndIf} $WithWindows = 1
+        Call startProgram
+    ${EndIf}
 SectionEnd
 
 Function startProgram
@@ -302,12 +552,16 @@ Function startProgram
 FunctionEnd
 
 Section Uninstall
-    !insertmacro endIfRunning
-    !insertmacro isLibraryOurs
-    ${If} $0 = 1
-        Delete "$INSTDIR\KVCap2.dll"
-    ${Else}
+    StrCpy $R0 $INSTDIR
+    Call un.endIfRunning
+    !insertmacro findLibrary
+    ${If} $OldCameras == "maker"
         DetailPrint "$(libraryIsKept)"
+    ${Else}
+        Delete "$INSTDIR\KVCap2.dll"
+    ${EndIf}
+    ${If} $MultiUser.InstallMode == "AllUsers"
+        !insertmacro removeFirewallRule
     ${EndIf}
     ; Every file by its name: a folder that was chosen may hold other things.
     !include "${FILES}"
@@ -317,6 +571,14 @@ Section Uninstall
     ReadRegStr $0 SHCTX "${OWN_KEY}" "Folder"
     ${If} $0 == $INSTDIR
         Delete "$SMPROGRAMS\${NAME}.lnk"
+        ReadRegStr $0 SHCTX "${OWN_KEY}" "Desktop"
+        ${If} $0 = 1
+            Delete "$DESKTOP\${NAME}.lnk"
+        ${EndIf}
+        ReadRegStr $0 SHCTX "${OWN_KEY}" "Autostart"
+        ${If} $0 = 1
+            Delete "$SMSTARTUP\${NAME}.lnk"
+        ${EndIf}
         DeleteRegKey SHCTX "${UNINSTALL_KEY}"
         DeleteRegKey SHCTX "${OWN_KEY}"
     ${EndIf}

@@ -6,7 +6,8 @@ namespace Ui {
 class AboutDialog;
 }
 
-/// The about box. Made hidden with the main window, shown non-modally.
+/// The about box. Made hidden with the main window, shown non-modally. Its year line has the program's
+/// version and a link to the log's folder.
 class AboutDialog : public QDialog {
     Q_OBJECT
 
@@ -17,6 +18,12 @@ public:
     /// Sets every text anew in the language of the moment.
     void retranslate();
 
+protected:
+    void showEvent(QShowEvent* event) override;
+
 private:
+    void completeYearLine();
+    void openLogFolder();
+
     Ui::AboutDialog* ui;  // freed in the destructor
 };

@@ -3,6 +3,7 @@
 #include <QAction>
 #include <QCoreApplication>
 #include <QMessageBox>
+#include <algorithm>
 #include <utility>
 
 #include "app/statusline.h"
@@ -22,13 +23,27 @@ std::optional<QPointF> pointOf(const Mark* mark) {
     return crossHair ? std::optional(crossHair->point()) : std::nullopt;
 }
 
+/// "1 other mark", "3 other marks"
+QString counted(qint64 count, const QString& what) {
+    return QStringLiteral("%1 %2%3").arg(count).arg(what, count == 1 ? QString() : QStringLiteral("s"));
+}
+
 }  // namespace
 
 CalibrationController::CalibrationController(const Parts& what, QSize frameSize, int layoutMode,
                                              QWidget* window)
-    : QObject(window), parts(what), boxParent(window), tileSize(frameSize) {
+    : QObject(window),
+      parts(what),
+      boxParent(window),
+      tileSize(frameSize),
+      isSmooth(what.settings->read(keys::kSmooth) != 0) {
     corners.setTiles(frameSize, layoutMode, parts.live->count());
-    connect(parts.scene, &InteractiveScene::removed, this, [this](Mark* mark) { corners.forget(mark); });
+    // What Execute said of the marks is not true any more when some have gone.
+    connect(parts.scene, &InteractiveScene::removed, this, [this](Mark* mark) {
+        corners.forget(mark);
+        noteOtherMarks(0);
+    });
+    connect(parts.scene, &InteractiveScene::cleared, this, [this] { noteOtherMarks(0); });
 }
 
 bool CalibrationController::load() {
@@ -45,7 +60,7 @@ bool CalibrationController::load() {
             problem = QStringLiteral("Correction is off: no calibration for camera %1").arg(i);
     }
     parts.statusLine->note(StatusNote::About::Calibration, problem);
-    parts.live->setCorrection(correction);
+    use(std::move(correction));
     parts.live->setTransEnabled(isWanted && !isMissing);
     parts.enable->setChecked(parts.live->isTransEnabled());
     if (isMissing)
@@ -53,9 +68,16 @@ bool CalibrationController::load() {
     return unsettled.isEmpty();
 }
 
+void CalibrationController::use(Correction correction) {
+    correction.isSmooth = isSmooth;
+    parts.live->setCorrection(correction);
+    emit correctionChanged();
+}
+
 void CalibrationController::enable(bool isOn) {
     parts.live->setTransEnabled(isOn);
     parts.settings->write(keys::kTrans, isOn);
+    emit correctionChanged();
 }
 
 void CalibrationController::place(int kind) {
@@ -64,6 +86,7 @@ void CalibrationController::place(int kind) {
         // The stored setting stays: the next start corrects again.
         parts.live->setTransEnabled(false);
         parts.enable->setChecked(false);
+        emit correctionChanged();
     }
     // Without flags, so that clicks reach the scene and not the tiles.
     parts.live->setFlags({});
@@ -114,6 +137,26 @@ void CalibrationController::loadCorners() {
     parts.statusLine->note(StatusNote::About::Marks, parts.scene->loadMarks(0));
 }
 
+void CalibrationController::restoreOverlays() {
+    parts.scene->restoreBarcodeMark(parts.settings->read(keys::kBarcodeMark));
+    parts.scene->setDateTimeFormat(parts.settings->read(keys::kDateTimeFormat));
+    parts.scene->restoreDateTimeMark(parts.settings->read(keys::kDateTimeMark));
+}
+
+void CalibrationController::noteOtherMarks(int wanted) {
+    const auto& marks = parts.scene->markList();
+    const auto crossHairs = std::count_if(marks.cbegin(), marks.cend(),
+                                          [](const Mark* mark) { return pointOf(mark).has_value(); });
+    const auto others = marks.size() - crossHairs;
+    parts.statusLine->note(StatusNote::About::Corners,
+                           wanted > 0 && others > 0
+                               ? QStringLiteral("%1 and %2 are there; Execute wants %3 cross-hairs alone")
+                                     .arg(counted(crossHairs, QStringLiteral("cross-hair")),
+                                          counted(others, QStringLiteral("other mark")))
+                                     .arg(wanted)
+                               : QString());
+}
+
 void CalibrationController::tellMissingCorners() {
     QMessageBox::information(
         boxParent, QCoreApplication::translate("MainWindow", "Info"),
@@ -123,6 +166,7 @@ void CalibrationController::tellMissingCorners() {
 
 void CalibrationController::execute() {
     const int tiles = parts.live->count();
+    noteOtherMarks(CornerCount * tiles);
     // Without a camera there is nothing to ask for, and no counts that could be stored.
     if (tiles == 0 || parts.scene->markCount() != CornerCount * tiles) {
         tellMissingCorners();
@@ -137,6 +181,7 @@ void CalibrationController::execute() {
     if (!calibrate())
         return;
     saveMarks();
+    emit calibrated(parts.dialog->xCounts[0], parts.dialog->yCounts[0]);
     enable(true);
     parts.enable->setEnabled(true);
     parts.enable->setChecked(true);
@@ -155,6 +200,6 @@ bool CalibrationController::calibrate() {
     if (!problem.isEmpty())
         return false;
     corners.take(run.corners);
-    parts.live->setCorrection(run.correction);
+    use(run.correction);
     return true;
 }

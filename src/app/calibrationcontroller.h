@@ -13,6 +13,7 @@ class Mark;
 class QAction;
 class QWidget;
 class SettingsFile;
+struct Correction;
 class StatusLine;
 
 /// Marking and calibrating as the operator does it: marks are placed, kept and cleared, corners counted,
@@ -55,15 +56,29 @@ public:
     void loadCorners();
     /// Asks for the grid counts, then corrects all tiles by their corners, or says why not.
     void execute();
+    /// Puts the overlays back as the settings have them.
+    void restoreOverlays();
+
+signals:
+    /// The correction was switched on or off, or is another one.
+    void correctionChanged();
+    /// Execute has succeeded, with so many grid cells between the corners of tile 0.
+    void calibrated(int xCount, int yCount);
 
 private:
+    /// What the box cannot say: that there are other marks among those that are counted, also where their
+    /// number is the right one by accident. 0 wanted: nothing is to be said.
+    void noteOtherMarks(int wanted);
     void tellMissingCorners();
     void saveMarks();
+    /// Frames are shown with it from now on, while the correction is on.
+    void use(Correction correction);
     /// Whether all corrections are new; if not, people have been told why.
     bool calibrate();
 
     const Parts parts;
     QWidget* boxParent;    // not owned
     const QSize tileSize;  // px of a frame
+    const bool isSmooth;   // all corrections are, by the settings of the start
     CornerMarking corners;
 };

@@ -13,10 +13,13 @@
 #include "app/aboutdialog.h"
 #include "app/calibrationcontroller.h"
 #include "app/languagescope.h"
+#include "app/measurecontroller.h"
 #include "app/programicon.h"
+#include "app/savehotkey.h"
 #include "app/savingcontroller.h"
 #include "app/station.h"
 #include "app/statusline.h"
+#include "app/viewmover.h"
 #include "calibration/calibratedialog.h"
 #include "camera/capturethread.h"
 #include "control/commandexecutor.h"
@@ -36,8 +39,6 @@ namespace {
 constexpr int kRatePeriod = 1000;      // ms
 constexpr int kShutdownSleep = 600;    // ms
 constexpr int kSizeWindowDelay = 100;  // ms
-constexpr double kZoomStep = 1.1;
-constexpr double kZoomStepBack = 0.9090909090909091;
 
 // Process-wide on purpose: it counts on whatever window there is.
 int32_t cameraMessageCount = 0;
@@ -66,12 +67,11 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent), ui(new Ui::MainWi
 
 MainWindow::~MainWindow() {
     platform::unregisterSaveHotkey(winId());
-    // After closeEvent this is over at once; it matters when the program ends without the window being
-    // closed.
-    live->end();
+    // Over at once after closeEvent; it matters when the program ends without the window being closed.
+    const QVector<int> busyCameras = live->end();
     // What works on others goes before them; children would go in the order in which they came.
-    qDeleteAll(QObjectList{executor, calibration, saving, live, settingDialog});
-    station->free();
+    qDeleteAll(QObjectList{executor, measure, calibration, saving, live, settingDialog});
+    station->freeAllBut(busyCameras);
     delete ui;
 }
 
@@ -86,7 +86,7 @@ void MainWindow::createForm() {
 }
 
 void MainWindow::registerHotkey() {
-    if (!platform::registerSaveHotkey(winId()))
+    if (!registerConfiguredHotkey(winId(), platform::workingFolderFile(QStringLiteral("setting.ini"))))
         QMessageBox::information(this, tr("Error"), tr("Register hotkey save img failed"), QMessageBox::Ok);
 }
 
@@ -125,8 +125,7 @@ void MainWindow::showScene() {
     ui->gvMain->setScene(scene);
     connect(scene, &InteractiveScene::finished, this, &MainWindow::setMark);
     connect(scene, &InteractiveScene::scanned, this, &MainWindow::saveScanned);
-    // The cross-hair that is being placed follows the mouse without a button.
-    ui->gvMain->viewport()->setMouseTracking(true);
+    new ViewMover(ui->gvMain, scene, ui->actionZoom_Fit);
     // Barcode readers type into whatever has the focus.
     ui->gvMain->setFocus();
 }
@@ -141,6 +140,7 @@ void MainWindow::createStatusLine() {
     statusLine = new StatusLine(ui->statusBar, this);
     statusLine->note(StatusNote::About::Settings, settings->problem());
     statusLine->follow(StatusNote::About::Settings, settings);
+    statusLine->followTiles(live);
 }
 
 void MainWindow::connectActions() {
@@ -162,7 +162,7 @@ void MainWindow::openSerialPort() {
     serialPort = new ControllerLine(name, this);
     connect(serialPort, &ControllerLine::readyRead, this, &MainWindow::CheckCom);
     statusLine->follow(StatusNote::About::SerialLine, serialPort);
-    if (!serialPort->openLine())
+    if (!serialPort->openLine(settings->read(keys::kPortRetry) != 0))
         statusLine->showMessage(tr("Serial port %1 open failed.").arg(name));
 }
 
@@ -183,6 +183,8 @@ void MainWindow::createControllers() {
         new CalibrationController({settings, scene, live, calibrateDialog, ui->actionEnable, statusLine},
                                   station->frameSize(), station->layoutMode(), this);
     saving->removeLeftOvers(calibration->load());
+    measure = new MeasureController({this, ui->gvMain, settings, scene, live, calibration, saving,
+                                     ui->actionEnable, ui->actionZoom_Fit, statusLine});
 
     CommandExecutor::Actions actions;
     actions.show = [this](const QString& echo) { statusLine->showMessage(echo); };
@@ -209,6 +211,7 @@ void MainWindow::retranslate() {
     settingDialog->loadFileOptions();
     aboutDialog->retranslate();
     calibrateDialog->retranslate();
+    measure->retranslate();
     applyTitle();
 }
 
@@ -216,8 +219,11 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     qDebug() << "Close event";
     fpsTimer->stop();
     live->stop();
+    if (serialPort)
+        serialPort->close();
     QThread::msleep(kShutdownSleep);
     live->wait();
+    saving->finish();
     QMainWindow::closeEvent(event);
 }
 
@@ -247,9 +253,6 @@ void MainWindow::CheckCom() {
     // What this command shows stays for a full minute.
     statusLine->keepMessage();
     executor->execute(parseSerialCommand(received));
-    // What has come while a box was up is not announced again.
-    if (serialPort->bytesAvailable() > 0)
-        QMetaObject::invokeMethod(this, &MainWindow::CheckCom, Qt::QueuedConnection);
 }
 
 // ---- frames ------------------------------------------------------------------------------------
@@ -348,9 +351,7 @@ void MainWindow::sizeWindow() {
     live->followResizes();
     setWindowState(Qt::WindowMaximized);
     streamVideo();
-    scene->restoreBarcodeMark(settings->read(keys::kBarcodeMark));
-    scene->setDateTimeFormat(settings->read(keys::kDateTimeFormat));
-    scene->restoreDateTimeMark(settings->read(keys::kDateTimeMark));
+    calibration->restoreOverlays();
 }
 
 void MainWindow::on_actionRearrange_triggered() {
@@ -413,9 +414,9 @@ void MainWindow::exitFullscreen() {
 }
 
 void MainWindow::setBarsVisible(bool visible) {
-    ui->toolBar->setVisible(visible);
-    ui->menuBar->setVisible(visible);
-    ui->statusBar->setVisible(visible);
+    for (QWidget* bar : QWidgetList{ui->toolBar, ui->menuBar, ui->statusBar})
+        bar->setVisible(visible);
+    measure->setBarsVisible(visible);
 }
 
 void MainWindow::on_gvMain_customContextMenuRequested(const QPoint& point) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "app/orderlyend.h"
 #include "live/tilelayout.h"
 
 class AboutDialog;
@@ -14,6 +15,7 @@ class CommandExecutor;
 class InteractiveScene;
 class LiveTiles;
 class Mark;
+class MeasureController;
 class QTimer;
 class SavingController;
 class ControllerLine;
@@ -39,6 +41,9 @@ public:
     explicit MainWindow(QWidget* parent);
     /// Ends the capture threads if closing has not done so, and frees the cameras.
     ~MainWindow() override;
+
+    /// What has to be in order when the program ends, for whoever ends it while the window is there.
+    OrderlyEnd::Parts parts() const { return {live, station.get(), settings, saving, serialPort}; }
 
 public slots:
     // Frames (px: frame coordinates; times: ms since the epoch).
@@ -139,6 +144,7 @@ private:
     ControllerLine* serialPort = nullptr;          // child of this; none without `File/Port`
     SavingController* saving = nullptr;            // child of this
     CalibrationController* calibration = nullptr;  // child of this
+    MeasureController* measure = nullptr;          // child of this
     CommandExecutor* executor = nullptr;           // child of this
     int32_t lang = 2;                              // 1 English, 2 Chinese
 };

@@ -72,3 +72,12 @@ void Station::storePlace(int tile, QPointF place) {
     settings->store(keys::tileX(tile), place.x());
     settings->store(keys::tileY(tile), place.y());
 }
+
+int Station::patience() {
+    constexpr int kMargin = 1000;        // ms
+    constexpr int kLongestAnswer = 500;  // ms
+    // The library counts as it likes; where it counts in something else than ms, the file's number is no
+    // better.
+    const int wait = std::max(cameras.longestWait(kLongestAnswer), settings->read(keys::kTimeout));
+    return std::clamp(wait, 0, kLongestPatience - kMargin) + kMargin;
+}

@@ -42,8 +42,16 @@ public:
 
     /// Releases one frame of each camera that waits for a trigger.
     void trigger() const { cameras.trigger(); }
+    /// How long to wait for the capture threads at most, ms: a little longer than any camera waits for a
+    /// frame, but kLongestPatience at most. The cameras are asked, for half a second; where none says, it is
+    /// what the file says.
+    int patience();
+    static constexpr int kLongestPatience = 60'000;  // ms
     /// Frees the cameras; no thread may be inside the library any more.
     void free() { cameras.free(); }
+    /// The same, but for `left` (library indices), in which a thread may be, and for those that have not told
+    /// patience() anything yet; they stay as they are.
+    void freeAllBut(const QVector<int>& left) { cameras.freeAllBut(left); }
 
 private:
     QVector<QString> configuredSerials() const;

@@ -11,13 +11,29 @@ class StatusNote : public QLabel {
 
 public:
     /// What a note is about. Each has at most one; the next success of its kind takes it away.
-    enum class About { Picture, Marks, Calibration, Settings, SerialLine };
+    enum class About {
+        Picture,
+        Measures,
+        Marks,
+        Corners,
+        Calibration,
+        Settings,
+        SerialLine,
+        Cameras,
+        Load,
+        Log
+    };
 
     explicit StatusNote(QWidget* parent = nullptr);
 
     /// Shows what went wrong; an empty text says that nothing did. Of several notes the last one told is
-    /// seen, all are in the tool tip.
+    /// seen, with their number before it, all are in the tool tip. The text about the cameras counts the
+    /// seconds: told again, it keeps its place.
     void tell(About about, const QString& problem);
+
+    QSize sizeHint() const override;
+    /// Of any width: a text that is too long for the window must not make it wider than the screen.
+    QSize minimumSizeHint() const override { return {0, QLabel::minimumSizeHint().height()}; }
 
 protected:
     /// Ends with dots where there is not enough room; the tool tip has all of it.
@@ -28,5 +44,9 @@ private:
         About about;
         QString text;
     };
+    void showNotes();
+    /// What is seen: the text, and with several notes their number before it.
+    QString numbered() const;
+
     QList<Note> notes;  // oldest first
 };

@@ -20,8 +20,12 @@ constexpr int kMaxDepth = 16;
 /// The node as a matrix of the given shape and type, or nothing.
 std::optional<cv::Mat> readMatrix(const cv::FileStorage& storage, const char* node, int rows, int cols,
                                   int type) {
+    // Asked first: the matrix would be made as large as a damaged file says.
+    const cv::FileNode found = storage[node];
+    if (static_cast<int>(found["rows"]) != rows || static_cast<int>(found["cols"]) != cols)
+        return {};
     cv::Mat matrix;
-    storage[node] >> matrix;
+    found >> matrix;
     if (matrix.rows != rows || matrix.cols != cols || matrix.channels() != 1)
         return {};
     // What is finite as a double need not be as a float.

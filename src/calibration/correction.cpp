@@ -56,6 +56,22 @@ QRect cropOf(const Correction& correction, int tile, int tileCount, int layoutMo
     return pixels <= most ? crop : whole;
 }
 
+std::optional<QTransform> nearestFromFrame(const Correction& correction, int tile, int tileCount,
+                                           int layoutMode, QSize frame, QSize shown) {
+    const cv::Mat& mapX = correction.mapX[tile];
+    const cv::Mat& transform = correction.transforms[tile];
+    if (correction.isSmooth || mapX.empty() || transform.size() != cv::Size(3, 3) ||
+        transform.type() != CV_64F)
+        return {};
+    const QRect crop = cropOf(correction, tile, tileCount, layoutMode, frame, QSize(mapX.cols, mapX.rows));
+    if (crop.size() != shown)
+        return {};
+    const auto at = [&transform](int row, int column) { return transform.at<double>(row, column); };
+    return QTransform(at(0, 0), at(1, 0), at(2, 0), at(0, 1), at(1, 1), at(2, 1), at(0, 2), at(1, 2),
+                      at(2, 2)) *
+           QTransform::fromTranslate(-crop.x(), -crop.y());
+}
+
 QImage correctedPicture(const QImage& frame, const Correction& correction, int tile, int tileCount,
                         int layoutMode) {
     const cv::Mat& mapX = correction.mapX[tile];
@@ -70,7 +86,8 @@ QImage correctedPicture(const QImage& frame, const Correction& correction, int t
             cropOf(correction, tile, tileCount, layoutMode, frame.size(), QSize(mapX.cols, mapX.rows));
         const PartMaps maps = partMaps(correction.transforms[tile], mapX, mapY, crop);
         cv::Mat remapped;
-        cv::remap(wrapped(pixels), remapped, maps.x, maps.y, cv::INTER_NEAREST, cv::BORDER_REPLICATE,
+        cv::remap(wrapped(pixels), remapped, maps.x, maps.y,
+                  correction.isSmooth ? cv::INTER_LINEAR : cv::INTER_NEAREST, cv::BORDER_REPLICATE,
                   cv::Scalar(0));
         return pictureOf(remapped, pixels.format());
     } catch (const std::exception& error) {

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <QImage>
+#include <QTransform>
 #include <array>
 #include <opencv2/core.hpp>
+#include <optional>
 
 #include "calibration/calibration.h"
 #include "calibration/cropgeometry.h"
@@ -13,6 +15,7 @@ struct Correction {
     std::array<cv::Mat, 4> mapX;        ///< `CV_32FC1`: source x of every corrected pixel
     std::array<cv::Mat, 4> mapY;        ///< `CV_32FC1`: source y
     CornerTable dstCorners;             ///< where the marked corners lie in the corrected picture
+    bool isSmooth = false;              ///< pixels between four of the frame's instead of the nearest one
 
     /// Takes a tile's calibration and builds its maps for frames of `size` px. False, and nothing changed,
     /// when no maps can be built.
@@ -25,9 +28,15 @@ struct Correction {
 QRect cropOf(const Correction& correction, int tile, int tileCount, int layoutMode, QSize frame,
              QSize picture);
 
+/// Frame px to px of the picture that a tile shows while the correction is on, each pixel of which is the
+/// frame's nearest one. Nothing where the correction is smooth or the tile has none, and where the picture
+/// would not be `shown` large; `frame` is the frames' size. Pure.
+std::optional<QTransform> nearestFromFrame(const Correction& correction, int tile, int tileCount,
+                                           int layoutMode, QSize frame, QSize shown);
+
 /// The picture that a tile shows for a frame while the correction is on: the frame remapped with the tile's
-/// maps (nearest neighbour, border pixels replicated), cut to the tile's crop rectangle, in the frame's pixel
-/// format. The result has pixels of its own.
+/// maps (nearest neighbour, or bilinear where the correction is smooth; border pixels replicated), cut to the
+/// tile's crop rectangle, in the frame's pixel format. The result has pixels of its own.
 ///
 /// A crop rectangle that reaches past the maps shows there what the camera saw, where the frame has it, else
 /// its border pixels. Without maps the frame comes back as it is; without corners for the layout, or with a

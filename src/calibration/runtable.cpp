@@ -6,17 +6,20 @@
 #include <limits>
 #include <opencv2/imgproc.hpp>
 
-#include "platform/pixels.h"
+#include "calibration/tableparts.h"
+#include "platform/prefetch.h"
 
 namespace {
 
-// A strip of a wide picture fits into the second level of a processor's cache.
-constexpr int kStripRows = 16;
-constexpr int kBlock = 64;       // px; a block's source pixels fit however the picture is turned
 constexpr int kMaxSide = 32766;  // px that cv::remap can address
-constexpr int kPiece = 64;       // bytes copied at a time
-// Shorter runs cost more than single pixels do.
-constexpr double kShortestMeanRun = 4;
+// Bytes that are copied at a time: most runs of a grey picture are done with the first two.
+constexpr int kFirstPiece = 32;
+constexpr int kPiece = 64;
+// The next row of the picture begins its runs about a row further down in the frame, where no processor
+// guesses them: while one row is copied, what the one after the next takes is fetched.
+constexpr int kRowsAhead = 2;
+// Rows after which somebody else may look at them: few enough for a processor's own cache.
+constexpr int kRowsTogether = 16;
 
 }  // namespace
 
@@ -70,28 +73,33 @@ void RunTable::buildRuns(const cv::Mat& places) {
         }
     }
     firstRun.push_back(runs.size());
-    if (double(places.total()) / double(runs.size()) >= kShortestMeanRun)
+    if (areLongEnough(meanRunOf(QSize(places.cols, places.rows), runs.size())))
         return;
-    runs = {};
-    firstRun = {};
+    giveBack(runs);
+    giveBack(firstRun);
     offsets.assign(places.begin<int32_t>(), places.end<int32_t>());
 }
 
 double RunTable::meanRun() const {
-    return runs.empty() ? 0.0 : double(picture.width()) * picture.height() / double(runs.size());
+    return meanRunOf(picture, runs.size());
 }
 
-/// Copies in pieces of one size, which needs no call: what is too much is overwritten by the next run, and
-/// what follows the last one is never read.
+/// Copies in pieces of fixed sizes, which needs no call: what is too much is overwritten by the next run.
+/// Near the end of the row, and of the frame, no byte too much is touched.
 void RunTable::copyRuns(const uchar* frame, int row, uchar* line) const {
     const int32_t lastSafe = frameBytes() - kPiece;
-    for (size_t i = firstRun[row]; i < firstRun[row + 1]; ++i) {
+    const int32_t ahead = std::min(kRowsAhead, source.size.height()) * source.bytesPerLine;
+    const int32_t lastAhead = frameBytes() - 1 - ahead;
+    const uchar* const lineEnd = line + size_t(picture.width()) * size_t(pixelBytes);
+    for (size_t i = firstRun[size_t(row)]; i < firstRun[size_t(row) + 1]; ++i) {
         const Run run = runs[i];
         const uchar* from = frame + run.offset;
+        platform::readSoon(frame + (std::min(run.offset, lastAhead) + ahead));
         if (run.length > 0) {
             const int32_t bytes = run.length * pixelBytes;
-            if (run.offset + bytes <= lastSafe) {
-                for (int32_t n = 0; n < bytes; n += kPiece)
+            if (run.offset + bytes <= lastSafe && lineEnd - line >= bytes + kPiece) {
+                std::memcpy(line, from, kFirstPiece);
+                for (int32_t n = kFirstPiece; n < bytes; n += kPiece)
                     std::memcpy(line + n, from + n, kPiece);
             } else {
                 std::memcpy(line, from, size_t(bytes));
@@ -107,61 +115,38 @@ void RunTable::copyRuns(const uchar* frame, int row, uchar* line) const {
     }
 }
 
-/// Pixel by pixel, in blocks; several at a time, as the library's remap does it.
 void RunTable::gather(const uchar* frame, QImage& target) const {
     uchar* const out = target.bits();
     const size_t outStride = size_t(target.bytesPerLine());
     const bool isGrey = pixelBytes == 1;
-    const auto block = [&](int top, int left) {
-        const int bottom = std::min(top + kBlock, picture.height());
-        const int count = std::min(kBlock, picture.width() - left);
-        for (int y = top; y < bottom; ++y) {
-            const int32_t* from = offsets.data() + size_t(y) * size_t(picture.width()) + left;
-            auto* line = reinterpret_cast<QRgb*>(out + size_t(y) * outStride) + left;
-            if (isGrey) {
-                for (int x = 0; x < count; ++x)
-                    line[x] = 0xff000000U | frame[from[x]] * 0x010101U;
-            } else {
-                for (int x = 0; x < count; ++x)
-                    line[x] = qRgb(frame[from[x]], frame[from[x] + 1], frame[from[x] + 2]);
-            }
-        }
-    };
-    const cv::Range blockRows(0, (picture.height() + kBlock - 1) / kBlock);
-    cv::parallel_for_(blockRows, [&](const cv::Range& range) {
-        for (int row = range.start; row < range.end; ++row) {
-            for (int left = 0; left < picture.width(); left += kBlock)
-                block(row * kBlock, left);
+    inBlocks(picture, [&](int y, int left, int count) {
+        const int32_t* from = offsets.data() + size_t(y) * size_t(picture.width()) + left;
+        uchar* line = out + size_t(y) * outStride + size_t(left) * size_t(pixelBytes);
+        if (isGrey) {
+            for (int x = 0; x < count; ++x)
+                line[x] = frame[from[x]];
+        } else {
+            for (int x = 0; x < count; ++x)
+                std::memcpy(line + size_t(x) * 3, frame + from[x], 3);
         }
     });
 }
 
-void RunTable::apply(const QImage& frame, QImage& target, Code code) const {
-    Q_ASSERT(serves(Shape::of(frame)) && target.format() == QImage::Format_RGB32 && target.size() == picture);
+void RunTable::apply(const QImage& frame, QImage& target, const std::function<void(int)>& rowsMade) const {
+    Q_ASSERT(serves(Shape::of(frame)) && target.format() == source.format && target.size() == picture);
     const uchar* const pixels = frame.constBits();
     if (!offsets.empty()) {
         gather(pixels, target);
+        if (rowsMade)
+            rowsMade(picture.height());
         return;
     }
     uchar* const out = target.bits();
     const size_t outStride = size_t(target.bytesPerLine());
-    const bool isGrey = pixelBytes == 1;
-    if (!isGrey && code == Code::Best && platform::hasUnpackRgbRuns()) {
-        // Straight to RGB32, row by row and run by run: what goes beyond one is overwritten by the next.
-        platform::unpackRgbRuns(pixels, pixels + frameBytes(), runs.data(), runs.data() + runs.size(),
-                                reinterpret_cast<uint32_t*>(out),
-                                reinterpret_cast<uint32_t*>(out + size_t(picture.height()) * outStride));
-        return;
-    }
-    // Rows of the frame's own format first, then to RGB32, a strip at a time while it is in the cache.
-    // Its rows are longer by what may be copied too much.
-    cv::Mat strip(kStripRows, picture.width() + kPiece, isGrey ? CV_8UC1 : CV_8UC3);
-    for (int top = 0; top < picture.height(); top += kStripRows) {
-        const int rows = std::min(kStripRows, picture.height() - top);
-        for (int y = 0; y < rows; ++y)
-            copyRuns(pixels, top + y, strip.ptr(y));
-        cv::Mat part(rows, picture.width(), CV_8UC4, out + size_t(top) * outStride, outStride);
-        cv::cvtColor(strip(cv::Rect(0, 0, picture.width(), rows)), part,
-                     isGrey ? cv::COLOR_GRAY2BGRA : cv::COLOR_RGB2BGRA);
+    for (int y = 0; y < picture.height();) {
+        copyRuns(pixels, y, out + size_t(y) * outStride);
+        ++y;
+        if (rowsMade && (y % kRowsTogether == 0 || y == picture.height()))
+            rowsMade(y);
     }
 }

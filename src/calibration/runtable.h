@@ -5,16 +5,15 @@
 #include <QSize>
 #include <opencv2/core.hpp>
 #include <cstdint>
+#include <functional>
 #include <vector>
-
-#include "platform/pixels.h"
 
 /// A tile's maps and crop rectangle in the form that a frame can be corrected with at the speed of copying:
 /// where in the frame each row of the cut picture comes from, as runs of neighbouring pixels. Made once when
 /// the maps, the crop or the frame's shape change; used for every frame.
 ///
 /// What it makes is, pixel for pixel, cv::remap with these maps (nearest neighbour, border pixels
-/// replicated), cut, as an RGB32 picture. A value; any thread, one at a time for `apply`.
+/// replicated), cut, in the frame's own format. A value; any thread.
 class RunTable {
 public:
     /// The shape of the frames that a table is for.
@@ -44,18 +43,24 @@ public:
     /// Size of the pictures it makes, px.
     QSize pictureSize() const { return picture; }
 
-    /// What does the work: the best that this processor can, or what every one can. The pixels are the same.
-    enum class Code { Best, Portable };
-
-    /// Corrects a frame, for whose shape the table must serve, into `target`: an RGB32 picture of
-    /// `pictureSize()` with pixels of its own.
-    void apply(const QImage& frame, QImage& target, Code code = Code::Best) const;
+    /// Corrects a frame, for whose shape the table must serve, into `target`: a picture of `pictureSize()` in
+    /// the frame's format, with pixels of its own or those of a part of a larger picture. Nothing beside its
+    /// pixels is written.
+    ///
+    /// Whoever looks at the picture too can do so while its rows are still in the processor's cache:
+    /// `rowsMade` is called now and then, on this thread, when that many rows from the top are made, at last
+    /// with all of them.
+    void apply(const QImage& frame, QImage& target, const std::function<void(int)>& rowsMade = {}) const;
 
     /// Mean length of the runs in px, 0 where there are none: the picture is put together pixel by pixel.
     double meanRun() const;
 
 private:
-    using Run = platform::PixelRun;
+    /// Neighbouring pixels of a row of the frame, or one pixel many times.
+    struct Run {
+        int32_t offset;  ///< byte in the frame, of the first pixel
+        int32_t length;  ///< px; negative: that many times the same one
+    };
 
     void buildRuns(const cv::Mat& places);
     int32_t frameBytes() const { return source.bytesPerLine * source.size.height(); }

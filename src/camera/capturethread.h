@@ -6,6 +6,8 @@
 #include <atomic>
 #include <cstdint>
 
+#include "camera/retrypacing.h"
+
 /// What a capture thread works on; does not change while it lives.
 struct CaptureTask {
     int32_t tile = 0;    ///< sent with every frame
@@ -17,7 +19,8 @@ struct CaptureTask {
 /// the camera library, or in demo mode from an image file. It never touches the screen.
 ///
 /// The object lives on the GUI thread; `run` is the thread. Control goes through two flags, written by the
-/// GUI thread without locks and seen by the loop at the latest one iteration later.
+/// GUI thread without locks and seen by the loop at the latest one iteration later, and the wait of at most
+/// 50 ms that follows one when the camera keeps failing at once (RetryPacing).
 class CaptureThread : public QThread {
     Q_OBJECT
 
@@ -30,6 +33,8 @@ public:
     int32_t tileIndex() const { return task.tile; }
     /// Camera library index.
     int32_t cameraIndex() const { return task.camera; }
+    /// Its frames come from a file; there is no camera.
+    bool isDemo() const { return task.demo; }
 
     /// Starts the thread, if it does not run yet, for colour or monochrome frames, and lets it fetch frames.
     /// No effect on a stopped thread: whoever stopped it is about to delete it.
@@ -54,14 +59,23 @@ protected:
 
 private:
     struct FrameKind;
+    /// What became of a try to get a frame.
+    enum class Try {
+        Sent,
+        Failed,   ///< the query brought none
+        NoQuery,  ///< there was nothing to ask for
+        Stopped   ///< while the frame was under way: the loop has to end at once
+    };
 
     void captureDemoFrame(const FrameKind& kind);
-    /// False when the loop has to end at once: stopped while the frame was under way.
-    bool captureCameraFrame(const FrameKind& kind);
+    Try captureCameraFrame(const FrameKind& kind);
+    /// One try, and the wait after it. False when the loop has to end at once.
+    bool tryCamera(const FrameKind& kind);
 
     std::atomic<bool> capturing{false};
     std::atomic<bool> terminateRequested{false};
     const CaptureTask task;
+    RetryPacing pacing;            // the thread's own
     bool colour = false;           // only written while the thread does not run
     QVector<QRgb> grayColorTable;  // entry i = opaque grey i, for indexed grey pictures
 };

@@ -24,6 +24,12 @@ bool isWhole(const QPointF& point) {
     return point == QPointF(point.toPoint());
 }
 
+/// Of the formats that tiles have and that let nothing shine through.
+bool isOpaque(QImage::Format format) {
+    return format == QImage::Format_RGB32 || format == QImage::Format_RGB888 ||
+           format == QImage::Format_Grayscale8;
+}
+
 std::optional<Cover> coverOf(QGraphicsItem* item, const QRectF& area) {
     auto* tile = qgraphicsitem_cast<QGraphicsPixmapItem*>(item);
     // A selected tile is painted with a frame around it.
@@ -33,7 +39,7 @@ std::optional<Cover> coverOf(QGraphicsItem* item, const QRectF& area) {
         return {};
     const QPointF place = tile->mapToScene(tile->offset()) - area.topLeft();
     QImage picture = tile->pixmap().toImage();
-    if (!isWhole(place) || picture.format() != QImage::Format_RGB32 || picture.devicePixelRatio() != 1)
+    if (!isWhole(place) || !isOpaque(picture.format()) || picture.devicePixelRatio() != 1)
         return {};
     return Cover{tile, std::move(picture), place.toPoint()};
 }
@@ -57,8 +63,10 @@ QVector<Cover> coversOf(const QGraphicsScene& scene) {
     return covers;
 }
 
-cv::Mat pixelsOf(const QImage& image, int type) {
-    return {image.height(), image.width(), type, const_cast<uchar*>(image.constBits()),
+/// The picture's pixels, of one, three or four bytes. Four are blue, green, red, alpha in memory: little
+/// endian, as everywhere here.
+cv::Mat pixelsOf(const QImage& image) {
+    return {image.height(), image.width(), CV_8UC(image.depth() / 8), const_cast<uchar*>(image.constBits()),
             size_t(image.bytesPerLine())};
 }
 
@@ -100,16 +108,24 @@ private:
     const QVector<Cover>& covers;
 };
 
-void copyTiles(const QVector<Cover>& covers, QImage& image) {
-    cv::Mat whole = pixelsOf(image, CV_8UC3);
+/// Copies pixels of a tile into a picture, of three or four bytes each.
+void copyPixels(const cv::Mat& from, cv::Mat to) {
+    if (from.type() == to.type())
+        from.copyTo(to);
+    else if (to.channels() == 3)
+        cv::cvtColor(from, to, from.channels() == 1 ? cv::COLOR_GRAY2RGB : cv::COLOR_BGRA2RGB);
+    else
+        cv::cvtColor(from, to, from.channels() == 1 ? cv::COLOR_GRAY2BGRA : cv::COLOR_RGB2BGRA);
+}
+
+/// Copies what tiles have of a picture whose corner is `corner` in the saved one.
+void copyTiles(const QVector<Cover>& covers, QImage& image, QPoint corner = {}) {
+    const cv::Mat whole = pixelsOf(image);
     for (const Cover& cover : covers) {
-        const QRect part = image.rect() & QRect(cover.place, cover.picture.size());
-        if (part.isEmpty())
-            continue;
-        // A pixel is blue, green, red, alpha in memory; little endian, as everywhere here.
-        cv::Mat to = whole(rectOf(part));
-        cv::cvtColor(pixelsOf(cover.picture, CV_8UC4)(rectOf(part.translated(-cover.place))), to,
-                     cv::COLOR_BGRA2RGB);
+        const QPoint place = cover.place - corner;
+        const QRect part = image.rect() & QRect(place, cover.picture.size());
+        if (!part.isEmpty())
+            copyPixels(pixelsOf(cover.picture)(rectOf(part.translated(-place))), whole(rectOf(part)));
     }
 }
 
@@ -124,50 +140,48 @@ QVector<QRect> delicatePlaces(QGraphicsScene* scene) {
     return places;
 }
 
-/// Paints a part of the scene as scenePicture() does and puts its colours into the picture.
-void paintAsElsewhere(QGraphicsScene* scene, const QRect& part, QImage& image) {
+/// Paints a part of the scene as scenePicture() does and puts its colours into the picture. The tiles are not
+/// painted meanwhile.
+void paintAsElsewhere(const QVector<Cover>& covers, QGraphicsScene* scene, const QRect& part, QImage& image) {
     QImage patch(part.size(), QImage::Format_ARGB32_Premultiplied);
     if (patch.isNull())
         return;
     patch.fill(Qt::transparent);
+    copyTiles(covers, patch, part.topLeft());
     {
         QPainter painter(&patch);
         scene->render(&painter, patch.rect(), QRectF(part).translated(scene->sceneRect().topLeft()));
     }
-    cv::Mat whole = pixelsOf(image, CV_8UC3);
-    cv::Mat to = whole(rectOf(part));
-    cv::cvtColor(pixelsOf(patch, CV_8UC4), to, cv::COLOR_BGRA2RGB);
+    cv::Mat to = pixelsOf(image)(rectOf(part));
+    cv::cvtColor(pixelsOf(patch), to, cv::COLOR_BGRA2RGB);
 }
 
-/// Puts the tiles' colours into an RGB888 picture of the scene, and paints what is over them.
+/// Puts the tiles' colours into a picture of the scene, and paints what is over them.
 void renderColours(const QVector<Cover>& covers, QGraphicsScene* scene, QImage& image) {
     copyTiles(covers, image);
     if (scene->items().size() == covers.size())
         return;
-    QVector<QRect> places;
-    {
-        HiddenTiles tiles(covers);
-        tiles.hide();
-        paintScene(scene, image);
-        places = delicatePlaces(scene);
-    }
-    for (const QRect& place : qAsConst(places))
-        paintAsElsewhere(scene, place & image.rect(), image);
+    HiddenTiles hidden(covers);
+    hidden.hide();
+    const PaintableTiles others(*scene);
+    paintScene(scene, image);
+    if (image.format() != QImage::Format_RGB888)
+        return;
+    const QVector<QRect> places = delicatePlaces(scene);
+    for (const QRect& place : places)
+        paintAsElsewhere(covers, scene, place & image.rect(), image);
 }
 
 }  // namespace
 
 ScenePicture encoderPicture(QGraphicsScene* scene, QImage::Format preferred) {
-    if (preferred != QImage::Format_RGB888 && preferred != QImage::Format_RGB32)
-        return scenePicture(scene);
     const QVector<Cover> covers = coversOf(*scene);
-    if (preferred == QImage::Format_RGB888 && !covers.isEmpty() && !hasEffects(*scene)) {
-        ScenePicture picture = blankScenePicture(*scene, preferred);
-        if (!picture.image.isNull())
-            renderColours(covers, scene, picture.image);
+    const bool isColours = preferred == QImage::Format_RGB888 && !covers.isEmpty() && !hasEffects(*scene);
+    ScenePicture picture =
+        blankScenePicture(*scene, isColours ? QImage::Format_RGB888 : QImage::Format_ARGB32_Premultiplied);
+    if (picture.image.isNull())
         return picture;
-    }
-    ScenePicture picture = scenePicture(scene);
+    renderColours(covers, scene, picture.image);
     if (preferred == QImage::Format_RGB32 && isCovered(picture.image.rect(), covers))
         picture.image.reinterpretAsFormat(preferred);
     return picture;

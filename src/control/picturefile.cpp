@@ -6,6 +6,7 @@
 #include <new>
 
 #include "control/encoderpicture.h"
+#include "control/pngfile.h"
 #include "platform/files.h"
 
 namespace {
@@ -48,12 +49,32 @@ QString withoutExceptions(const QString& fileName, const Work& work) {
 QString writePicture(const QImage& picture, const QString& fileName, int quality) {
     return withoutExceptions(fileName, [&] {
         const auto write = [&](QIODevice& file) {
-            QImageWriter writer(&file, suffixOf(fileName).toLatin1());
+            const QByteArray format = suffixOf(fileName).toLower().toLatin1();
+            if (format == "png")
+                return writePng(picture, quality, file);
+            QImageWriter writer(&file, format);
             writer.setQuality(quality);
             return writer.write(picture) ? QString() : writer.errorString();
         };
         return platform::replaceFile(fileName, write, platform::Disk::LetItFollow);
     });
+}
+
+QString writeCompanion(const QString& fileName, const QByteArray& content) {
+    return withoutExceptions(fileName, [&] {
+        const auto write = [&](QIODevice& file) {
+            return file.write(content) == content.size() ? QString() : file.errorString();
+        };
+        return platform::replaceFile(fileName, write, platform::Disk::LetItFollow);
+    });
+}
+
+QImage takeScene(QGraphicsScene* scene, const QString& fileName) {
+    try {
+        return encoderPicture(scene, formatFor(fileName)).image;
+    } catch (...) {
+        return {};
+    }
 }
 
 QString saveScene(QGraphicsScene* scene, const QString& fileName, int quality) {

@@ -1,9 +1,12 @@
 #include "control/scenepicture.h"
 
+#include <QGraphicsPixmapItem>
 #include <QGraphicsScene>
 #include <QPainter>
 #include <algorithm>
+#include <cmath>
 #include <memory>
+#include <opencv2/imgproc.hpp>
 
 #include "platform/memory.h"
 
@@ -42,6 +45,23 @@ QImage blankPicture(int width, int height, QImage::Format format) {
     return image;
 }
 
+/// A camera's picture in the format that Qt paints best; none if it is another's, or if there is no memory.
+QImage inColoursOfQt(const QImage& picture) {
+    const bool isGrey = picture.format() == QImage::Format_Grayscale8;
+    if (!isGrey && picture.format() != QImage::Format_RGB888)
+        return {};
+    QImage converted = blankPicture(picture.width(), picture.height(), QImage::Format_RGB32);
+    if (converted.isNull())
+        return {};
+    converted.setDevicePixelRatio(picture.devicePixelRatio());
+    const cv::Mat from(picture.height(), picture.width(), isGrey ? CV_8UC1 : CV_8UC3,
+                       const_cast<uchar*>(picture.constBits()), size_t(picture.bytesPerLine()));
+    cv::Mat to(converted.height(), converted.width(), CV_8UC4, converted.bits(),
+               size_t(converted.bytesPerLine()));
+    cv::cvtColor(from, to, isGrey ? cv::COLOR_GRAY2BGRA : cv::COLOR_RGB2BGRA);
+    return converted;
+}
+
 }  // namespace
 
 ScenePicture blankScenePicture(const QGraphicsScene& scene, QImage::Format format) {
@@ -68,6 +88,31 @@ ScenePicture blankScenePicture(const QGraphicsScene& scene, QImage::Format forma
     return picture;
 }
 
+PaintableTiles::PaintableTiles(const QGraphicsScene& scene) {
+    const QSizeF size = scene.sceneRect().size();
+    const bool isSceneScaled = size != QSizeF(std::floor(size.width()), std::floor(size.height()));
+    const auto items = scene.items();
+    for (QGraphicsItem* item : items) {
+        auto* tile = qgraphicsitem_cast<QGraphicsPixmapItem*>(item);
+        if (!tile || !tile->isVisible() || (tile->flags() & QGraphicsItem::ItemHasNoContents) != 0)
+            continue;
+        const QPixmap own = tile->pixmap();
+        if (!isSceneScaled && own.devicePixelRatio() == 1 &&
+            tile->sceneTransform().type() <= QTransform::TxTranslate)
+            continue;
+        const QImage converted = inColoursOfQt(own.toImage());
+        if (converted.isNull())
+            continue;
+        tiles.append({tile, own});
+        tile->setPixmap(QPixmap::fromImage(converted));
+    }
+}
+
+PaintableTiles::~PaintableTiles() {
+    for (const Tile& tile : qAsConst(tiles))
+        tile.item->setPixmap(tile.own);
+}
+
 void paintScene(QGraphicsScene* scene, QImage& image) {
     QPainter painter(&image);
     scene->render(&painter);
@@ -75,7 +120,15 @@ void paintScene(QGraphicsScene* scene, QImage& image) {
 
 ScenePicture scenePicture(QGraphicsScene* scene) {
     ScenePicture picture = blankScenePicture(*scene, QImage::Format_ARGB32_Premultiplied);
-    if (!picture.image.isNull())
-        paintScene(scene, picture.image);
+    if (picture.image.isNull())
+        return picture;
+    const PaintableTiles tiles(*scene);
+    paintScene(scene, picture.image);
     return picture;
+}
+
+QImage tilePicture(const QGraphicsPixmapItem& tile) {
+    QImage picture = tile.pixmap().toImage();
+    return picture.format() == QImage::Format_Grayscale8 ? picture.convertToFormat(QImage::Format_RGB888)
+                                                         : picture;
 }

@@ -1,8 +1,11 @@
 #pragma once
 
 #include <QImage>
+#include <QPixmap>
 #include <QString>
+#include <QVector>
 
+class QGraphicsPixmapItem;
 class QGraphicsScene;
 
 /// A picture of a scene, or why there is none. A value.
@@ -21,5 +24,28 @@ ScenePicture scenePicture(QGraphicsScene* scene);
 /// format can be. None as above. GUI thread.
 ScenePicture blankScenePicture(const QGraphicsScene& scene, QImage::Format format);
 
-/// Paints all of the scene into a picture of its size. GUI thread. Passes on what the scene's items throw.
+/// While this lives, tiles that are scaled when they are painted have pictures of Qt's own format: scaled
+/// from that of a camera, Qt paints some pixels otherwise. A tile whose picture finds no memory keeps what it
+/// has. GUI thread; the scene outlives it, and nobody else sets pictures meanwhile.
+class PaintableTiles {
+public:
+    explicit PaintableTiles(const QGraphicsScene& scene);
+    ~PaintableTiles();
+    PaintableTiles(const PaintableTiles&) = delete;
+    PaintableTiles& operator=(const PaintableTiles&) = delete;
+
+private:
+    struct Tile {
+        QGraphicsPixmapItem* item;
+        QPixmap own;
+    };
+    QVector<Tile> tiles;
+};
+
+/// Paints all of the scene into a picture of its size, tiles as they are (PaintableTiles). GUI thread. Passes
+/// on what the scene's items throw.
 void paintScene(QGraphicsScene* scene, QImage& image);
+
+/// What is saved of one tile: its picture, in colours also where the camera sends grey, since files always
+/// were so. GUI thread.
+QImage tilePicture(const QGraphicsPixmapItem& tile);

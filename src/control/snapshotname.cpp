@@ -1,7 +1,14 @@
 #include "control/snapshotname.h"
 
+#include <QRegularExpression>
+
 QString snapshotName(const QDateTime& time) {
     return QStringLiteral("snapshot-%1").arg(time.toString(QStringLiteral("yyyyMMddhhmmsszzz")));
+}
+
+bool isSnapshotName(const QString& name) {
+    static const QRegularExpression pattern(QStringLiteral("^snapshot-[0-9]{17}$"));
+    return pattern.match(name).hasMatch();
 }
 
 QString snapshotSuffix(int type) {

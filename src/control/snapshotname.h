@@ -8,6 +8,8 @@
 
 /// "snapshot-" and the time as 17 digits, down to the millisecond.
 QString snapshotName(const QDateTime& time);
+/// Whether a name could be one of those.
+bool isSnapshotName(const QString& name);
 
 /// ".bmp", ".jpg" or ".png" for the types 0, 1, 2; nothing for any other type, and then only a name that has
 /// such an ending of its own can be written.

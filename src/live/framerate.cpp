@@ -4,6 +4,10 @@ bool isStale(quint64 now, quint64 timestamp) {
     return now - timestamp > kOldestFrame;
 }
 
+bool isLate(quint64 now, quint64 timestamp) {
+    return now - timestamp > kLateFrame;
+}
+
 float smoothedRate(float rate, int frames) {
     if (rate == 0.0F)
         return static_cast<float>(frames);

@@ -1,17 +1,21 @@
 #include "live/livetiles.h"
 
 #include <QDateTime>
+#include <QDeadlineTimer>
 #include <QDebug>
 #include <QGraphicsScene>
-#include <QGraphicsView>
 #include <QThread>
 #include <algorithm>
 #include <utility>
 
 #include "calibration/cropgeometry.h"
+#include "camera/cameras.h"
 #include "live/framerate.h"
 
 namespace {
+
+// How long the end of the streams waits for answers that are still to come, ms.
+constexpr int kLongestAnswer = 500;
 
 quint64 millisecondsSinceEpoch() {
     return static_cast<quint64>(QDateTime::currentMSecsSinceEpoch());
@@ -25,14 +29,24 @@ bool isDropped(quint64 timestamp) {
     return isTooOld;
 }
 
+/// Shares the pixels of what a camera sends, whose formats are not the screen's. Another picture becomes
+/// whatever pixmaps are made of.
+QPixmap pixmapOf(const QImage& picture) {
+    const QImage::Format format = picture.format();
+    const bool isOfCamera = format == QImage::Format_Grayscale8 || format == QImage::Format_RGB888;
+    return QPixmap::fromImage(picture, isOfCamera ? Qt::NoFormatConversion : Qt::AutoColor);
+}
+
 }  // namespace
 
-LiveTiles::LiveTiles(const Setup& options, QGraphicsScene* itemScene, QGraphicsView* view, QObject* parent)
+LiveTiles::LiveTiles(const Setup& options, QGraphicsScene* itemScene, TileView* view, QObject* parent)
     : QObject(parent), setup(options), scene(itemScene), pacer(view->viewport()), resizes(view) {
     // How much of the view is painted anew at a change is left at the tiles that changed: the other modes and
     // the optimization flags made no difference where all cameras keep time, and they paint too much where
     // they don't.
     view->setViewportUpdateMode(QGraphicsView::MinimalViewportUpdate);
+    view->setTiles(group);
+    clock.start();
     connect(&inbox, &FrameInbox::filled, this, &LiveTiles::deliver, Qt::QueuedConnection);
     connect(&resizes, &ResizeFollower::resized, this, &LiveTiles::fitNeeded);
     connect(&pacer, &PaintPacer::show, this, &LiveTiles::showWaiting);
@@ -59,8 +73,32 @@ QGraphicsPixmapItem* LiveTiles::item(int tile) const {
     return isTile(tile) ? tiles[tile].item : nullptr;
 }
 
+QVector<int> LiveTiles::tilesFromBelow() const {
+    TileGroup items = *group;
+    std::stable_sort(items.begin(), items.end(), [](const TileItem* lower, const TileItem* upper) {
+        return lower->zValue() < upper->zValue();
+    });
+    QVector<int> found;
+    for (const TileItem* item : items) {
+        for (int i = 0; i < tileCount; ++i) {
+            if (tiles[i].item == item)
+                found.append(i);
+        }
+    }
+    return found;
+}
+
 QPointF LiveTiles::placeOf(int tile) const {
     return tiles[tile].item ? tiles[tile].item->pos() : setup.savedPlace(tile);
+}
+
+void LiveTiles::setCorrection(const Correction& newCorrection) {
+    correction = newCorrection;
+    ++correctionNumber;
+}
+
+bool LiveTiles::showsCorrected(int tile) const {
+    return transEnabled && isTile(tile) && tiles[tile].item && tiles[tile].correctedBy == correctionNumber;
 }
 
 void LiveTiles::setFlags(QGraphicsItem::GraphicsItemFlags flags) {
@@ -70,16 +108,27 @@ void LiveTiles::setFlags(QGraphicsItem::GraphicsItemFlags flags) {
     }
 }
 
+void LiveTiles::setStreaming(bool isOn) {
+    if (isOn != std::exchange(isStreaming, isOn))
+        setup.keepAwake(isOn);
+}
+
 void LiveTiles::stream(bool inColour) {
-    for (Tile& tile : tiles) {
+    setStreaming(tileCount > 0);
+    for (int i = 0; i < tileCount; ++i) {
+        Tile& tile = tiles[i];
         tile.frameCount = 0;
         tile.frameCount2 = 0;
-        if (tile.thread)
-            tile.thread->stream(inColour);
+        if (!tile.thread)
+            continue;
+        if (!tile.thread->isCapturing())
+            watch.start(i, clock.elapsed());
+        tile.thread->stream(inColour);
     }
 }
 
 void LiveTiles::pause() {
+    setStreaming(false);
     for (const Tile& tile : tiles) {
         if (tile.thread)
             tile.thread->pauseCapturing();
@@ -87,6 +136,7 @@ void LiveTiles::pause() {
 }
 
 void LiveTiles::stop() {
+    setStreaming(false);
     for (const Tile& tile : tiles) {
         if (tile.thread)
             tile.thread->stopCapturing();
@@ -100,11 +150,33 @@ void LiveTiles::wait() {
     }
 }
 
-void LiveTiles::end() {
+QVector<int> LiveTiles::stopWithin(int patience) {
+    stop();
+    const QDeadlineTimer deadline(patience);
+    QVector<int> busyCameras;
+    for (const Tile& tile : tiles) {
+        if (tile.thread && !tile.thread->wait(deadline))
+            busyCameras.append(tile.thread->cameraIndex());
+    }
+    return busyCameras + camerasThatOweAnAnswer();
+}
+
+QVector<int> LiveTiles::end() {
     stop();
     wait();
     for (Tile& tile : tiles)
         delete std::exchange(tile.thread, nullptr);
+    return camerasThatOweAnAnswer();
+}
+
+QVector<int> LiveTiles::camerasThatOweAnAnswer() {
+    const QDeadlineTimer deadline(kLongestAnswer);
+    QVector<int> cameras;
+    for (auto& question : questions) {
+        if (!answerWithin(question.second, deadline.remainingTime()) && question.second.valid())
+            cameras.append(question.first);
+    }
+    return cameras;
 }
 
 // ---- frames --------------------------------------------------------------------------------------
@@ -121,9 +193,14 @@ void LiveTiles::deliver() {
         Tile& tile = tiles[i];
         // They were overtaken before anybody could have seen them; they count all the same.
         for (const quint64 timestamp : qAsConst(delivery.overtaken))
-            tile.frameCount += isDropped(timestamp) ? 0 : 1;
-        if (!delivery.newest || isDropped(delivery.newest->timestamp))
+            ++(isDropped(timestamp) ? tile.late : tile.frameCount);
+        if (!delivery.newest)
             continue;
+        tile.isAlive = true;
+        if (isDropped(delivery.newest->timestamp)) {
+            ++tile.late;
+            continue;
+        }
         ++tile.frameCount;
         tile.waiting = std::move(delivery.newest);  // one that waited is freed, uncorrected
         // A tile that has no picture yet does not wait for others to be painted.
@@ -135,11 +212,23 @@ void LiveTiles::deliver() {
 }
 
 void LiveTiles::showNow(int index, Frame frame) {
-    if (isDropped(frame.timestamp) || !isTile(index))
+    const bool isTooOld = isDropped(frame.timestamp);
+    if (!isTile(index))
         return;
-    ++tiles[index].frameCount;
-    tiles[index].waiting.reset();
+    Tile& tile = tiles[index];
+    tile.isAlive = true;
+    if (isTooOld) {
+        ++tile.late;
+        return;
+    }
+    ++tile.frameCount;
+    tile.waiting.reset();
     showFrame(index, frame);
+}
+
+void LiveTiles::showArrived() {
+    deliver();
+    showWaiting();
 }
 
 void LiveTiles::showWaiting() {
@@ -153,6 +242,7 @@ void LiveTiles::showWaiting() {
         // camera that is triggered it may be the only one for a long time.
         if (inbox.holds(i) && isDropped(frame->timestamp)) {
             tile.frameCount = std::max(0, tile.frameCount - 1);
+            ++tile.late;
             continue;
         }
         showFrame(i, *frame);
@@ -161,49 +251,61 @@ void LiveTiles::showWaiting() {
 }
 
 void LiveTiles::showFrame(int index, const Frame& frame) {
-    FramePictures& pictures = tiles[index].pictures;
-    QImage picture = transEnabled
-                         ? pictures.corrected(frame.image, correction, index, tileCount, setup.layoutMode)
-                         : pictures.plain(frame.image);
+    Tile& tile = tiles[index];
+    ++(isLate(millisecondsSinceEpoch(), frame.timestamp) ? tile.late : tile.inTime);
+    FramePictures& pictures = tile.pictures;
+    FramePictures::Follower follower;
+    if (tile.item && !setup.isFrozen())
+        follower = [item = tile.item](const QImage& picture, int rows) { item->follow(picture, rows); };
+    QImage picture = transEnabled ? pictures.corrected(frame.image, correction, index, tileCount,
+                                                       setup.layoutMode, follower)
+                                  : pictures.plain(frame.image, follower);
     if (picture.constBits() == frame.image.constBits())
         picture = picture.copy();  // the frame's own pixels are freed soon
-    showPicture(index, picture, frame.timestamp);
+    showPicture(index, picture, frame.timestamp, transEnabled ? correctionNumber : 0);
 }
 
-void LiveTiles::showPicture(int index, const QImage& picture, quint64 timestamp) {
+void LiveTiles::showPicture(int index, const QImage& picture, quint64 timestamp, int correctedBy) {
     Tile& tile = tiles[index];
     const bool isFirst = !tile.item;
     if (isFirst) {
         const QPointF place = setup.savedPlace(index);
-        tile.item = scene->addPixmap(QPixmap::fromImage(picture));
+        tile.item = new TileItem(pixmapOf(picture), group);
+        scene->addItem(tile.item);
         tile.item->setPos(place);
         tile.item->setFlags(QGraphicsItem::ItemIsMovable);
     } else if (setup.isFrozen()) {
         tile.heldImage = picture;
         tile.heldTimestamp = timestamp;
         tile.hasHeldImage = true;
+        tile.heldCorrectedBy = correctedBy;
         return;
     } else {
-        tile.item->setPixmap(QPixmap::fromImage(picture));
+        tile.item->setPixmap(pixmapOf(picture));
         // A live picture is newer than any held one: a later save must not bring the old one back.
         tile.heldImage = QImage();
         tile.hasHeldImage = false;
     }
     tile.item->setData(kTimestampOfTile, timestamp);
+    tile.correctedBy = correctedBy;
     if (isFirst)
         emit fitNeeded();
+    emit pictureShown();
 }
 
 void LiveTiles::pushHeldImages() {
-    for (const Tile& tile : tiles) {
+    for (Tile& tile : tiles) {
         if (!tile.hasHeldImage || !tile.item)
             continue;
-        tile.item->setPixmap(QPixmap::fromImage(tile.heldImage));
+        tile.item->setPixmap(pixmapOf(tile.heldImage));
         tile.item->setData(kTimestampOfTile, tile.heldTimestamp);
+        tile.correctedBy = tile.heldCorrectedBy;
+        emit pictureShown();
     }
 }
 
 QVector<float> LiveTiles::updatedRates() {
+    watchTiles();
     QVector<float> rates;
     for (int i = 0; i < tileCount; ++i) {
         Tile& tile = tiles[i];
@@ -213,6 +315,79 @@ QVector<float> LiveTiles::updatedRates() {
         rates.append(tile.fps);
     }
     return rates;
+}
+
+void LiveTiles::setWatchLimits(const TileWatch::Limits& limits) {
+    watch = TileWatch(limits);
+    for (int i = 0; i < tileCount; ++i)
+        watch.start(i, clock.elapsed());
+}
+
+void LiveTiles::watchTiles() {
+    QVector<TileWatch::Seen> seen;
+    for (int i = 0; i < tileCount; ++i) {
+        Tile& tile = tiles[i];
+        const bool isRunning = tile.thread && tile.thread->isCapturing();
+        const bool hasCamera = tile.thread && !tile.thread->isDemo();
+        // The window may have been too busy to look at those in the inbox.
+        seen.append({isRunning, hasCamera, tile.isAlive || inbox.holds(i), tile.inTime, tile.late});
+        tile.isAlive = false;
+        tile.inTime = 0;
+        tile.late = 0;
+    }
+    watch.look(seen, clock.elapsed());
+    takeAnswers();
+    askSilentCameras();
+    tellSilence();
+    tellOverload();
+}
+
+void LiveTiles::tellSilence() {
+    const QString text = watch.silence();
+    // Not for each second: the log has a line when others are silent than before.
+    if (const QVector<int> silent = watch.silentTiles(); std::exchange(silentTiles, silent) != silent)
+        qWarning("%s", silent.isEmpty() ? "No camera is without pictures any more" : qUtf8Printable(text));
+    if (std::exchange(silence, text) != text)
+        emit silenceChanged(text);
+}
+
+void LiveTiles::tellOverload() {
+    const QString text = watch.overload();
+    if (std::exchange(overload, text) == text)
+        return;
+    qWarning("%s", text.isEmpty() ? "The PC is not overloaded any more" : qUtf8Printable(text));
+    emit overloadChanged(text);
+}
+
+void LiveTiles::takeAnswers() {
+    for (auto question = questions.begin(); question != questions.end();) {
+        const std::optional<bool> isTriggered = answerWithin(question->second, 0);
+        if (!isTriggered) {
+            ++question;
+            continue;
+        }
+        for (int i = 0; i < tileCount; ++i) {
+            if (tiles[i].thread && tiles[i].thread->cameraIndex() == question->first)
+                watch.answer(i, *isTriggered);
+        }
+        question = questions.erase(question);
+    }
+}
+
+void LiveTiles::askSilentCameras() {
+    const QVector<int> silent = watch.questions();
+    for (const int tile : silent) {
+        const int camera = tiles[tile].thread->cameraIndex();
+        watch.ask(tile);
+        // Another tile may show the same camera.
+        if (questions.count(camera) > 0)
+            continue;
+        auto question = askAside<bool>([camera] { return Cameras::isTriggered(camera); });
+        if (question.valid())
+            questions.emplace(camera, std::move(question));
+        else
+            watch.answer(tile, false);
+    }
 }
 
 // ---- places --------------------------------------------------------------------------------------

@@ -7,22 +7,22 @@ constexpr int kMostPictures = 4;
 
 }  // namespace
 
-QImage& PicturePool::take(QSize size) {
+QImage& PicturePool::take(QSize size, QImage::Format format) {
     QImage* free = nullptr;
     for (QImage& picture : pictures) {
         if (!picture.isNull() && !picture.isDetached())
             continue;
-        if (picture.size() == size)
+        if (picture.size() == size && picture.format() == format)
             return picture;
         free = &picture;
     }
-    // A free one of another size is of no use any more: cameras rarely change theirs.
+    // A free one of another kind is of no use any more: cameras rarely change theirs.
     if (!free && pictures.size() == kMostPictures) {
         free = &pictures[0];  // it lives on where it is shared
     } else if (!free) {
         pictures.append(QImage());
         free = &pictures.last();
     }
-    *free = QImage(size, QImage::Format_RGB32);
+    *free = QImage(size, format);
     return *free;
 }

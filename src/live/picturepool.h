@@ -8,10 +8,10 @@
 /// thread.
 class PicturePool {
 public:
-    /// An RGB32 picture of this size that nobody else has. Its pixels are whatever they were. It stays the
-    /// pool's: share it by copying the QImage, which makes it busy until all copies are gone. Null when there
-    /// is no memory.
-    QImage& take(QSize size);
+    /// A picture of this size and format that nobody else has. Its pixels are whatever they were. It stays
+    /// the pool's: share it by copying the QImage, which makes it busy until all copies are gone. Null when
+    /// there is no memory.
+    QImage& take(QSize size, QImage::Format format);
 
 private:
     QVector<QImage> pictures;

@@ -9,6 +9,10 @@ namespace {
 /// Beyond this, coordinates of items lose their whole pixels in the painter's arithmetic.
 constexpr double kFarthest = 1e7;
 
+// Where the wheel's zoom ends: of the scale at which all is in view, and view px a scene px.
+constexpr double kSmallestView = 0.25;
+constexpr double kLargestPixel = 64.0;
+
 }  // namespace
 
 QList<ImagePos> readingOrder(QList<ImagePos> tiles, int layoutMode) {
@@ -99,4 +103,15 @@ std::optional<ZoomFit> zoomFit(const QVector<QPointF>& positions, QSize tileSize
     if (fit.scale <= 0.0 || fit.scale == kAny)
         return {};
     return fit;
+}
+
+double wheelZoomFactor(double scale, double notches, double fitScale) {
+    if (!(scale > 0.0) || !std::isfinite(scale) || !std::isfinite(notches))
+        return 1.0;
+    const double farthest = std::min(1.0, fitScale) * kSmallestView;
+    const double nearest = std::max(1.0, fitScale) * kLargestPixel;
+    const double factor = std::pow(kZoomStep, notches);
+    if (notches < 0.0)
+        return scale * factor >= farthest ? factor : std::min(1.0, farthest / scale);
+    return scale * factor <= nearest ? factor : std::max(1.0, nearest / scale);
 }

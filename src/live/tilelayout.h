@@ -49,6 +49,17 @@ struct ZoomFit {
 /// that does it: no tile, nothing to see, no room.
 std::optional<ZoomFit> zoomFit(const QVector<QPointF>& positions, QSize tileSize, QSize viewSize);
 
+/// What a step of zooming scales the view by, and one back.
+constexpr double kZoomStep = 1.1;
+constexpr double kZoomStepBack = 0.9090909090909091;
+
+/// What the mouse wheel scales a view by that shows `scale` view px per scene px, for so many notches, whole
+/// or not, away from the user: a step of zooming each. It goes no further than what is of use: in to 64 view
+/// px a scene px, out to a quarter of a view px; where all of the scene is in view (`fitScale`) closer or
+/// further away than 1, to 64 times or a quarter of that. A view that is beyond already only comes back. 1 =
+/// nothing to do.
+double wheelZoomFactor(double scale, double notches, double fitScale);
+
 /// A scene position from the configuration file: whole px, far-out values brought back to where a scene can
 /// still place an item.
 int tilePosition(double stored);

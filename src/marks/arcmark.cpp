@@ -1,9 +1,9 @@
 #include "marks/arcmark.h"
 
 #include <QPainter>
+#include <algorithm>
 #include <cmath>
 
-#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
@@ -49,9 +49,33 @@ QRectF ArcMark::figureRect() const {
 }
 
 QVector<FigureMark::Caption> ArcMark::captions() const {
-    const double angle = static_cast<double>(angleAt(points[0], points[1], points[2]));
-    if (!std::isfinite(angle))
+    const QVector<Measure> values = measured();
+    if (values.isEmpty())
         return {};
     return {{around(points[0].x() * zoom() + 70.0, points[0].y() * zoom() + 20.0),
-             QStringLiteral("%1'").arg(angle * 180.0 / 3.1415926535898, 0, 'f', 2)}};
+             QStringLiteral("%1'").arg(valueText(values.first()))}};
+}
+
+QVector<Measure> ArcMark::measured() const {
+    const PlaneFigure plane = inPlane(points);
+    // Single precision leaves narrow angles a fiftieth of a degree off: as they are in px, not in mm.
+    const double angle =
+        plane.pixel > 0.0 ? exactAngleAt(plane.points[0], plane.points[1], plane.points[2])
+                          : static_cast<double>(angleAt(plane.points[0], plane.points[1], plane.points[2]));
+    if (!std::isfinite(angle))
+        return {};
+    return {angleMeasure("A", angle * 180.0 / 3.1415926535898)};
+}
+
+bool ArcMark::isDegenerateAt(QPointF next) const {
+    for (int i = 0; i < clickStep; ++i) {
+        if (coincide(points[i], next))
+            return true;
+    }
+    return false;
+}
+
+double ArcMark::distanceToOutline(QPointF point) const {
+    return std::min(distanceToStretch(point, points[0], points[1]),
+                    distanceToStretch(point, points[0], points[2]));
 }

@@ -5,12 +5,16 @@
 #include <QPainter>
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
 namespace {
+
+constexpr int kOutlineCorners = 720;
+constexpr double kFullTurn = 6.283185307179586;
 
 /// Changes nothing that is seen. An effect may cover more than its item's rectangle, and Qt then draws the
 /// item wherever the effect may show, and takes it away there when it moves.
@@ -77,4 +81,19 @@ void EllipseMark::drawFigure(QPainter* painter) const {
 
 QVector<FigureMark::Caption> EllipseMark::captions() const {
     return {sizeCaption()};
+}
+
+double EllipseMark::distanceToOutline(QPointF point) const {
+    // As a polygon of many corners, which the largest ellipse that fits a screen leaves by a fraction of a
+    // px; also right for one as flat as a line.
+    const QRectF rect = figureRect();
+    const auto at = [&rect](int step) {
+        const double turn = kFullTurn * step / kOutlineCorners;
+        return rect.center() +
+               QPointF(rect.width() / 2.0 * std::cos(turn), rect.height() / 2.0 * std::sin(turn));
+    };
+    double nearest = std::numeric_limits<double>::infinity();
+    for (int i = 0; i < kOutlineCorners; ++i)
+        nearest = std::min(nearest, distanceToStretch(point, at(i), at(i + 1)));
+    return nearest;
 }

@@ -11,6 +11,7 @@ public:
     /// The mark of a line of the mark file, split at its first space; nothing when it is none of this kind.
     static std::unique_ptr<Mark> fromText(const QString& keyword, const QString& rest, MarkSurface* scene);
 
+    FigureKind kind() const override { return FigureKind::Ellipse; }
     QString toText() override;
     /// The rectangle of the two corners and nothing more. Rotation, pen and captions reach beyond it; the
     /// view knows of that by the mark's effect.
@@ -21,4 +22,5 @@ public:
 protected:
     void drawFigure(QPainter* painter) const override;
     QVector<Caption> captions() const override;
+    double distanceToOutline(QPointF point) const override;
 };

@@ -4,14 +4,18 @@
 #include <QGraphicsSceneMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <algorithm>
+#include <cmath>
+#include <limits>
 
-#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
 namespace {
 
 const QSizeF kCaptionSize(240.0, 24.0);  // screen px
+constexpr double kPlaneLimit = 1e15;     // display units: squares of it are numbers in single precision, too
+constexpr double kSamePlace = 0.01;      // px: texts of two decimals show less as nothing
 
 }  // namespace
 
@@ -24,12 +28,13 @@ QRectF FigureMark::wholeScene() const {
 }
 
 bool FigureMark::Circumstances::operator==(const Circumstances& other) const {
-    return zoom == other.zoom && unitScale == other.unitScale && unit == other.unit &&
+    return zoom == other.zoom && unitScale == other.unitScale && unit == other.unit && plane == other.plane &&
            showMeasure == other.showMeasure && wholeScene == other.wholeScene;
 }
 
 const FigureMark::Layout& FigureMark::layout() const {
-    const Circumstances now{zoom(), surface->unitScale, surface->unit, showMeasure, wholeScene()};
+    const Circumstances now{zoom(),      surface->unitScale, surface->unit, surface->planeVersion(),
+                            showMeasure, wholeScene()};
     if (kept.madeFor == now)
         return kept;
     kept = Layout{now, {}, {}};
@@ -58,7 +63,7 @@ void FigureMark::aboutToChange() {
 /// The area, or the text where that is larger, screen px.
 QRectF FigureMark::paintedArea(const Caption& caption) {
     QRectF area = caption.area.normalized();
-    const QFontMetricsF metrics{QFont()};
+    const QFontMetricsF metrics(markFont());
     const QSizeF text(metrics.horizontalAdvance(caption.text) + metrics.height(), 1.5 * metrics.height());
     const QSizeF size = area.size().expandedTo(text);
     const QPointF centre = area.center();
@@ -77,15 +82,22 @@ QPainterPath FigureMark::shape() const {
 
 void FigureMark::paint(QPainter* painter, const QStyleOptionGraphicsItem* option, QWidget* widget) {
     Q_UNUSED(option)
-    Q_UNUSED(widget)
+    if (isDraft && surface->hidesDrafts)
+        return;
     painter->save();
     applyPen(painter);
+    if (surface->figureZoom > 1.0) {
+        // As thick as a px of the picture it would hide what is measured.
+        QPen thin = painter->pen();
+        thin.setWidthF(1.0 / zoom());
+        painter->setPen(thin);
+    }
     if (isDrawable(points)) {
         painter->setTransform(rotation(), true);
         drawFigure(painter);
-        if (showMeasure) {
+        if (showMeasure && !(widget && surface->leavesCaptions)) {
             painter->scale(1.0 / zoom(), 1.0 / zoom());
-            painter->setFont(QFont());
+            painter->setFont(markFont());
             // Centred, and whole where the area is too small: a measure without its first digit would be a
             // wrong one.
             for (const Caption& caption : layout().captions)
@@ -130,17 +142,99 @@ QRectF FigureMark::around(double x, double y) {
     return {QPointF(x - kCaptionSize.width() / 2, y - kCaptionSize.height() / 2), kCaptionSize};
 }
 
-QString FigureMark::valueText(double length) const {
-    return QString::number(length * surface->unitScale, 'f', 2);
+double FigureMark::zoom() const {
+    return usableZoom(usableZoom(surface->viewZoom) * usableZoom(surface->figureZoom));
 }
 
-QString FigureMark::unitText() const {
-    return surface->unitText();
+// ---- as a value --------------------------------------------------------------------------------
+
+Figure FigureMark::figure() const {
+    return {kind(), points, turn(), penColor, penWidth, showMeasure};
 }
 
-QString FigureMark::lengthText(double length) const {
-    return QStringLiteral("%1[%2]").arg(valueText(length), unitText());
+void FigureMark::setFigure(const Figure& figure) {
+    if (figure.kind != kind() || !canHave(figure.points.size()))
+        return;
+    aboutToChange();
+    points = figure.points;
+    setTurn(figure.angle);
+    penColor = figure.color;
+    penWidth = figure.penWidth;
+    showMeasure = figure.showMeasure;
+    complete();
+    update();
 }
+
+bool FigureMark::coincide(QPointF a, QPointF b) {
+    return std::hypot(b.x() - a.x(), b.y() - a.y()) < kSamePlace;
+}
+
+bool FigureMark::isDegenerateWith(QPointF next) const {
+    if (!isDrawable(next))
+        return true;
+    if (kind() == FigureKind::HLine || kind() == FigureKind::VLine)
+        return false;
+    return isComplete() || !isDrawable(points) || isDegenerateAt(next);
+}
+
+QVector<QPointF> FigureMark::handles() const {
+    if (!isDrawable(points))
+        return {};
+    QVector<QPointF> seen;
+    const QTransform turned = rotation();
+    for (int i = 0; i < std::min(pointsTaken(), points.size()); ++i)
+        seen.append(turned.map(points[i]));
+    return seen;
+}
+
+void FigureMark::moveHandle(int index, QPointF to) {
+    QVector<QPointF> seen = handles();
+    if (index < 0 || index >= seen.size() || !isDrawable(to))
+        return;
+    aboutToChange();
+    if (rotation().isIdentity()) {
+        points[index] = to;
+    } else {
+        // A box is turned about its centre, which goes along: its corners are made of those that are seen.
+        seen[index] = to;
+        const QPointF centre = (seen.first() + seen.last()) / 2.0;
+        const QTransform back = QTransform::fromTranslate(centre.x(), centre.y())
+                                    .rotate(-turn())
+                                    .translate(-centre.x(), -centre.y());
+        for (int i = 0; i < seen.size(); ++i)
+            points[i] = back.map(seen[i]);
+    }
+    update();
+}
+
+double FigureMark::distanceTo(QPointF scenePoint) const {
+    if (!isDrawable(points) || !isDrawable(scenePoint) || pointsTaken() == 0)
+        return std::numeric_limits<double>::infinity();
+    return distanceToOutline(rotation().inverted().map(scenePoint));
+}
+
+QVector<SeenCaption> FigureMark::seenCaptions() const {
+    const Layout& laidOut = layout();
+    const QTransform turned = rotation();
+    QVector<SeenCaption> seen;
+    for (const Caption& caption : laidOut.captions)
+        seen.append({turned.map(caption.area.center() / laidOut.madeFor.zoom), caption.text});
+    return seen;
+}
+
+QVector<Measure> FigureMark::measures() const {
+    return isDrawable(points) ? measured() : QVector<Measure>();
+}
+
+PlaneFigure FigureMark::inPlane(const QVector<QPointF>& scenePoints) const {
+    PlaneFigure plane = surface->planeFigure(scenePoints);
+    const bool isPlane = plane.points.size() == scenePoints.size() && std::isfinite(plane.scale) &&
+                         std::all_of(plane.points.cbegin(), plane.points.cend(),
+                                     [](QPointF point) { return isDrawable(point, kPlaneLimit); });
+    return isPlane ? plane : PlaneFigure{scenePoints, 0, 0.0, 1.0};
+}
+
+// ---- mark file ---------------------------------------------------------------------------------
 
 QString FigureMark::pointsText() const {
     QString text;

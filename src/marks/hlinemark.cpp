@@ -2,9 +2,9 @@
 
 #include <QPainter>
 
-#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
+#include "marks/marksurface.h"
 
 HLineMark::HLineMark(MarkSurface* scene)
     : FigureMark(scene, kHLineMark, Qt::green, 1, QStringLiteral("Horizontal Line Mark"), 1) {}
@@ -29,5 +29,20 @@ QRectF HLineMark::figureRect() const {
 QVector<FigureMark::Caption> HLineMark::captions() const {
     // At the left end, above the line; below it where there is no room above.
     const double y = points[0].y() * zoom();
-    return {{around(70.0, y < 24.0 ? y + 14.0 : y - 12.0), lengthText(points[0].y())}};
+    return {{around(70.0, y < 24.0 ? y + 14.0 : y - 12.0), textWithUnit(measured().first())}};
+}
+
+QVector<Measure> HLineMark::measured() const {
+    const PlaneFigure plane = inPlane(points);
+    return {placeMeasure("Y", plane.points[0].y(), plane)};
+}
+
+bool HLineMark::isDegenerateAt(QPointF next) const {
+    Q_UNUSED(next)
+    return false;
+}
+
+double HLineMark::distanceToOutline(QPointF point) const {
+    const QRectF line = figureRect();
+    return distanceToStretch(point, line.topLeft(), line.bottomRight());
 }

@@ -7,8 +7,11 @@
 #include <QLineF>
 #include <QMessageBox>
 #include <algorithm>
+#include <cmath>
+#include <utility>
 
 #include "marks/coordinatesmark.h"
+#include "marks/figuremark.h"
 #include "marks/markfile.h"
 #include "marks/textmark.h"
 
@@ -68,6 +71,32 @@ void InteractiveScene::setMode(int m) {
         dateTimeMark->markType = kDateTimeTextMark;
         dateTimeMark->showDateTime(dateTimeFormat);
     }
+    noticePlacing();
+}
+
+void InteractiveScene::noticePlacing() {
+    if (wasPlacing == isPlacing())
+        return;
+    wasPlacing = !wasPlacing;
+    emit placingChanged(wasPlacing);
+}
+
+QString InteractiveScene::barcode() const {
+    return barcodeMark ? barcodeMark->barcodeText() : QString();
+}
+
+bool InteractiveScene::isPlacing() const {
+    // A mode outlives what it was set for: a cross-hair that was discarded, an overlay that was cleared.
+    switch (mode) {
+        case kCoordinatesMark:
+            return activeMark;
+        case kBarcodeTextMark:
+            return barcodeMark;
+        case kDateTimeTextMark:
+            return dateTimeMark;
+        default:
+            return false;
+    }
 }
 
 TextMark* InteractiveScene::addOverlay(std::unique_ptr<TextMark> overlay) {
@@ -89,6 +118,8 @@ void InteractiveScene::clearMarks() {
     dateTimeMark = nullptr;
     destroy(barcodeMark);
     barcodeMark = nullptr;
+    noticePlacing();
+    emit cleared();
 }
 
 void InteractiveScene::removeMark(Mark* m) {
@@ -106,6 +137,56 @@ void InteractiveScene::destroy(Mark* mark) {
     // This takes it out of the scene, too. removeItem() would look for it where its rectangle is now; the
     // zoom may have changed that since the scene sorted it in, and somewhere a pointer to it would be left.
     delete mark;
+}
+
+Mark* InteractiveScene::insertMark(std::unique_ptr<Mark> mark, int at) {
+    Mark* inserted = mark.release();
+    marks.insert(at < 0 || at > marks.size() ? marks.size() : at, inserted);
+    addItem(inserted);
+    return inserted;
+}
+
+int InteractiveScene::indexOf(const Mark* mark) const {
+    const auto found = std::find(marks.cbegin(), marks.cend(), mark);
+    return found == marks.cend() ? -1 : static_cast<int>(found - marks.cbegin());
+}
+
+// ---- measuring ---------------------------------------------------------------------------------
+
+/// Rectangles of figures are made of their captions, and the scene has to know of them before they change.
+void InteractiveScene::aboutToMeasureAnew() {
+    const auto all = items();
+    for (QGraphicsItem* item : all) {
+        if (auto* figure = dynamic_cast<FigureMark*>(item))
+            figure->aboutToChange();
+    }
+}
+
+void InteractiveScene::setPlane(ToPlane toPlane) {
+    aboutToMeasureAnew();
+    plane = std::move(toPlane);
+    ++planes;
+    update();
+}
+
+PlaneFigure InteractiveScene::planeFigure(const QVector<QPointF>& scenePoints) const {
+    return plane ? plane(scenePoints) : MarkSurface::planeFigure(scenePoints);
+}
+
+void InteractiveScene::setFigureZoom(double zoom) {
+    const double usable = std::isfinite(zoom) && zoom > 0.0 ? zoom : 1.0;
+    if (usable == figureZoom)
+        return;
+    aboutToMeasureAnew();
+    figureZoom = usable;
+    update();
+}
+
+void InteractiveScene::setLeavesCaptions(bool isLeft) {
+    if (leavesCaptions == isLeft)
+        return;
+    leavesCaptions = isLeft;
+    update();
 }
 
 // ---- mark file and saved overlays --------------------------------------------------------------
@@ -186,6 +267,7 @@ void InteractiveScene::mousePressEvent(QGraphicsSceneMouseEvent* event) {
         destroy(activeMark);
         activeMark = nullptr;
         grabbedMark = nullptr;
+        noticePlacing();
         return;
     }
     switch (mode) {
@@ -204,6 +286,7 @@ void InteractiveScene::mousePressEvent(QGraphicsSceneMouseEvent* event) {
         default:
             break;
     }
+    noticePlacing();
     QGraphicsScene::mousePressEvent(event);
 }
 

@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
 
@@ -61,6 +60,18 @@ QVector<FigureMark::Caption> LineMark::captions() const {
     QPointF centre = (points[0] + points[1]) / 2.0 * zoom() + normal * distance;
     if (isNearLeft)
         centre.setX(std::max(centre.x(), kHalfWidth));
-    const double length = static_cast<double>(lengthOf(points[1] - points[0]));
-    return {{around(centre.x(), centre.y()), lengthText(length)}};
+    return {{around(centre.x(), centre.y()), textWithUnit(measured().first())}};
+}
+
+QVector<Measure> LineMark::measured() const {
+    const PlaneFigure plane = inPlane(points);
+    return {lengthMeasure("L", static_cast<double>(lengthOf(plane.points[1] - plane.points[0])), plane)};
+}
+
+bool LineMark::isDegenerateAt(QPointF next) const {
+    return clickStep == 1 && coincide(points[0], next);
+}
+
+double LineMark::distanceToOutline(QPointF point) const {
+    return distanceToStretch(point, points[0], points[1]);
 }

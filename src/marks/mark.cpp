@@ -26,16 +26,33 @@ void Mark::dragPoint(QGraphicsSceneMouseEvent* event) {
 }
 
 double Mark::zoom() const {
-    const double zoom = surface->viewZoom;
+    return usableZoom(surface->viewZoom);
+}
+
+double Mark::usableZoom(double zoom) {
     return zoom > 0.0 ? std::clamp(zoom, kLeastZoom, kDrawableLimit) : 1.0;
 }
 
 void Mark::applyPen(QPainter* painter) {
-    penWidth = penWidthAt(zoom());
+    penWidth = penWidthAt(usableZoom(surface->viewZoom));
     QPen pen(penColor);
-    pen.setWidth(penWidth);
+    pen.setWidth(penWidthAt(zoom()));
     painter->setPen(pen);
     painter->setBrush(Qt::NoBrush);
+}
+
+QFont Mark::markFont() {
+    QFont font;
+    font.setFamily(font.family());
+    if (font.pointSizeF() > 0.0)
+        font.setPointSizeF(font.pointSizeF());
+    else
+        font.setPixelSize(font.pixelSize());
+    font.setWeight(font.weight());
+    font.setStyle(font.style());
+    font.setUnderline(font.underline());
+    font.setStrikeOut(font.strikeOut());
+    return font;
 }
 
 QString Mark::lineStart(const QString& keyword) const {

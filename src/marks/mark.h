@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QColor>
+#include <QFont>
 #include <QGraphicsItem>
 #include <QString>
 
@@ -45,18 +46,23 @@ public:
 
     int markType = 0;     ///< kind number
     QColor penColor;      ///< set by each kind
-    int penWidth = 1;     ///< px; set by the last paint
+    int penWidth = 1;     ///< px, for viewZoom; set by the last paint
     int showMeasure = 1;  ///< not 0: measurement texts are drawn
 
 protected:
     /// `owner` is the scene whose unit and zoom the mark uses; it outlives the mark.
     Mark(MarkSurface* owner, int kind, const QColor& color, int width, const QString& toolTip);
 
-    /// Zoom of the view, greater than 0.
-    double zoom() const;
-    /// Sets the painter's pen, as wide as the zoom asks for, and keeps that width: a saved mark has the width
-    /// of its last paint.
+    /// Zoom that pens and texts are made for, view px per scene px, greater than 0.
+    virtual double zoom() const;
+    /// A zoom that can be reckoned with: 1 for one that is none.
+    static double usableZoom(double zoom);
+    /// Sets the painter's pen, as wide as the zoom asks for, and keeps the width for viewZoom alone: a saved
+    /// mark has the width of its last paint, however far somebody had zoomed in to measure.
     void applyPen(QPainter* painter);
+    /// The default font, with all that it has said: what it left open would be that of the widget it is
+    /// painted on, and a saved picture would differ from the view.
+    static QFont markFont();
     /// How lines begin: keyword, colour, width, measurements on.
     QString lineStart(const QString& keyword) const;
     /// Reads what every line begins with, from the given field on.

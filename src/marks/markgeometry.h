@@ -11,7 +11,7 @@
 constexpr double kDrawableLimit = 1e6;
 
 /// Every coordinate is a number within the limit.
-bool isDrawable(QPointF point);
+bool isDrawable(QPointF point, double limit = kDrawableLimit);
 bool isDrawable(const QVector<QPointF>& points);
 
 /// The pen width that looks about one px wide on screen, px: 1 from zoom 1 up, else 1/zoom rounded, at most
@@ -24,9 +24,8 @@ struct Circle {
 };
 
 /// The circle through three points: its centre is where the perpendicular bisectors of the chords a-b and a-c
-/// meet. Nothing when they do not meet (points on one line, two of them equal) or meet beyond the drawable
-/// limit.
-std::optional<Circle> circleThrough(QPointF a, QPointF b, QPointF c);
+/// meet. Nothing when they do not meet (points on one line, two of them equal) or meet beyond the limit.
+std::optional<Circle> circleThrough(QPointF a, QPointF b, QPointF c, double limit = kDrawableLimit);
 
 /// The length of a vector, in single precision.
 float lengthOf(QPointF vector);
@@ -35,9 +34,18 @@ float lengthOf(QPointF vector);
 /// precision. Not a number when an arm has no length.
 float angleAt(QPointF vertex, QPointF p, QPointF q);
 
+/// The same in double precision.
+double exactAngleAt(QPointF vertex, QPointF p, QPointF q);
+
 /// The direction of the arm from `vertex` to p, degrees counter-clockwise from the x axis as they are seen on
 /// screen, 0 ... 360. Not a number when the arm has no length.
 double armDirection(QPointF vertex, QPointF p);
+
+/// The distance between a point and the nearest one of the stretch a-b.
+double distanceToStretch(QPointF point, QPointF a, QPointF b);
+
+/// The length of a closed polygon's edge.
+double perimeterOf(const QVector<QPointF>& vertices);
 
 /// The area that a closed polygon encloses, px^2 (shoelace formula); 0 below three vertices.
 double enclosedArea(const QVector<QPointF>& vertices);

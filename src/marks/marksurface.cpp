@@ -1,6 +1,6 @@
 #include "marks/marksurface.h"
 
-QString MarkSurface::unitText() const {
+QString unitName(int unit) {
     switch (unit) {
         case 0:
             return QStringLiteral("pix");
@@ -9,4 +9,8 @@ QString MarkSurface::unitText() const {
         default:
             return QStringLiteral("um");
     }
+}
+
+PlaneFigure MarkSurface::planeFigure(const QVector<QPointF>& scenePoints) const {
+    return {scenePoints, unit, 0.0, unitScale};
 }

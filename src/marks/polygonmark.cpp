@@ -4,6 +4,7 @@
 #include <QLineF>
 #include <QPainter>
 #include <algorithm>
+#include <limits>
 
 #include "marks/marksurface.h"
 #include "marks/markgeometry.h"
@@ -47,15 +48,35 @@ bool PolygonMark::pressPoint(QGraphicsSceneMouseEvent* event) {
         return true;
     aboutToChange();
     cursor = event->scenePos();
-    const bool closes =
-        points.size() > 2 && QLineF(cursor, points.first()).length() * zoom() < kClosingDistance;
+    const bool closes = closesAt(cursor);
     if (!closes)
         points.append(cursor);
-    const bool isComplete = closes || points.size() == kMostVertices;
-    clickStep = isComplete ? kComplete : 1;
-    isPlacing = isComplete ? 0 : 1;
+    clickStep = 1;
+    isPlacing = 1;
+    if (closes || points.size() == kMostVertices)
+        complete();
     update();
-    return isComplete;
+    return isComplete();
+}
+
+bool PolygonMark::closesAt(QPointF click) const {
+    return points.size() > 2 && QLineF(click, points.first()).length() * zoom() < kClosingDistance;
+}
+
+void PolygonMark::complete() {
+    clickStep = kComplete;
+    isPlacing = 0;
+}
+
+bool PolygonMark::finish() {
+    if (isComplete())
+        return true;
+    if (points.size() < 3 || !isDrawable(points) || !(enclosedArea(points) > 0.0))
+        return false;
+    aboutToChange();
+    complete();
+    update();
+    return true;
 }
 
 void PolygonMark::dragPoint(QGraphicsSceneMouseEvent* event) {
@@ -93,11 +114,40 @@ QVector<FigureMark::Caption> PolygonMark::captions() const {
         return {};
     const auto [left, right] =
         std::minmax_element(points.begin(), points.end(), [](QPointF a, QPointF b) { return a.x() < b.x(); });
-    const bool fitsOnTheRight = right->x() < wholeScene().width() - kRightMargin;
+    // What the caption takes of the scene grows as the figures' zoom shrinks.
+    const bool fitsOnTheRight =
+        right->x() < wholeScene().width() - kRightMargin / usableZoom(surface->figureZoom);
     const QPointF centre =
         fitsOnTheRight ? *right * zoom() + QPointF(70.0, 20.0) : *left * zoom() + QPointF(-50.0, 20.0);
-    // An area: the unit's factor counts for both directions.
-    const double area = enclosedArea(points) * surface->unitScale * surface->unitScale;
-    return {{around(centre.x(), centre.y()),
-             QStringLiteral("S:%1[%2^2]").arg(QString::number(area, 'f', 2), unitText())}};
+    return {{around(centre.x(), centre.y()), QStringLiteral("S:%1").arg(textWithUnit(measured().first()))}};
+}
+
+QVector<Measure> PolygonMark::measured() const {
+    if (points.isEmpty())
+        return {};
+    QVector<QPointF> vertices = points;
+    // What it will be when the next click is here.
+    if (isPlacing == 1 && isDrawable(cursor) && !closesAt(cursor))
+        vertices.append(cursor);
+    const PlaneFigure plane = inPlane(vertices);
+    return {areaMeasure("S", enclosedArea(plane.points), perimeterOf(plane.points), plane)};
+}
+
+bool PolygonMark::isDegenerateAt(QPointF next) const {
+    QVector<QPointF> vertices = points;
+    const bool closes = closesAt(next);
+    if (!closes) {
+        if (!points.isEmpty() && (coincide(points.last(), next) || coincide(points.first(), next)))
+            return true;
+        vertices.append(next);
+    }
+    return (closes || vertices.size() == kMostVertices) && !(enclosedArea(vertices) > 0.0);
+}
+
+double PolygonMark::distanceToOutline(QPointF point) const {
+    double nearest = std::numeric_limits<double>::infinity();
+    const int edges = isComplete() ? points.size() : points.size() - 1;
+    for (int i = 0; i < edges; ++i)
+        nearest = std::min(nearest, distanceToStretch(point, points[i], points[(i + 1) % points.size()]));
+    return nearest;
 }

@@ -16,14 +16,27 @@ public:
 
     bool pressPoint(QGraphicsSceneMouseEvent* event) override;
     void dragPoint(QGraphicsSceneMouseEvent* event) override;
+    bool isComplete() const override { return clickStep == kComplete; }
+    int pointsTaken() const override { return points.size(); }
+    /// Closes a polygon of three or more vertices, as a click on the first one does.
+    bool finish() override;
+    FigureKind kind() const override { return FigureKind::Polygon; }
     QString toText() override;
 
 protected:
     void drawFigure(QPainter* painter) const override;
     QRectF figureRect() const override;
     QVector<Caption> captions() const override;
+    QVector<Measure> measured() const override;
+    bool isDegenerateAt(QPointF next) const override;
+    double distanceToOutline(QPointF point) const override;
+    bool canHave(int pointCount) const override { return pointCount >= 1 && pointCount <= kMostVertices; }
+    void complete() override;
 
 private:
+    /// Whether a click there closes it.
+    bool closesAt(QPointF click) const;
+
     static constexpr int kComplete = 2;
 
     int isPlacing = 0;  // 1: the next vertex is at the cursor

@@ -1,6 +1,8 @@
 #include "marks/rectanglemark.h"
 
 #include <QPainter>
+#include <algorithm>
+#include <cmath>
 
 #include "marks/marksurface.h"
 #include "marks/markgeometry.h"
@@ -29,7 +31,24 @@ void RectangleMark::drawFigure(QPainter* painter) const {
 
 QVector<FigureMark::Caption> RectangleMark::captions() const {
     const Caption size = sizeCaption();
-    const QString corner =
-        QStringLiteral("X:%1 Y:%2").arg(valueText(points[0].x()), valueText(points[0].y()));
+    const QVector<Measure> values = measured();
+    const QString corner = QStringLiteral("X:%1 Y:%2").arg(valueText(values[2]), valueText(values[3]));
     return {size, {size.area.translated(0.0, 20.0), corner}};
+}
+
+QVector<Measure> RectangleMark::measured() const {
+    QVector<Measure> values = BoxMark::measured();
+    const PlaneFigure plane = cornersInPlane();
+    // In px the corner is that of the mark file, as ever; in a plane it is a place that can be seen.
+    const QPointF corner = plane.pixel > 0.0 ? plane.points[0] : points[0];
+    values << placeMeasure("X", corner.x(), plane) << placeMeasure("Y", corner.y(), plane);
+    return values;
+}
+
+double RectangleMark::distanceToOutline(QPointF point) const {
+    const QRectF rect = figureRect();
+    return std::min({distanceToStretch(point, rect.topLeft(), rect.topRight()),
+                     distanceToStretch(point, rect.topRight(), rect.bottomRight()),
+                     distanceToStretch(point, rect.bottomRight(), rect.bottomLeft()),
+                     distanceToStretch(point, rect.bottomLeft(), rect.topLeft())});
 }

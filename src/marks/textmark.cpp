@@ -102,7 +102,7 @@ void TextMark::compose() {
 }
 
 QFont TextMark::font() const {
-    QFont font;
+    QFont font = markFont();
     // The width that the pen has at this zoom: texts keep their size on screen as lines keep their width.
     font.setPointSize(penWidthAt(zoom()) * kPointsPerPenWidth);
     return font;

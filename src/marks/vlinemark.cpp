@@ -2,9 +2,9 @@
 
 #include <QPainter>
 
-#include "marks/marksurface.h"
 #include "marks/markgeometry.h"
 #include "marks/markline.h"
+#include "marks/marksurface.h"
 
 VLineMark::VLineMark(MarkSurface* scene)
     : FigureMark(scene, kVLineMark, Qt::green, 1, QStringLiteral("Vertical Line Mark"), 1) {}
@@ -30,5 +30,20 @@ QVector<FigureMark::Caption> VLineMark::captions() const {
     // At the upper end, right of the line; left of it where there is no room on the right.
     const double x = points[0].x() * zoom();
     const bool atRightEdge = x > wholeScene().width() * zoom() - 100.0;
-    return {{around(atRightEdge ? x - 55.0 : x + 55.0, 20.0), lengthText(points[0].x())}};
+    return {{around(atRightEdge ? x - 55.0 : x + 55.0, 20.0), textWithUnit(measured().first())}};
+}
+
+QVector<Measure> VLineMark::measured() const {
+    const PlaneFigure plane = inPlane(points);
+    return {placeMeasure("X", plane.points[0].x(), plane)};
+}
+
+bool VLineMark::isDegenerateAt(QPointF next) const {
+    Q_UNUSED(next)
+    return false;
+}
+
+double VLineMark::distanceToOutline(QPointF point) const {
+    const QRectF line = figureRect();
+    return distanceToStretch(point, line.topLeft(), line.bottomRight());
 }

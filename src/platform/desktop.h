@@ -1,7 +1,10 @@
 #pragma once
 
 #include <QByteArray>
+#include <QString>
 #include <qwindowdefs.h>
+
+#include "platform/hotkey.h"
 
 /// What the program needs of the desktop and Qt does not offer: a key that works while another program has
 /// the keyboard, and messages that other programs send to the window.
@@ -17,16 +20,21 @@ enum class NativeMessage {
     SaveHotkey,     ///< the save hot key was pressed
 };
 
-/// Makes Ctrl+W a key of the whole desktop. From now on each press of it, whatever program has the keyboard,
-/// arrives as one native message SaveHotkey at the window, which must be a top-level widget's winId(). Ctrl+W
-/// with other modifiers is left alone; lock keys (Caps Lock, Num Lock) make no difference. On X11 a key held
-/// down is one press; Windows sends its repeats too.
+/// Makes a key one of the whole desktop. From now on each press of it, whatever program has the keyboard,
+/// arrives as one native message SaveHotkey at the window, which must be a top-level widget's winId(). The
+/// key with other modifiers is left alone; lock keys (Caps Lock, Num Lock) make no difference. A key held
+/// down is one press.
 ///
-/// One window of the process can have the key. Returns false, and changes nothing, if another program or
-/// window has it, if the window does not exist, if the keyboard has no W, or if there is no such thing here.
-/// A key once registered follows W to wherever a new keyboard layout has it; in a layout without W it stays
-/// in its place.
-bool registerSaveHotkey(WId window);
+/// A character that the layout has on a key with Shift is that key with Shift; but digits are their keys
+/// alone, also where the layout has them with Shift. A character that takes AltGr is no key.
+///
+/// One window of the process can have one key. Returns why it does not have it, and has then changed nothing,
+/// if another program or window has it, if the window does not exist, if the keyboard has no such key, or if
+/// there is no such thing here; empty if it has it.
+///
+/// A key once registered follows its symbol to wherever a new keyboard layout has it, and in a layout without
+/// it stays in its place. On Windows only letters and digits do; other characters stay where they were.
+QString registerSaveHotkey(WId window, const Hotkey& hotkey);
 
 /// Gives the key back. Does nothing if this window does not have it. The key is also given back when the
 /// window or the process ends.

@@ -1,9 +1,9 @@
 #include "platform/desktop.h"
 
-// A desktop that has neither of the two: the window says so once at start and works without them.
+// A desktop that has neither of the two: the window says so once at the start and works without them.
 
-bool platform::registerSaveHotkey(WId) {
-    return false;
+QString platform::registerSaveHotkey(WId, const Hotkey&) {
+    return QStringLiteral("there are no hot keys here");
 }
 
 void platform::unregisterSaveHotkey(WId) {}

@@ -19,8 +19,19 @@ bool isWindow(WId window) {
 
 }  // namespace
 
-bool platform::registerSaveHotkey(WId window) {
-    return isWindow(window) && RegisterHotKey(handleOf(window), hotkeyAtom, MOD_CONTROL, 'W') != FALSE;
+QString platform::registerSaveHotkey(WId window, const Hotkey& hotkey) {
+    if (!isWindow(window))
+        return QStringLiteral("there are no hot keys here");
+    const WindowsHotkey key =
+        windowsHotkey(hotkey, [](ushort character) { return int(VkKeyScanW(wchar_t(character))); });
+    if (key.key == 0)
+        return QStringLiteral("the keyboard layout has no %1").arg(hotkey.text());
+    if (RegisterHotKey(handleOf(window), hotkeyAtom, key.modifiers, key.key) != FALSE)
+        return {};
+    const DWORD error = GetLastError();
+    if (error == ERROR_HOTKEY_ALREADY_REGISTERED)
+        return QStringLiteral("%1 is in use by another program").arg(hotkey.text());
+    return qt_error_string(static_cast<int>(error)).trimmed();
 }
 
 void platform::unregisterSaveHotkey(WId window) {

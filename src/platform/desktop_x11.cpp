@@ -2,6 +2,7 @@
 
 #include "platform/keymap_x11.h"
 
+#include <QAbstractNativeEventFilter>
 #include <QCoreApplication>
 #include <QDebug>
 #include <QGuiApplication>
@@ -25,14 +26,15 @@
 #include <xcb/xkb.h>
 #undef explicit
 
-// The hot key on X11 is a passive grab of Ctrl+W on the root windows. The connection is our own, beside Qt's:
-// a grab that another program holds is an error answer to us and not one that Qt prints, detectable
+// The hot key on X11 is a passive grab of the key on the root windows. The connection is our own, beside
+// Qt's: a grab that another program holds is an error answer to us and not one that Qt prints, detectable
 // auto-repeat does not change what Qt's widgets see, and no private header of Qt is needed. A press is passed
 // on as a client message to the window, which reaches QWidget::nativeEvent through Qt's own connection just
 // as another program's message does.
 
 namespace {
 
+using platform::Hotkey;
 using platform::HotkeyPlaces;
 using platform::Owned;
 using platform::readHotkeyPlaces;
@@ -55,9 +57,10 @@ QVector<quint16> combinations(quint16 mask) {
 
 /// The X server as the hot key sees it. One per process, a child of the application object, in the GUI
 /// thread.
-class DesktopLink : public QObject {
+class DesktopLink : public QObject, public QAbstractNativeEventFilter {
 public:
     explicit DesktopLink(QObject* parent) : QObject(parent) {
+        QCoreApplication::instance()->installNativeEventFilter(this);
         keymapRetry_.setInterval(kKeymapRetryTime);
         connect(&keymapRetry_, &QTimer::timeout, this, [this] {
             keymapChanged_ = true;
@@ -67,9 +70,10 @@ public:
     }
     ~DesktopLink() override { close(); }
 
-    bool registerKey(xcb_window_t window);
+    QString registerKey(xcb_window_t window, const Hotkey& hotkey);
     void unregisterKey(xcb_window_t window);
-    platform::NativeMessage meaningOf(xcb_atom_t type) const;
+    platform::NativeMessage meaningOf(const xcb_client_message_event_t& message) const;
+    bool nativeEventFilter(const QByteArray& type, void* event, long* result) override;
 
 private:
     bool open();
@@ -87,14 +91,19 @@ private:
     void handle(const xcb_generic_event_t& event);
     void keyPressed(const xcb_key_press_event_t& press);
     void keyReleased(const xcb_key_release_event_t& release);
+    void keySeenByQt(const xcb_key_press_event_t& key);
+    void tellWindow(xcb_timestamp_t time);
 
     xcb_connection_t* connection_ = nullptr;
     QSocketNotifier* notifier_ = nullptr;  // child of this
     quint8 keyboardEvent_ = 0;             // response type of all XKB events; 0: the server has no XKB
     xcb_atom_t cameraMessage_ = XCB_ATOM_NONE;
     xcb_atom_t hotkeyMessage_ = XCB_ATOM_NONE;
+    xcb_atom_t managerMessage_ = XCB_ATOM_NONE;
 
     xcb_window_t window_ = XCB_WINDOW_NONE;  // who has the key; none: not registered
+    Hotkey hotkey_;                          // which one
+    HotkeyPlaces places_;                    // where it is
     std::set<Grab> grabs_;                   // what the server has granted
     bool keymapChanged_ = false;
     QTimer keymapRetry_;  // runs while the server owes an answer about the keymap
@@ -102,6 +111,9 @@ private:
     xcb_keycode_t heldKey_ = 0;
     xcb_keycode_t releasedKey_ = 0;
     xcb_timestamp_t releaseTime_ = 0;
+    bool isHeldInMenu_ = false;
+    xcb_timestamp_t menuPressTime_ = 0;
+    xcb_timestamp_t menuReleaseTime_ = 0;
 };
 
 bool DesktopLink::open() {
@@ -114,6 +126,7 @@ bool DesktopLink::open() {
     }
     cameraMessage_ = atom("KV CAMERA");
     hotkeyMessage_ = atom("hotkey_save_img");
+    managerMessage_ = atom("MANAGER");
     if (!prepareKeyboard())
         keyboardEvent_ = 0;
     notifier_ = new QSocketNotifier(xcb_get_file_descriptor(connection_), QSocketNotifier::Read, this);
@@ -152,7 +165,7 @@ bool DesktopLink::prepareKeyboard() {
         return false;
     keyboardEvent_ = extension->first_event;
 
-    // State events come with every Shift otherwise; only the group (the layout in use) moves the W key.
+    // State events come with every Shift otherwise; only the group (the layout in use) moves keys.
     constexpr quint16 whole = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
     constexpr quint16 parts = XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_MODIFIER_MAP;
     xcb_xkb_select_events_details_t details;
@@ -190,12 +203,12 @@ bool DesktopLink::watchWindow(xcb_window_t window, quint32 eventMask) {
 
 std::set<Grab> DesktopLink::wantedGrabs(const HotkeyPlaces& keys) const {
     std::set<Grab> wanted;
-    const QVector<quint16> locks = combinations(keys.locks);
     for (auto screen = xcb_setup_roots_iterator(xcb_get_setup(connection_)); screen.rem > 0;
          xcb_screen_next(&screen))
-        for (const xcb_keycode_t key : keys.w)
-            for (const quint16 lock : locks)
-                wanted.emplace(screen.data->root, static_cast<quint16>(XCB_MOD_MASK_CONTROL | lock), key);
+        for (const auto& [held, key] : keys.presses)
+            // A keymap that calls one of the held ones a lock would make the key ours without it.
+            for (const quint16 lock : combinations(static_cast<quint16>(keys.locks & ~held)))
+                wanted.emplace(screen.data->root, static_cast<quint16>(held | lock), key);
     return wanted;
 }
 
@@ -219,26 +232,35 @@ void DesktopLink::ungrab(const std::set<Grab>& unwanted) {
         xcb_ungrab_key(connection_, key, root, modifiers);
 }
 
-bool DesktopLink::registerKey(xcb_window_t window) {
+QString DesktopLink::registerKey(xcb_window_t window, const Hotkey& hotkey) {
     if (!open() || keyboardEvent_ == 0)
-        return false;
-    if (window_ != XCB_WINDOW_NONE)
-        return window_ == window;
+        return QStringLiteral("the X server cannot be asked for it");
+    if (window_ != XCB_WINDOW_NONE) {
+        const bool isSame = window_ == window && hotkey_.text() == hotkey.text();
+        return isSame ? QString() : QStringLiteral("this program has a hot key already");
+    }
     // The server tells when the window goes; it also tells now if there is none of that number.
     if (!watchWindow(window, XCB_EVENT_MASK_STRUCTURE_NOTIFY))
-        return false;
-    const std::set<Grab> wanted = wantedGrabs(readHotkeyPlaces(connection_).value_or(HotkeyPlaces()));
+        return QStringLiteral("there is no such window");
+    const std::optional<HotkeyPlaces> places = readHotkeyPlaces(connection_, hotkey);
+    const std::set<Grab> wanted = wantedGrabs(places.value_or(HotkeyPlaces()));
     const std::set<Grab> granted = grab(wanted);
     if (wanted.empty() || granted != wanted || xcb_connection_has_error(connection_) != 0) {
         ungrab(granted);
         watchWindow(window, XCB_EVENT_MASK_NO_EVENT);
         readEventsSoon();
-        return false;
+        if (!places || xcb_connection_has_error(connection_) != 0)
+            return QStringLiteral("the X server does not say where the keys are");
+        return (wanted.empty() ? QStringLiteral("the keyboard layout has no %1")
+                               : QStringLiteral("%1 is in use by another program"))
+            .arg(hotkey.text());
     }
     window_ = window;
+    hotkey_ = hotkey;
+    places_ = *places;
     grabs_ = granted;
     readEventsSoon();
-    return true;
+    return {};
 }
 
 void DesktopLink::unregisterKey(xcb_window_t window) {
@@ -253,23 +275,25 @@ void DesktopLink::unregisterKey(xcb_window_t window) {
     readEventsSoon();
 }
 
-/// Moves the grabs to where W and the lock keys are now. What stays is not touched, so no press is missed. As
-/// long as nobody says where W is, or it is nowhere, its last places are kept.
+/// Moves the grabs to where the key and the lock keys are now. What stays is not touched, so no press is
+/// missed. As long as nobody says where the key is, or it is nowhere, its last places are kept.
 void DesktopLink::followKeymap() {
-    std::optional<HotkeyPlaces> places = readHotkeyPlaces(connection_);
+    const QByteArray name = hotkey_.text().toUtf8();
+    std::optional<HotkeyPlaces> places = readHotkeyPlaces(connection_, hotkey_);
     if (!places) {
         if (!keymapRetry_.isActive() && xcb_connection_has_error(connection_) == 0) {
-            qWarning() << "The X server does not say where W is now; Ctrl+W stays in its place";
+            qWarning("The X server does not say where the keys are now; %s stays in its place",
+                     name.constData());
             keymapRetry_.start();
         }
         return;
     }
     keymapRetry_.stop();
-    if (places->w.empty()) {
-        qWarning() << "The keyboard layout has no W; Ctrl+W stays in its place";
-        for (const Grab& grab : grabs_)
-            places->w.insert(std::get<xcb_keycode_t>(grab));
+    if (places->presses.empty()) {
+        qWarning("The keyboard layout has no %s; it stays in its place", name.constData());
+        places->presses = places_.presses;
     }
+    places_ = *places;
     const std::set<Grab> wanted = wantedGrabs(*places);
     std::set<Grab> missing;
     std::set<Grab> unwanted;
@@ -279,7 +303,7 @@ void DesktopLink::followKeymap() {
                         std::inserter(unwanted, unwanted.end()));
     const std::set<Grab> granted = grab(missing);
     if (granted != missing)
-        qWarning() << "Ctrl+W of the new keyboard layout is in use by another program";
+        qWarning("%s of the new keyboard layout is in use by another program", name.constData());
     ungrab(unwanted);
     for (const Grab& gone : unwanted)
         grabs_.erase(gone);
@@ -331,15 +355,23 @@ void DesktopLink::keyPressed(const xcb_key_press_event_t& press) {
         (!repeatsAreDetectable_ && press.detail == releasedKey_ && press.time == releaseTime_);
     heldKey_ = press.detail;
     // A key that went down while we had it may still repeat after it was given back.
-    if (repeated || window_ == XCB_WINDOW_NONE)
+    if (!repeated)
+        tellWindow(press.time);
+}
+
+void DesktopLink::tellWindow(xcb_timestamp_t time) {
+    if (window_ == XCB_WINDOW_NONE)
         return;
     xcb_client_message_event_t message;
     std::memset(&message, 0, sizeof message);
     message.response_type = XCB_CLIENT_MESSAGE;
     message.format = 32;
     message.window = window_;
-    message.type = hotkeyMessage_;
-    message.data.data32[0] = press.time;
+    // The window passes it on to Qt, which reports each type that it does not know in the log. This one it
+    // knows, and leaves alone but for the names that it asked for.
+    message.type = managerMessage_;
+    message.data.data32[0] = time;
+    message.data.data32[1] = hotkeyMessage_;
     // With an empty mask the event goes to the window's creator, which is Qt's connection. Checked: the
     // window may have gone a moment ago, and an order of events that nothing else on the server can overtake
     // is worth a round trip.
@@ -356,12 +388,51 @@ void DesktopLink::keyReleased(const xcb_key_release_event_t& release) {
     releaseTime_ = release.time;
 }
 
-platform::NativeMessage DesktopLink::meaningOf(xcb_atom_t type) const {
-    if (type == XCB_ATOM_NONE)
+/// While a menu of ours is open it has the whole keyboard, the hot key too: then the server gives the key to
+/// Qt and not to us. At all other times Qt never sees it.
+bool DesktopLink::nativeEventFilter(const QByteArray& type, void* event, long*) {
+    // With the bit of an event that some program has sent it is none of the keyboard's.
+    if (type != "xcb_generic_event_t" || window_ == XCB_WINDOW_NONE)
+        return false;
+    const auto response = static_cast<const xcb_generic_event_t*>(event)->response_type;
+    if (response == XCB_KEY_PRESS || response == XCB_KEY_RELEASE)
+        keySeenByQt(*static_cast<const xcb_key_press_event_t*>(event));
+    return false;
+}
+
+/// A repeat is a release and a press in the same millisecond, or a press alone where Qt has asked the server
+/// for that. The last release may go to another program, if the menu is closed by then.
+void DesktopLink::keySeenByQt(const xcb_key_press_event_t& key) {
+    constexpr xcb_timestamp_t kLongestRepeatTime = 1500;  // ms
+    constexpr unsigned kModifiers = 0xff;                 // the rest are buttons and keyboard groups
+    const bool isOurs = std::any_of(grabs_.begin(), grabs_.end(), [&](const Grab& grab) {
+        return std::get<xcb_keycode_t>(grab) == key.detail;
+    });
+    if (!isOurs)
+        return;
+    if (key.response_type == XCB_KEY_RELEASE) {
+        isHeldInMenu_ = false;
+        menuReleaseTime_ = key.time;
+        return;
+    }
+    if (grabs_.count(Grab{key.root, static_cast<quint16>(key.state & kModifiers), key.detail}) == 0)
+        return;
+    const bool repeated =
+        (isHeldInMenu_ || key.time == menuReleaseTime_) && key.time - menuPressTime_ < kLongestRepeatTime;
+    isHeldInMenu_ = true;
+    menuPressTime_ = key.time;
+    if (!repeated)
+        tellWindow(key.time);
+}
+
+platform::NativeMessage DesktopLink::meaningOf(const xcb_client_message_event_t& message) const {
+    if (message.type == XCB_ATOM_NONE)
         return platform::NativeMessage::None;
-    if (type == cameraMessage_)
+    if (message.type == cameraMessage_)
         return platform::NativeMessage::CameraMessage;
-    return type == hotkeyMessage_ ? platform::NativeMessage::SaveHotkey : platform::NativeMessage::None;
+    const bool isHotkey = message.type == managerMessage_ && hotkeyMessage_ != XCB_ATOM_NONE &&
+                          message.data.data32[1] == hotkeyMessage_;
+    return isHotkey ? platform::NativeMessage::SaveHotkey : platform::NativeMessage::None;
 }
 
 /// Made at the first use. Null where Qt's windows are not those of an X server, whatever DISPLAY says.
@@ -376,9 +447,11 @@ DesktopLink* desktopLink() {
 
 }  // namespace
 
-bool platform::registerSaveHotkey(WId window) {
+QString platform::registerSaveHotkey(WId window, const Hotkey& hotkey) {
     DesktopLink* link = desktopLink();
-    return link != nullptr && window != 0 && link->registerKey(static_cast<xcb_window_t>(window));
+    if (link == nullptr || window == 0)
+        return QStringLiteral("there are no hot keys here");
+    return link->registerKey(static_cast<xcb_window_t>(window), hotkey);
 }
 
 void platform::unregisterSaveHotkey(WId window) {
@@ -394,6 +467,6 @@ platform::NativeMessage platform::classify(const QByteArray& eventType, const vo
     if ((event.response_type & 0x7f) != XCB_CLIENT_MESSAGE)
         return NativeMessage::None;
     const DesktopLink* link = desktopLink();
-    return link != nullptr ? link->meaningOf(static_cast<const xcb_client_message_event_t*>(message)->type)
+    return link != nullptr ? link->meaningOf(*static_cast<const xcb_client_message_event_t*>(message))
                            : NativeMessage::None;
 }

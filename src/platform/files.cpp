@@ -146,6 +146,7 @@ QString platform::replaceFile(const QString& fileName, const FileWriter& write, 
         qWarning("A file without a name was not written");
         return QStringLiteral("No file name");
     }
+    returnToWorkingFolder();
     QString problem = replaceTarget(fileName, write, disk);
     if (!problem.isEmpty())
         qWarning("%s was not written: %s", qUtf8Printable(fileName), qUtf8Printable(problem));

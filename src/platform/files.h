@@ -13,6 +13,11 @@ namespace platform {
 /// A file of the working folder as this system writes it: ".\name" on Windows, "./name" elsewhere.
 QString workingFolderFile(const QString& name);
 
+/// Where a process stays in a working folder that was removed, and one of the same path is there again: goes
+/// to that one. Called by the functions that write and by workingFolderFile(), and remembers the path
+/// meanwhile. Any thread.
+void returnToWorkingFolder();
+
 // ---- one file in place of another ---------------------------------------------------------------
 
 /// Writes a whole file into the device, which cannot be read, and returns what went wrong, an empty text if
@@ -49,6 +54,15 @@ QString replaceByRename(const QString& from, const QString& to);
 /// no such thing, it has been done.
 QString syncFolder(const QString& folder);
 
+// ---- a file that grows by lines ------------------------------------------------------------------
+
+/// Appends whole lines, UTF-8 with their line ends, to a file that is made when it is missing; the folder has
+/// to be there. The file is opened and closed for it, and shared with whoever reads, renames or removes it
+/// meanwhile. Several programs may append to one file: each call's bytes stay together. Where the last line
+/// there has no end, it gets one first. When it fails, nothing of `lines` stays in the file where the system
+/// lets that be undone. May take as long as the disk.
+QString appendLines(const QString& fileName, const QByteArray& lines);
+
 // ---- what a program that was killed leaves behind -----------------------------------------------
 
 /// Removes the temporary files of temporaryNameFor() that are older than this from a folder: files only, no
@@ -61,6 +75,9 @@ int removeLeftOvers(const QString& folder, std::chrono::milliseconds age = std::
 /// Waits until an open file, which has been flushed, is on the disk. Where the disk has no such thing, it has
 /// been done.
 QString syncFile(const QFileDevice& file);
+
+/// Makes a folder in one that is there. One that is there already is all right.
+QString makeFolder(const QString& folder);
 
 /// What one of the error numbers of <cerrno> means ("Permission denied"), the same on every system.
 QString errorText(int number);

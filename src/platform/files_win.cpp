@@ -1,30 +1,53 @@
 #include "platform/files.h"
 
+#include <QFileInfo>
 #include <qt_windows.h>
 
-#include <QDir>
-#include <QFileInfo>
+#include "platform/nativename_win.h"
+
+using platform::nativeName;
 
 namespace {
 
-constexpr int kLongName = 240;  // of the 260 letters that Windows has for a path
 constexpr int kRenameTries = 10;
 constexpr DWORD kRenamePause = 20;  // ms
+constexpr DWORD kSharedWithAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
-/// The name as Windows takes it whatever its length, also where long paths are not switched on: as Qt names
-/// the files that it opens.
-QString nativeName(const QString& name) {
-    const QString path = QDir::toNativeSeparators(QDir::cleanPath(QFileInfo(name).absoluteFilePath()));
-    if (path.size() < kLongName)
-        return path;
-    return path.startsWith(QLatin1String("\\\\")) ? QStringLiteral("\\\\?\\UNC") + path.mid(1)
-                                                  : QStringLiteral("\\\\?\\") + path;
+/// A file to append to, while virus scanners and readers that share nothing hold it for a moment.
+HANDLE openToAppend(const QString& name) {
+    for (int tries = 0;; ++tries) {
+        // Without the right to write elsewhere, each write goes to the end, whoever else writes.
+        const HANDLE handle = CreateFileW(reinterpret_cast<const wchar_t*>(name.utf16()),
+                                          FILE_APPEND_DATA | FILE_READ_DATA | SYNCHRONIZE, kSharedWithAll,
+                                          nullptr, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr);
+        if (handle != INVALID_HANDLE_VALUE || tries == kRenameTries ||
+            GetLastError() != ERROR_SHARING_VIOLATION)
+            return handle;
+        Sleep(kRenamePause);
+    }
+}
+
+/// Whether the last line of an open file lacks its end.
+bool endsWithinALine(HANDLE handle) {
+    LARGE_INTEGER size{};
+    LARGE_INTEGER place{};
+    char last = '\n';
+    DWORD count = 0;
+    if (GetFileSizeEx(handle, &size) == FALSE || size.QuadPart == 0)
+        return false;
+    place.QuadPart = size.QuadPart - 1;
+    return SetFilePointerEx(handle, place, nullptr, FILE_BEGIN) != FALSE &&
+           ReadFile(handle, &last, 1, &count, nullptr) != FALSE && count == 1 && last != '\n';
 }
 
 }  // namespace
 
 QString platform::workingFolderFile(const QString& name) {
     return QStringLiteral(".\\") + name;
+}
+
+void platform::returnToWorkingFolder() {
+    // Windows lets nobody remove it.
 }
 
 QString platform::replaceByRename(const QString& from, const QString& to) {
@@ -40,6 +63,28 @@ QString platform::replaceByRename(const QString& from, const QString& to) {
             return qt_error_string(static_cast<int>(error));
         Sleep(kRenamePause);
     }
+}
+
+QString platform::appendLines(const QString& fileName, const QByteArray& lines) {
+    const HANDLE handle = openToAppend(nativeName(fileName));
+    if (handle == INVALID_HANDLE_VALUE)
+        return qt_error_string(static_cast<int>(GetLastError()));
+    const QByteArray bytes = endsWithinALine(handle) ? '\n' + lines : lines;
+    DWORD count = 0;
+    DWORD error = ERROR_SUCCESS;
+    if (WriteFile(handle, bytes.constData(), static_cast<DWORD>(bytes.size()), &count, nullptr) == FALSE)
+        error = GetLastError();
+    else if (count < static_cast<DWORD>(bytes.size()))
+        error = ERROR_DISK_FULL;
+    CloseHandle(handle);
+    return error == ERROR_SUCCESS ? QString() : qt_error_string(static_cast<int>(error));
+}
+
+QString platform::makeFolder(const QString& folder) {
+    if (CreateDirectoryW(reinterpret_cast<const wchar_t*>(nativeName(folder).utf16()), nullptr) != FALSE)
+        return {};
+    const DWORD error = GetLastError();
+    return QFileInfo(folder).isDir() ? QString() : qt_error_string(static_cast<int>(error));
 }
 
 QString platform::syncFile(const QFileDevice& file) {

@@ -26,9 +26,11 @@ struct Entry {
     bool isInPlace() const { return hashOf(target) == hash; }
     bool isWaiting() const { return hashOf(fresh) == hash; }
 
-    /// Empty where there is no such file.
+    /// Empty where there is no such file. A damaged note may name a device, whose reading has no end.
     static QByteArray hashOf(const QString& name) {
         QFile file(name);
+        if (!QFileInfo(name).isFile())
+            return {};
         QCryptographicHash sum(QCryptographicHash::Sha1);
         return file.open(QIODevice::ReadOnly) && sum.addData(&file) ? sum.result().toHex() : QByteArray();
     }
@@ -248,6 +250,7 @@ private:
 
 QString platform::replaceFileSet(const QString& note, const QVector<NewFile>& files,
                                  const FileSetStep& step) {
+    returnToWorkingFolder();
     QString problem = recoverFileSet(note, step);
     if (!problem.isEmpty())
         return problem;

@@ -7,6 +7,9 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <utility>
+
+#include "platform/hotkey.h"
 
 /// Where the X server's keymap has what the hot key is made of. Only for desktop_x11.cpp.
 namespace platform {
@@ -18,15 +21,17 @@ struct Free {
 template <class T>
 using Owned = std::unique_ptr<T, Free>;
 
-/// The keys of W and the modifiers that a lock key may add to a press.
+/// How a hot key is pressed on the keyboard, and the modifiers that a lock key may add to a press.
 struct HotkeyPlaces {
-    std::set<xcb_keycode_t> w;  ///< empty: no layout of the keymap has W
+    /// Modifiers and key. Empty: no layout of the keymap has the key, or one of its modifiers is nowhere.
+    std::set<std::pair<quint16, xcb_keycode_t>> presses;
     quint16 locks = XCB_MOD_MASK_LOCK;
 };
 
-/// Asks the server, which must have XKB and have been told that we use it, where W is in the layout in use. A
-/// layout without W (a Cyrillic one, say) borrows the places of the keymap's other layouts, as short cuts
-/// within programs do. Nothing if the server does not answer.
-std::optional<HotkeyPlaces> readHotkeyPlaces(xcb_connection_t* connection);
+/// Asks the server, which must have XKB and have been told that we use it, where the key is in the layout in
+/// use, and which modifiers Alt and Meta are (Meta is the Super key of today's keyboards). A layout without
+/// the key (W in a Cyrillic one, say) borrows the places of the keymap's other layouts, as short cuts within
+/// programs do. Nothing if the server does not answer.
+std::optional<HotkeyPlaces> readHotkeyPlaces(xcb_connection_t* connection, const Hotkey& hotkey);
 
 }  // namespace platform

@@ -15,6 +15,14 @@
         <source>Close</source>
         <translation>关闭</translation>
     </message>
+    <message>
+        <source>version %1</source>
+        <translation>版本 %1</translation>
+    </message>
+    <message>
+        <source>Log</source>
+        <translation>日志</translation>
+    </message>
 </context>
 <context>
     <name>CalibrateDialog</name>
@@ -294,6 +302,220 @@
     </message>
 </context>
 <context>
+    <name>MeasureBar</name>
+    <message>
+        <source>Measure</source>
+        <translation>测量</translation>
+    </message>
+    <message>
+        <source>Line</source>
+        <translation>直线</translation>
+    </message>
+    <message>
+        <source>Length: click both ends, or drag from one to the other.</source>
+        <translation>长度：单击两个端点，或从一端拖到另一端。</translation>
+    </message>
+    <message>
+        <source>Circle</source>
+        <translation>圆</translation>
+    </message>
+    <message>
+        <source>Centre and radius: click three points of its edge.</source>
+        <translation>圆心和半径：单击圆周上的三个点。</translation>
+    </message>
+    <message>
+        <source>Arc</source>
+        <translation>角度</translation>
+    </message>
+    <message>
+        <source>Angle: click its vertex, then a point on each of its arms.</source>
+        <translation>角度：单击顶点，再在两条边上各单击一点。</translation>
+    </message>
+    <message>
+        <source>Rectangle</source>
+        <translation>矩形</translation>
+    </message>
+    <message>
+        <source>Width and height: click two opposite corners, or drag from one to the other.</source>
+        <translation>宽和高：单击两个对角，或从一角拖到另一角。</translation>
+    </message>
+    <message>
+        <source>Ellipse</source>
+        <translation>椭圆</translation>
+    </message>
+    <message>
+        <source>Click two opposite corners of the box around it, or drag from one to the other.</source>
+        <translation>单击外接矩形的两个对角，或从一角拖到另一角。</translation>
+    </message>
+    <message>
+        <source>Polygon</source>
+        <translation>多边形</translation>
+    </message>
+    <message>
+        <source>Area: click the corners, at most 50; a right click or a double click closes it.</source>
+        <translation>面积：依次单击各顶点（最多 50 个），右键单击或双击即可闭合。</translation>
+    </message>
+    <message>
+        <source>Horizontal line</source>
+        <translation>水平线</translation>
+    </message>
+    <message>
+        <source>A line across the whole picture: click its height.</source>
+        <translation>横贯整个画面的线：单击其高度。</translation>
+    </message>
+    <message>
+        <source>Vertical line</source>
+        <translation>垂直线</translation>
+    </message>
+    <message>
+        <source>A line down the whole picture: click its place.</source>
+        <translation>纵贯整个画面的线：单击其位置。</translation>
+    </message>
+    <message>
+        <source>Select</source>
+        <translation>选择</translation>
+    </message>
+    <message>
+        <source>Click a figure, drag it or its handles. Arrow keys move it, or the handle used last, by 1 px, with Shift by 0.1 px.</source>
+        <translation>单击图形，拖动图形或其控制点。方向键将图形或最后使用的控制点移动 1 像素，按住 Shift 移动 0.1 像素。</translation>
+    </message>
+    <message>
+        <source>Ctrl snaps to corners and edges.</source>
+        <translation>按住 Ctrl 吸附到角点和边缘。</translation>
+    </message>
+    <message>
+        <source>A right click gives up what is begun.</source>
+        <translation>右键单击放弃当前图形。</translation>
+    </message>
+    <message>
+        <source>Ctrl snaps to corners and edges.</source>
+        <translation>按住 Ctrl 吸附到角点和边缘。</translation>
+    </message>
+    <message>
+        <source>Delete</source>
+        <translation>删除</translation>
+    </message>
+    <message>
+        <source>Deletes the selected figure, as the Delete key does.</source>
+        <translation>删除选中的图形，与 Delete 键相同。</translation>
+    </message>
+    <message>
+        <source>Undo</source>
+        <translation>撤销</translation>
+    </message>
+    <message>
+        <source>Redo</source>
+        <translation>重做</translation>
+    </message>
+    <message>
+        <source>Copy measures</source>
+        <translation>复制测量值</translation>
+    </message>
+    <message>
+        <source>A table of all figures, for a spreadsheet.</source>
+        <translation>所有图形的表格，可粘贴到电子表格。</translation>
+    </message>
+    <message>
+        <source>Scale…</source>
+        <translation>比例尺…</translation>
+    </message>
+    <message>
+        <source>The size of a grid cell, or the length of the selected line.</source>
+        <translation>网格单元的尺寸，或所选直线的长度。</translation>
+    </message>
+    <message>
+        <source>Figures copied: %1</source>
+        <translation>已复制图形：%1</translation>
+    </message>
+    <message>
+        <source>This point makes no figure: it lies on another one or in line with them</source>
+        <translation>此点无法构成图形：与其他点重合或共线</translation>
+    </message>
+    <message>
+        <source>The polygon is closed: it has 50 corners at most</source>
+        <translation>多边形已闭合：最多 50 个顶点</translation>
+    </message>
+    <message>
+        <source>Nothing to snap to</source>
+        <translation>没有可吸附的点</translation>
+    </message>
+</context>
+<context>
+    <name>ScaleDialog</name>
+    <message>
+        <source>Scale</source>
+        <translation>比例尺</translation>
+    </message>
+    <message>
+        <source>Size of a grid cell</source>
+        <translation>网格单元尺寸</translation>
+    </message>
+    <message>
+        <source>X</source>
+        <translation>X</translation>
+    </message>
+    <message>
+        <source>Y</source>
+        <translation>Y</translation>
+    </message>
+    <message>
+        <source>Length of the selected line</source>
+        <translation>所选直线的长度</translation>
+    </message>
+    <message>
+        <source>First select a line in the corrected pictures.</source>
+        <translation>请先在校正后的画面中选中一条直线。</translation>
+    </message>
+    <message>
+        <source>Measures are shown in</source>
+        <translation>测量值单位</translation>
+    </message>
+    <message>
+        <source>pixels (pix)</source>
+        <translation>像素 (pix)</translation>
+    </message>
+    <message>
+        <source>millimetres (mm)</source>
+        <translation>毫米 (mm)</translation>
+    </message>
+    <message>
+        <source>micrometres (um)</source>
+        <translation>微米 (um)</translation>
+    </message>
+    <message>
+        <source>OK</source>
+        <translation>确定</translation>
+    </message>
+    <message>
+        <source>Cancel</source>
+        <translation>取消</translation>
+    </message>
+    <message>
+        <source>One pixel is %1 mm.</source>
+        <translation>每像素 %1 mm。</translation>
+    </message>
+    <message>
+        <source>One pixel is %1 mm wide and %2 mm high.</source>
+        <translation>每像素宽 %1 mm，高 %2 mm。</translation>
+    </message>
+    <message>
+        <source>Enter a size above 0.</source>
+        <translation>请输入大于 0 的尺寸。</translation>
+    </message>
+    <message>
+        <source>Measures are pixels.</source>
+        <translation>测量值以像素为单位。</translation>
+    </message>
+    <message>
+        <source>Measures are pixels until the cameras are calibrated.</source>
+        <translation>相机校准之前，测量值以像素为单位。</translation>
+    </message>
+    <message>
+        <source>Measures are pixels as long as the correction is off.</source>
+        <translation>校正关闭时，测量值以像素为单位。</translation>
+    </message>
+</context>
+<context>
     <name>SettingDialog</name>
     <message>
         <source>Setting</source>
@@ -454,6 +676,33 @@
     <message>
         <source>Open Directory</source>
         <translation>打开目录</translation>
+    </message>
+</context>
+<context>
+    <name>MeasureTools</name>
+    <message>
+        <source>corner</source>
+        <translation>角点</translation>
+    </message>
+    <message>
+        <source>edge</source>
+        <translation>边缘</translation>
+    </message>
+    <message>
+        <source>nothing to snap to</source>
+        <translation>没有可吸附的点</translation>
+    </message>
+    <message>
+        <source>Draw</source>
+        <translation>绘制</translation>
+    </message>
+    <message>
+        <source>Delete</source>
+        <translation>删除</translation>
+    </message>
+    <message>
+        <source>Change</source>
+        <translation>修改</translation>
     </message>
 </context>
 </TS>

@@ -31,9 +31,11 @@ QVector<Description> describe(const SettingKey<Types>&... key) {
 }  // namespace
 
 QVector<Description> all() {
-    auto list = describe(kCamNum, kDemo, kMode, kColumn, kTimeout, kExposureScale, kPort, kTrans, kWidth,
-                         kHeight, kTitle, kLang, kBarcodeMark, kDateTimeMark, kDateTimeFormat, kDelay, kZoom,
-                         kPath, kType, kQuality, kXCount, kYCount, kSaveCaptured, kFreezeImage, kColor);
+    auto list = describe(kCamNum, kDemo, kMode, kColumn, kTimeout, kExposureScale, kPort, kPortRetry, kTrans,
+                         kSmooth, kWidth, kHeight, kTitle, kLang, kBarcodeMark, kDateTimeMark,
+                         kDateTimeFormat, kDelay, kZoom, kPath, kType, kQuality, kBackground, kXCount,
+                         kYCount, kMeasures, kSaveCaptured, kFreezeImage, kColor, kCellWidth, kCellHeight,
+                         kCellWidthPx, kCellHeightPx, kUnit, kMeasure, kHotkey);
     for (int tile = 0; tile < 4; ++tile)
         list += describe(cameraSerial(tile), tileX(tile), tileY(tile));
     return list;

@@ -39,8 +39,11 @@ inline const SettingKey<double> kExposureScaleOfSelection{QStringLiteral("Contro
 
 // The window, its files and its line to the machine controller.
 inline const SettingKey<QString> kPort{QStringLiteral("File/Port"), QString()};  ///< empty = no serial line
+inline const SettingKey<int> kPortRetry{QStringLiteral("File/PortRetry"),
+                                        0};  ///< not 0: missing port tried again
 /// Correction on.
 inline const SettingKey<bool> kTrans{QStringLiteral("File/Trans"), false, Written::AsInteger};
+inline const SettingKey<int> kSmooth{QStringLiteral("File/Smooth"), 0};     ///< not 0: bilinear correction
 inline const SettingKey<int> kWidth{QStringLiteral("File/Width"), 2560};    ///< px, without camera 0
 inline const SettingKey<int> kHeight{QStringLiteral("File/Height"), 1440};  ///< px, without camera 0
 inline const SettingKey<QString> kTitle{QStringLiteral("File/Title"), QStringLiteral("Bivista")};
@@ -54,11 +57,28 @@ inline const SettingKey<double> kZoom{QStringLiteral("File/Zoom"), 1.0};  ///< w
 inline const SettingKey<QString> kPath{QStringLiteral("File/Path"), QStringLiteral(".")};
 inline const SettingKey<int> kType{QStringLiteral("File/Type"), 1};         ///< 0 BMP, 1 JPEG, 2 PNG
 inline const SettingKey<int> kQuality{QStringLiteral("File/Quality"), 75};  ///< 0 ... 100
+/// Not 0: pictures are taken at once and written in the background.
+inline const SettingKey<int> kBackground{QStringLiteral("File/Background"), 0};
 inline const SettingKey<QString> kXCount{QStringLiteral("File/XCount"), QStringLiteral("5,3,5")};
 inline const SettingKey<QString> kYCount{QStringLiteral("File/YCount"), QStringLiteral("2,2,2")};
+/// Not 0: a table of the measures lies beside each picture of the whole view.
+inline const SettingKey<int> kMeasures{QStringLiteral("File/Measures"), 0};
 inline const SettingKey<bool> kSaveCaptured{QStringLiteral("File/SaveCaptured"), true};
 inline const SettingKey<bool> kFreezeImage{QStringLiteral("File/FreezeImage"), false};
 inline const SettingKey<int> kColor{QStringLiteral("File/Color"), 0};  ///< 0 = monochrome capture
+
+// Measuring. The size of a grid cell, 0 = not known: then measures are px.
+inline const SettingKey<double> kCellWidth{QStringLiteral("File/CellWidth"), 0.0};    ///< mm
+inline const SettingKey<double> kCellHeight{QStringLiteral("File/CellHeight"), 0.0};  ///< mm
+/// The same cell in the corrected pictures of the last calibration, px.
+inline const SettingKey<double> kCellWidthPx{QStringLiteral("File/CellWidthPx"), 0.0};
+inline const SettingKey<double> kCellHeightPx{QStringLiteral("File/CellHeightPx"), 0.0};
+inline const SettingKey<int> kUnit{QStringLiteral("File/Unit"), 1};        ///< 0 pix, 1 mm, 2 um
+inline const SettingKey<int> kMeasure{QStringLiteral("View/Measure"), 0};  ///< not 0: its tool bar is shown
+
+/// The key of the whole desktop that saves a picture, as platform::readHotkey takes it; empty: none. Read
+/// once, before the file is opened for the run.
+inline const SettingKey<QString> kHotkey{QStringLiteral("Platform/Hotkey"), QStringLiteral("Ctrl+W")};
 
 /// Scene position (px) of a tile's picture; the tile index is its own default, so that new tiles do not hide
 /// each other. Written as a double, used as an integer.

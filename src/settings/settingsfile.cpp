@@ -5,11 +5,14 @@
 #include <QFileInfo>
 #include <QTemporaryFile>
 #include <QTextCodec>
+#include <QTimerEvent>
 #include <algorithm>
 
 #include "platform/files.h"
 
 namespace {
+
+constexpr int kRetryPeriod = 5000;  // ms
 
 /// What a configuration file's bytes are worth.
 enum class Content { Ini, IniWithStrayLines, Foreign };
@@ -36,14 +39,19 @@ Content contentOf(const QByteArray& bytes) {
         return Content::Foreign;
     bool hasKeys = false;
     bool hasStrayLines = false;
+    bool hasTornSections = false;
     for (const QByteArray& line : linesOf(bytes)) {
-        if (line.isEmpty() || line.startsWith(';') || line.startsWith('#') || line.startsWith('['))
+        if (line.isEmpty() || line.startsWith(';') || line.startsWith('#'))
             continue;
-        (line.contains('=') ? hasKeys : hasStrayLines) = true;
+        // QSettings takes one without an end for a section all the same, which may hide a whole one.
+        if (line.startsWith('['))
+            hasTornSections = hasTornSections || !line.contains(']');
+        else
+            (line.contains('=') ? hasKeys : hasStrayLines) = true;
     }
-    if (!hasStrayLines)
-        return Content::Ini;
-    return hasKeys ? Content::IniWithStrayLines : Content::Foreign;
+    if (hasStrayLines && !hasKeys)
+        return Content::Foreign;
+    return hasStrayLines || hasTornSections ? Content::IniWithStrayLines : Content::Ini;
 }
 
 /// Nothing when it cannot be read; a folder cannot.
@@ -105,6 +113,26 @@ QString refusal(const QString& fileName) {
     return beside.errorString();
 }
 
+/// Why another file cannot take a file's place although both can be written: in a folder where only the owner
+/// of a file may, or when the file is a mount. That is seen only by trying it, with the same bytes.
+QString refusalToReplace(const QString& fileName) {
+    const QString target = QFileInfo(fileName).canonicalFilePath();  // QSettings writes through links, too
+    const auto bytes = contentOfFile(target);
+    if (!bytes)
+        return {};
+    const QString temporary = platform::temporaryNameFor(target);
+    QString problem = platform::writeNewFile(temporary, [&](QIODevice& file) {
+        return file.write(*bytes) == bytes->size() ? QString() : file.errorString();
+    });
+    if (!problem.isEmpty())
+        return problem;
+    QFile::setPermissions(temporary, QFile::permissions(target));
+    problem = platform::replaceByRename(temporary, target);
+    if (!problem.isEmpty())
+        QFile::remove(temporary);
+    return problem;
+}
+
 }  // namespace
 
 SettingsFile::SettingsFile(const QString& fileName, QObject* parent)
@@ -134,8 +162,22 @@ SettingsFile::SettingsFile(const QString& fileName, QObject* parent)
 
 SettingsFile::~SettingsFile() {
     const QSignalBlocker nobodyIsTold(this);
-    if (!changes.isEmpty())
+    // QSettings has what it could not write, but does not try again by itself when it goes.
+    if (!changes.isEmpty() || !problemText.isEmpty())
         flush();
+}
+
+/// Nothing when the file cannot be read or does not have the key.
+std::optional<QString> SettingsFile::textInFile(const QString& fileName, const QString& name) {
+    const auto bytes = contentOfFile(fileName);
+    if (!bytes)
+        return {};
+    QSettings file(fileName, QSettings::IniFormat);
+    file.setIniCodec("UTF-8");
+    if (!file.contains(name))
+        return {};
+    const QVariant stored = file.value(name);
+    return isList(stored) ? commaText(*bytes, name, stored) : stored.toString();
 }
 
 /// Nothing when there is neither a value of this run nor one in the file.
@@ -170,6 +212,15 @@ void SettingsFile::flush() {
         return;
     const QString problem = takeChangesOver();
     setProblem(problem.isEmpty() ? writeProblem() : problem);
+    if (problemText.isEmpty())
+        retry.stop();
+    else if (!retry.isActive())
+        retry.start(kRetryPeriod, this);
+}
+
+void SettingsFile::timerEvent(QTimerEvent* event) {
+    if (event->timerId() == retry.timerId())
+        flush();
 }
 
 /// Hands the changes to QSettings, once nothing is lost by writing the file. Returns what is in the way.
@@ -209,13 +260,23 @@ QString SettingsFile::takeChangesOver() {
 /// Has QSettings write what it has; it tries again what it could not write. Returns why it still cannot.
 QString SettingsFile::writeProblem() {
     file.sync();
-    // A status stays for ever, also that of oddities found when the file was read.
-    if (file.status() == QSettings::NoError)
+    if (file.status() == QSettings::NoError || isWritten())
         return {};
-    const bool failedBefore = accessFailed;
-    accessFailed = file.status() == QSettings::AccessError;
-    const QString reason = refusal(fileName());
-    return reason.isEmpty() && accessFailed && !failedBefore ? QStringLiteral("unknown reason") : reason;
+    QString reason = refusal(fileName());
+    if (reason.isEmpty())
+        reason = refusalToReplace(fileName());
+    if (!reason.isEmpty())
+        return reason;
+    // Nothing is in the way any more.
+    file.sync();
+    return isWritten() ? QString() : QStringLiteral("unknown reason");
+}
+
+/// Whether QSettings has written all that it has. The status of `file` does not tell: it stays for ever, also
+/// that of oddities found when the file was read. All objects of a file's name share what is still to be
+/// written, so one made now tries it once more, with a status of its own.
+bool SettingsFile::isWritten() const {
+    return QSettings(fileName(), QSettings::IniFormat).status() != QSettings::AccessError;
 }
 
 /// Takes what is in the way of writing the file, empty when nothing is.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QBasicTimer>
 #include <QHash>
 #include <QObject>
 #include <QPair>
@@ -19,6 +20,9 @@
 /// written: it may be all that is left of somebody's set-up. What can be read of it serves, defaults for the
 /// rest, and changes hold for this run only. A file with stray lines among its keys is understood but for
 /// those: before the first write loses them, it is copied to setting.ini.bak, and not written without that.
+///
+/// What the disk does not take (it is full, or away, or lets nobody replace the file) is tried again: with
+/// the next write, every few seconds, and at the end.
 class SettingsFile : public QObject {
     Q_OBJECT
 
@@ -26,6 +30,14 @@ public:
     explicit SettingsFile(const QString& fileName, QObject* parent = nullptr);
     /// Writes what was stored and not yet written.
     ~SettingsFile() override;
+
+    /// The value of one key as it stands in a file, else its default: for what is needed before there is an
+    /// object. It only looks: nothing is written, warned of or kept.
+    template <typename T>
+    static T peek(const QString& fileName, const SettingKey<T>& key) {
+        const auto stored = textInFile(fileName, key.name);
+        return stored ? settingValue<T>(*stored).value : key.fallback;
+    }
 
     /// The file with its whole path, since the working folder can change.
     QString fileName() const { return file.fileName(); }
@@ -72,6 +84,9 @@ signals:
     /// problem() is another one now, or none any more. Not sent for what was found when the object was made.
     void problemChanged(const QString& problem);
 
+protected:
+    void timerEvent(QTimerEvent* event) override;
+
 private:
     template <typename T>
     static QVariant stored(const SettingKey<T>& key, const T& value) {
@@ -81,11 +96,13 @@ private:
         }
         return value;
     }
+    static std::optional<QString> textInFile(const QString& fileName, const QString& name);
     std::optional<QString> text(const QString& name) const;
     void set(const QString& name, const QVariant& value);
     void flushSoon();
     QString takeChangesOver();
     QString writeProblem();
+    bool isWritten() const;
     void setProblem(const QString& text);
 
     // Gets changes only just before it writes them: it writes whenever it likes, also when it goes.
@@ -94,8 +111,8 @@ private:
     QVector<QPair<QString, QVariant>> changes;
     QHash<QString, QString> commaTexts;  // texts with bare commas, which `file` has as lists
     bool intact = true;
-    bool needsCopy = false;     // there are stray lines, and no copy of them yet
-    bool accessFailed = false;  // `file` has said so once and now says so for ever
+    bool needsCopy = false;  // there are stray lines, and no copy of them yet
     bool flushIsDue = false;
+    QBasicTimer retry;  // runs while there is a problem
     QString problemText;
 };

@@ -3,7 +3,7 @@
 // A window that does what its standard input says and tells what reaches it, a line each: the part of the
 // program that the platform functions serve, and the "other program" beside it.
 //
-//   commands   register, unregister, unregister-none, destroy, ping, quit
+//   commands   register [KEY] (Ctrl+W), unregister, unregister-none, destroy, ping, quit
 //              deaf, hear: from now on the server's answers about the keymap are lost, or not
 //   answers    registered, refused, done, pong
 //   reports    hotkey, camera: a native message;  key K, repeat K: a key press in this window;  fence: a
@@ -88,8 +88,15 @@ protected:
 };
 
 void KeyWindow::obey(const std::string& command) {
-    if (command == "register") {
-        say(platform::registerSaveHotkey(winId()) ? "registered" : "refused");
+    if (command.rfind("register", 0) == 0) {
+        const QString key = QString::fromStdString(command).section(QLatin1Char(' '), 1);
+        const auto reading = platform::readHotkey(key.isEmpty() ? QStringLiteral("Ctrl+W") : key);
+        const QString problem = reading.problem.isEmpty()
+                                    ? platform::registerSaveHotkey(winId(), reading.hotkey)
+                                    : reading.problem;
+        if (!problem.isEmpty())
+            std::cerr << problem.toStdString() << std::endl;
+        say(problem.isEmpty() ? "registered" : "refused");
     } else if (command == "unregister") {
         platform::unregisterSaveHotkey(winId());
         say("done");

@@ -27,7 +27,8 @@ void TestMessages::registeredMessageIsCounted() {
     const QString id = QString::number(window->winId());
     for (int number = 0; number < 3; ++number) {
         QVERIFY(runBeside(QStringLiteral(SEND_MESSAGE), {id}));
-        QTRY_COMPARE(window.leftText(), QStringLiteral("%1 WM_USERDEFMSG received.").arg(number));
+        QTRY_COMPARE_WITH_TIMEOUT(window.leftText(), QStringLiteral("%1 WM_USERDEFMSG received.").arg(number),
+                                  kWait);
     }
 }
 
@@ -49,7 +50,7 @@ void TestMessages::hotkeyIsRegisteredAndSaves() {
     QVERIFY(window.answerer.boxes.isEmpty());
     QVERIFY(window.waitForTiles(2));
     QVERIFY(pressKeys(QStringLiteral("ctrl+w")));
-    QTRY_VERIFY(window.leftText().startsWith(QLatin1String("Saved image ./snapshot-")));
+    QTRY_VERIFY_WITH_TIMEOUT(window.leftText().startsWith(QLatin1String("Saved image ./snapshot-")), kWait);
     QCOMPARE(QDir().entryList({QStringLiteral("snapshot-*.png")}).size(), 1);
     window.end();
     // Given back at the end: the next window gets it.
@@ -113,7 +114,7 @@ void TestMessages::hotkeyInAnotherProgramSavesOnce() {
     QVERIFY(QTest::qWaitForWindowActive(window.get(), kWait));
     QVERIFY(
         runBeside(QStringLiteral(PRESS_KEYS), {QStringLiteral("--own-window"), QStringLiteral("ctrl+w")}));
-    QTRY_VERIFY(window.leftText().startsWith(QLatin1String("Saved image ./snapshot-")));
+    QTRY_VERIFY_WITH_TIMEOUT(window.leftText().startsWith(QLatin1String("Saved image ./snapshot-")), kWait);
     QCoreApplication::processEvents();
     QCOMPARE(QDir().entryList({QStringLiteral("snapshot-*.png")}).size(), 1);
 }

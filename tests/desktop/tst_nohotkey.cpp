@@ -21,9 +21,9 @@ private slots:
 
 void TestNoHotkey::registeringFails() {
     QWidget window;
-    QVERIFY(!platform::registerSaveHotkey(window.winId()));
-    QVERIFY(!platform::registerSaveHotkey(window.winId()));
-    QVERIFY(!platform::registerSaveHotkey(0));
+    QVERIFY(!platform::registerSaveHotkey(window.winId(), {}).isEmpty());
+    QVERIFY(!platform::registerSaveHotkey(window.winId(), {}).isEmpty());
+    QVERIFY(!platform::registerSaveHotkey(0, {}).isEmpty());
 }
 
 void TestNoHotkey::unregisteringIsHarmless() {

@@ -1,6 +1,7 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLineEdit>
 #include <QScreen>
 #include <QToolBar>
 #include <cmath>
@@ -24,6 +25,7 @@ private slots:
 private:
     static bool xdo(const QString& command);
     static QString at(const QWidget* widget, QPoint place);
+    static bool click(const QWidget* widget, QPoint place);
     static bool pressButton(const WindowUnderTest& window, const char* action);
     QPointF corner(int camera, int index) const;
 
@@ -68,11 +70,24 @@ QString TestOperator::at(const QWidget* widget, QPoint place) {
     return QStringLiteral("mousemove %1 %2").arg(global.x()).arg(global.y());
 }
 
+/// The window manager may move a window after it gave it the keyboard, and tells so later still: the mouse
+/// goes to where the widget is thought to be until it is over it.
+bool TestOperator::click(const QWidget* widget, QPoint place) {
+    const auto isThere = [&] {
+        return xdo(at(widget, place)) && QTest::qWaitFor([&] { return widget->underMouse(); }, 300);
+    };
+    return QTest::qWaitFor(isThere, kWait) && xdo(QStringLiteral("click 1"));
+}
+
 bool TestOperator::pressButton(const WindowUnderTest& window, const char* action) {
     auto* toolBar = window->findChild<QToolBar*>(QStringLiteral("toolBar"));
     const QWidget* button = toolBar->widgetForAction(window.action(action));
+    // Nothing else is done before it is triggered: while the window manager has the press, what comes after
+    // it piles up there.
+    QSignalSpy triggered(window.action(action), &QAction::triggered);
     return button && button->isVisible() &&
-           xdo(at(button, button->rect().center()) + QStringLiteral(" click 1"));
+           xdo(at(button, button->rect().center()) + QStringLiteral(" click 1")) &&
+           QTest::qWaitFor([&] { return !triggered.isEmpty(); }, kWait);
 }
 
 void TestOperator::marksCalibratesAndRearranges() {
@@ -110,9 +125,12 @@ void TestOperator::marksCalibratesAndRearranges() {
             return;
         answered = true;
         // The first field has the focus and its text is selected.
+        const auto* secondX = dialog->findChild<QLineEdit*>(QStringLiteral("leXCount1"));
+        const auto* firstY = dialog->findChild<QLineEdit*>(QStringLiteral("leYCount"));
         const bool typed = xdo(QStringLiteral("key 1 0 Tab 1 0")) &&
-                           xdo(at(dialog->findChild<QWidget*>(QStringLiteral("leYCount")), {5, 5}) +
-                               QStringLiteral(" click 1")) &&
+                           QTest::qWaitFor([&] { return secondX->text() == QLatin1String("10"); }, kWait) &&
+                           click(firstY, {5, 5}) &&
+                           QTest::qWaitFor([&] { return firstY->hasFocus(); }, kWait) &&
                            xdo(QStringLiteral("key ctrl+a 5 Tab 5 Return"));
         if (!typed)
             dialog->reject();

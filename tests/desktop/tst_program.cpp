@@ -1,6 +1,8 @@
 // The program as its users have it: on a desktop with a window manager, beside other programs, with the
 // camera library it is built with.
 
+#include <QRegularExpression>
+
 #include "support/runningbivista.h"
 
 class TestProgram : public QObject {
@@ -10,6 +12,10 @@ private slots:
     void init();
     void cleanup();
     void startsMaximisedAndEndsInOrder();
+    void scaledAsTheScreenSays();
+    void normalWindowFitsTheScreen();
+    void scaledWhereSomebodyChoseIt_data();
+    void scaledWhereSomebodyChoseIt();
     void savesByHotkeyFromAnotherProgram();
     void secondInstanceSaysThatTheKeyIsTaken();
     void wrongSerialNumberEndsTheProgram();
@@ -47,6 +53,106 @@ void TestProgram::startsMaximisedAndEndsInOrder() {
     QVERIFY2(!log.contains("No matching signal"), log.constData());
     QVERIFY2(!log.contains("QObject::connect"), log.constData());
     QVERIFY(bivista.read("setting.ini").contains("Cam3="));
+}
+
+/// By half, as it is when it is told the very factor, and not rounded to twice the size.
+void TestProgram::scaledAsTheScreenSays() {
+    QImage bars[2];
+    for (const bool isTold : {true, false}) {
+        RunningBivista bivista(*server, QStringLiteral(BIVISTA));
+        if (isTold)
+            bivista.start({{"QT_SCALE_FACTOR", "1.5"}, {"QT_FONT_DPI", "96"}});
+        else
+            bivista.start({{"QT_FONT_DPI", "144"}});
+        const quint32 window = server->waitForWindow("Bivista");
+        QVERIFY(window);
+        QVERIFY(bivista.waitForStreams());
+        // Menus and tools; what is above them is the window manager's.
+        const auto seen = [this] { return server->screenshot().copy(0, 26, 1920, 110); };
+        QImage& picture = bars[isTold ? 0 : 1];
+        QVERIFY(waitFor([&] { return std::exchange(picture, seen()) == seen(); }));
+        if (!isTold)
+            QVERIFY(waitFor([&] { return seen() == bars[0]; }, 5000));
+        QVERIFY(server->closeWindow(window));
+        QVERIFY(bivista.process->waitForEnd());
+    }
+}
+
+/// At 150 % the form's own size is larger than the screen: the status bar would be beyond its edge.
+void TestProgram::normalWindowFitsTheScreen() {
+    RunningBivista bivista(*server, QStringLiteral(BIVISTA));
+    bivista.start({{"QT_FONT_DPI", "144"}});
+    const quint32 window = server->waitForWindow("Bivista");
+    QVERIFY(window);
+    QVERIFY(bivista.waitForStreams());
+    const auto size = [&] {
+        const QByteArray said =
+            server->run("xdotool", {"getwindowgeometry", "--shell", QString::number(window)}).output;
+        QMap<QByteArray, int> numbers;
+        for (const QByteArray& line : said.split('\n'))
+            numbers[line.left(line.indexOf('='))] = line.mid(line.indexOf('=') + 1).toInt();
+        return QSize(numbers["WIDTH"], numbers["HEIGHT"]);
+    };
+    const QSize screen(1920, 1080);
+    QVERIFY(server->activate(window));
+    QVERIFY(server->key("F4"));
+    QVERIFY(waitFor([&] { return size() == screen; }));
+    QVERIFY(server->key("Escape"));
+    QVERIFY(waitFor([&] { return size() != screen; }));
+    const auto isInside = [&] {
+        return size().width() <= screen.width() && size().height() <= screen.height();
+    };
+    QVERIFY2(waitFor(isInside, 5000), qPrintable(QString::number(size().width())));
+    QVERIFY(server->closeWindow(window));
+    QVERIFY(bivista.process->waitForEnd());
+}
+
+void TestProgram::scaledWhereSomebodyChoseIt_data() {
+    QTest::addColumn<int>("serverDpi");
+    QTest::addColumn<QByteArray>("resources");
+    QTest::addColumn<QString>("variable");
+    QTest::addColumn<QString>("value");
+    QTest::addColumn<QString>("scale");
+    const QByteArray half = "Xft.antialias:\t1\nXft.dpi:\t144\n";
+    // What a screen says of its millimetres, or a server makes up.
+    QTest::newRow("millimetres") << 100 << QByteArray() << QString() << QString() << "1";
+    QTest::newRow("millimetres, other resources")
+        << 150 << QByteArray("Xft.antialias:\t1\n") << QString() << QString() << "2";
+    QTest::newRow("chosen") << 100 << half << QString() << QString() << "1.5";
+    QTest::newRow("chosen, after much else")
+        << 100 << "Other.text:\t" + QByteArray(100000, 'x') + '\n' + half << QString() << QString() << "1.5";
+    QTest::newRow("rounded by the user") << 100 << half << "QT_SCALE_FACTOR_ROUNDING_POLICY"
+                                         << "Floor"
+                                         << "1";
+    QTest::newRow("exact by the user") << 100 << QByteArray() << "QT_SCALE_FACTOR_ROUNDING_POLICY"
+                                       << "PassThrough"
+                                       << "1.04";
+    QTest::newRow("told the factor") << 100 << QByteArray() << "QT_SCALE_FACTOR"
+                                     << "1.25"
+                                     << "1.25";
+}
+
+/// A screen's millimetres are not to be had to the px, and nobody asked for them: they alone scale by whole
+/// steps.
+void TestProgram::scaledWhereSomebodyChoseIt() {
+    QFETCH(int, serverDpi);
+    QFETCH(QByteArray, resources);
+    QFETCH(QString, variable);
+    QFETCH(QString, value);
+    QFETCH(QString, scale);
+    server = std::make_unique<XServer>(serverDpi);
+    QVERIFY2(server->start(), qPrintable(server->errorString()));
+    if (!resources.isEmpty())
+        QVERIFY(server->setResources(resources));
+    RunningBivista bivista(*server, QStringLiteral(BIVISTA));
+    QMap<QString, QString> variables{{"KVCAP2_COUNT", "0"}};
+    if (!variable.isEmpty())
+        variables.insert(variable, value);
+    bivista.start(variables);
+    const QRegularExpression line("Screen .* scale ([0-9.]+),");
+    QRegularExpressionMatch match;
+    QVERIFY(waitFor([&] { return (match = line.match(bivista.read("logs/bivista.log"))).hasMatch(); }));
+    QCOMPARE(QString::number(match.captured(1).toDouble(), 'g', 3), scale);
 }
 
 void TestProgram::savesByHotkeyFromAnotherProgram() {

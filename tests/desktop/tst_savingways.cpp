@@ -10,6 +10,29 @@
 #include "support/serialline.h"
 #include "support/xserver.h"
 
+namespace {
+
+/// Counts the presses of a key, its repeats included, that widgets of this process see.
+class KeyCounter : public QObject {
+public:
+    explicit KeyCounter(int key) : key_(key) { qApp->installEventFilter(this); }
+
+    int count = 0;
+
+protected:
+    bool eventFilter(QObject* receiver, QEvent* event) override {
+        if (receiver->isWidgetType() && event->type() == QEvent::KeyPress &&
+            static_cast<QKeyEvent*>(event)->key() == key_)
+            ++count;
+        return false;
+    }
+
+private:
+    const int key_;
+};
+
+}  // namespace
+
 /// The ways to save the composite, side by side in one window: the tool bar, the hot key while another
 /// program has the keyboard, a barcode reader, and a machine controller at the other end of a serial line.
 class TestSavingWays : public QObject {
@@ -20,6 +43,7 @@ private slots:
     void cleanup();
     void everyWayWritesTheSamePicture();
     void switchedOffNoWayWrites();
+    void hotKeyWhileAMenuIsOpen();
 
 private:
     enum class Way { Barcode, ToolBar, Action, HotKey, Serial, SerialDelayed };
@@ -73,6 +97,7 @@ void TestSavingWays::init() {
 }
 
 void TestSavingWays::cleanup() {
+    repeatKeysHere(false);  // after a test that failed
     window.reset();
     other.reset();
     line.reset();
@@ -125,8 +150,8 @@ void TestSavingWays::startOtherProgram() {
 void TestSavingWays::activateWindow() {
     const QByteArray id = QByteArray::number(window->get()->winId());
     QVERIFY(xdo(QStringLiteral("windowactivate ") + QLatin1String(id)));
-    QVERIFY(wait([&] { return window->get()->isActiveWindow(); }));
-    QCOMPARE(activeWindow(), id);
+    // The window has the keyboard a moment before the window manager hears of it and calls it active.
+    QVERIFY(wait([&] { return window->get()->isActiveWindow() && activeWindow() == id; }));
 }
 
 /// A frame with a pattern, another one for each seed.
@@ -320,6 +345,33 @@ void TestSavingWays::switchedOffNoWayWrites() {
         QVERIFY2(!window->leftText().startsWith(QLatin1String("Saved")), qPrintable(window->leftText()));
     }
     QVERIFY(window->answerer.boxes.isEmpty());
+}
+
+/// A menu has the whole keyboard for as long as it is open, which may be all night.
+void TestSavingWays::hotKeyWhileAMenuIsOpen() {
+    start();
+    activateWindow();
+    for (int tile = 0; tile < 3; ++tile)
+        sendPattern(tile, tile);
+    QVERIFY(xdo(QStringLiteral("key alt+f")));
+    QVERIFY(wait([] { return QApplication::activePopupWidget() != nullptr; }));
+    QVERIFY(repeatKeysHere(true));
+    const KeyCounter menuKeys(Qt::Key_W);
+    for (int presses = 1; presses <= 2; ++presses) {
+        // Held down, it saves once, however often it is repeated.
+        QVERIFY(xdo(QStringLiteral("keydown ctrl keydown w")));
+        QVERIFY2(wait([&] { return pictures().size() == presses; }), qPrintable(pictures().join(' ')));
+        const int before = menuKeys.count;
+        QVERIFY(wait([&] { return menuKeys.count >= before + 3; }));
+        QVERIFY(xdo(QStringLiteral("keyup w keyup ctrl")));
+        QCOMPARE(pictures().size(), presses);
+    }
+    QVERIFY(repeatKeysHere(false));
+    QVERIFY(QApplication::activePopupWidget());
+    QVERIFY(xdo(QStringLiteral("key Escape Escape")));
+    QVERIFY(wait([] { return QApplication::activePopupWidget() == nullptr; }));
+    QVERIFY(xdo(QStringLiteral("key ctrl+w")));
+    QVERIFY(wait([] { return pictures().size() == 3; }));
 }
 
 TEST_ON_DESKTOP_MAIN(TestSavingWays)

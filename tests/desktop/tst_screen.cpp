@@ -45,9 +45,9 @@ void TestScreen::fillsTheScreenAtStart() {
     WindowUnderTest window;
     startOnScreen(window);
     const QSize screen = QGuiApplication::primaryScreen()->size();
-    QTRY_COMPARE(window->width(), screen.width());
-    QTRY_VERIFY(window->frameGeometry().height() > screen.height() - 50);
-    QVERIFY(window->isMaximized());
+    QTRY_COMPARE_WITH_TIMEOUT(window->width(), screen.width(), kWait);
+    QTRY_VERIFY_WITH_TIMEOUT(window->frameGeometry().height() > screen.height() - 50, kWait);
+    QTRY_VERIFY_WITH_TIMEOUT(window->isMaximized(), kWait);
 }
 
 void TestScreen::fullScreenByKeys() {

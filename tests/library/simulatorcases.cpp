@@ -140,9 +140,10 @@ void SimulatorCases::readsAnotherFile() {
 void SimulatorCases::complainsAboutBadValues() {
     const Complaints complaints;
     QCOMPARE(cameraCount(), 4);
-    for (const char* key : {"Count =", "Rate =", "Modes =", "Arrangement =", "Moving =", "Serial =", "Raet"})
+    for (const char* key : {"Count =", "Rate =", "Modes =", "Arrangement =", "Moving =", "Serial =", "Raet",
+                            "Phase =", "Jitter ="})
         QVERIFY2(complaints.mention(key), key);
-    QCOMPARE(complaints.count(), 7);  // once each, not once a camera
+    QCOMPARE(complaints.count(), 9);  // once each, not once a camera
     QCOMPARE(CameraInit(0), 0);
     QCOMPARE(sizeOf(0), QSize(2560, 1440));
     QCOMPARE(serialOf(0), QByteArray("KV2500000001"));

@@ -64,6 +64,8 @@ private slots:
 
     // Pacing.
     void keepsTheRate();
+    void phaseDelaysTheBeat();
+    void jitterMakesFramesLate();
     void highspeedDoublesTheRate();
     void delayAddsUp();
     void longExposureSlowsDown();

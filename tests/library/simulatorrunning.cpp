@@ -109,6 +109,40 @@ void SimulatorCases::keepsTheRate() {
     QVERIFY2(elapsed >= 460 && elapsed < 500 + kSlack, qPrintable(QString::number(elapsed)));
 }
 
+void SimulatorCases::phaseDelaysTheBeat() {
+    QCOMPARE(cameraCount(), 2);  // the library's own start takes a while
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(CameraInit(0), 0);
+    QCOMPARE(CameraInit(1), 0);
+    // Not the first frames: their scene has to be drawn.
+    QVERIFY(!frameOf(0).empty());
+    QVERIFY(!frameOf(1).empty());
+    QVERIFY(!frameOf(0).empty());
+    const qint64 inTime = timer.elapsed();  // 2 * 500 ms
+    QVERIFY(!frameOf(1).empty());
+    const qint64 delayed = timer.elapsed();  // 250 ms later
+    QVERIFY2(inTime >= 999 && inTime < 1000 + kSlack, qPrintable(QString::number(inTime)));
+    QVERIFY2(delayed >= 1249 && delayed < 1250 + kSlack, qPrintable(QString::number(delayed)));
+}
+
+void SimulatorCases::jitterMakesFramesLate() {
+    QCOMPARE(cameraCount(), 1);
+    QElapsedTimer timer;
+    timer.start();
+    QCOMPARE(CameraInit(0), 0);
+    QVERIFY(!frameOf(0).empty());
+    std::vector<qint64> late;
+    for (int frame = 0; frame < 12; ++frame) {
+        QVERIFY(!frameOf(0).empty());
+        late.push_back(timer.elapsed() % 100);
+    }
+    std::sort(late.begin(), late.end());
+    // Most of them, whatever the machine does: between the beat and 60 ms after it, and not all alike.
+    QVERIFY2(late[2] < 30, qPrintable(QString::number(late[2])));
+    QVERIFY2(late[9] - late[2] > 15, qPrintable(QString::number(late[9] - late[2])));
+}
+
 void SimulatorCases::highspeedDoublesTheRate() {
     QCOMPARE(CameraInit(0), 0);
     const qint64 slow = timeFor(7);  // 700 ms

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
+#include <fcntl.h>
 #include <mutex>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -20,6 +21,10 @@ bool isSlow = false;
 int syncError = 0;
 int interruptions = 0;
 QVector<diskcalls::Sync> syncs;
+std::condition_variable namesChanged;
+bool areNamesHeld = false;
+int namesLetThrough = 0;
+int namesWaiting = 0;
 
 }  // namespace
 
@@ -41,6 +46,20 @@ extern "C" int fsync(int descriptor) {
     }
     lock.unlock();
     return int(syscall(SYS_fsync, descriptor));
+}
+
+/// As above.
+extern "C" int rename(const char* from, const char* to) noexcept {
+    if (getpid() != syscall(SYS_gettid)) {
+        std::unique_lock<std::mutex> lock(mutex);
+        ++namesWaiting;
+        const bool isAllowed =
+            namesChanged.wait_for(lock, kLongestWait, [] { return !areNamesHeld || namesLetThrough > 0; });
+        --namesWaiting;
+        if (isAllowed && areNamesHeld)
+            --namesLetThrough;
+    }
+    return int(syscall(SYS_renameat, AT_FDCWD, from, AT_FDCWD, to));
 }
 
 QVector<diskcalls::Sync> diskcalls::takeSyncs() {
@@ -67,6 +86,29 @@ diskcalls::BrokenDisk::BrokenDisk(int error) {
 diskcalls::BrokenDisk::~BrokenDisk() {
     const std::lock_guard<std::mutex> lock(mutex);
     syncError = 0;
+}
+
+diskcalls::HeldNames::HeldNames() {
+    const std::lock_guard<std::mutex> lock(mutex);
+    areNamesHeld = true;
+    namesLetThrough = 0;
+}
+
+diskcalls::HeldNames::~HeldNames() {
+    const std::lock_guard<std::mutex> lock(mutex);
+    areNamesHeld = false;
+    namesChanged.notify_all();
+}
+
+int diskcalls::HeldNames::waiting() {
+    const std::lock_guard<std::mutex> lock(mutex);
+    return namesWaiting;
+}
+
+void diskcalls::HeldNames::letThrough(int count) {
+    const std::lock_guard<std::mutex> lock(mutex);
+    namesLetThrough += count;
+    namesChanged.notify_all();
 }
 
 void diskcalls::interruptSyncs(int times) {

@@ -4,7 +4,8 @@
 #include <QVector>
 
 /// What a test program asks of the disk: linked to it, its waits for the disk (fsync) are written down, and
-/// can be kept waiting or be made to fail. Linux only. Any thread.
+/// can be kept waiting or be made to fail; the renaming of files can be kept waiting, too. Linux only. Any
+/// thread.
 namespace diskcalls {
 
 /// One wait for the disk.
@@ -36,6 +37,21 @@ public:
 
 /// The next waits for the disk, so many, are interrupted by a signal, as the system calls it, and not over.
 void interruptSyncs(int times);
+
+/// While it lives, files that threads beside the main one have written do not get their names, but each waits
+/// at most ten seconds.
+class HeldNames {
+public:
+    HeldNames();
+    ~HeldNames();
+    HeldNames(const HeldNames&) = delete;
+    HeldNames& operator=(const HeldNames&) = delete;
+
+    /// How many wait for their names now.
+    static int waiting();
+    /// So many get theirs after all.
+    static void letThrough(int count);
+};
 
 /// How many files, pipes and whatever else this process has open; of a folder, how many files in it.
 int openDescriptors(const QString& folder = {});

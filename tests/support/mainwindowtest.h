@@ -13,10 +13,12 @@
 
 #include "app/mainwindow.h"
 #include "camera/capturethread.h"
+#include "live/frame.h"
 #include "support/boxanswerer.h"
 #include "support/workingfolder.h"
 
-constexpr int kWait = 10000;  // ms, limit of every wait
+// Of every wait. What does not fail takes a moment, or what a busy PC takes.
+constexpr int kWait = 20000;  // ms
 
 /// A main window in a fresh working folder, seen from outside: by object names, as a user of the program sees
 /// it.
@@ -73,7 +75,7 @@ public:
     }
 
     bool waitForTiles(int count) const {
-        return QTest::qWaitFor([&] { return tiles().size() == count; }, kWait);
+        return QTest::qWaitFor([&] { return tiles().size() == count; }, 2 * kWait);
     }
 
     /// Hands a frame of one grey to the window as a capture thread would; `age` in ms.
@@ -83,6 +85,15 @@ public:
         std::fill_n(buffer, bytes, static_cast<unsigned char>(grey));
         const QImage image(buffer, size.width(), size.height(), size.width(), QImage::Format_Grayscale8);
         window->process(tile, image, buffer, static_cast<quint64>(QDateTime::currentMSecsSinceEpoch() - age));
+    }
+
+    /// A frame of one grey that has just come.
+    static Frame frameOf(int grey, QSize size = {64, 48}) {
+        const auto bytes = static_cast<size_t>(size.width()) * static_cast<size_t>(size.height());
+        auto* buffer = new unsigned char[bytes];
+        std::fill_n(buffer, bytes, static_cast<unsigned char>(grey));
+        const QImage image(buffer, size.width(), size.height(), size.width(), QImage::Format_Grayscale8);
+        return {image, buffer, static_cast<quint64>(QDateTime::currentMSecsSinceEpoch())};
     }
 
     static int greyOf(const QGraphicsPixmapItem* tile) { return qGray(tile->pixmap().toImage().pixel(0, 0)); }

@@ -2,12 +2,12 @@
 
 #include <QCoreApplication>
 #include <QMap>
-#include <QMutex>
-#include <QMutexLocker>
 #include <QThread>
-#include <QWaitCondition>
 #include <algorithm>
+#include <condition_variable>
+#include <cstdio>
 #include <cstring>
+#include <mutex>
 
 #include "camera/kvcap2.h"
 
@@ -15,30 +15,48 @@ namespace recording {
 namespace {
 
 struct State {
-    /// In a program that nobody instructs, `RECORDING_CAMERAS` ordinary cameras are attached.
+    /// In a program that nobody instructs, the environment does: see the header.
     State() {
         const int count = qEnvironmentVariableIntValue("RECORDING_CAMERAS");
         for (int i = 0; i < count; ++i) {
             Camera camera;
             camera.serial = "SN" + QByteArray::number(i);
+            if (qEnvironmentVariableIsSet("RECORDING_TIMEOUTS")) {
+                camera.queryDelay = qEnvironmentVariableIntValue("RECORDING_TIMEOUTS");
+                camera.queryStatus = -4;
+            }
             cameras.append(camera);
         }
+        if (qEnvironmentVariableIsSet("RECORDING_HANGS"))
+            cameras[qEnvironmentVariableIntValue("RECORDING_HANGS")].holdQueries = true;
         reportedCount = count;
+        const QByteArray fileName = qgetenv("RECORDING_LOG");
+        if (!fileName.isEmpty())
+            log = std::fopen(fileName.constData(), "a");
     }
 
-    QMutex mutex;
-    QWaitCondition changed;
+    std::mutex mutex;  // one that the thread sanitizer sees into
+    std::condition_variable changed;
     QVector<Camera> cameras;
     int32_t reportedCount = 0;
     int32_t countStatus = 0;
     QVector<Call> calls;
     QMap<QPair<QString, int>, double> parameters;
     int underWay = 0;
+    int gettersUnderWay = 0;
+    std::FILE* log = nullptr;
 };
 
 State& state() {
-    static State instance;
+    // Never freed: a thread that hangs in here stays there to the end of the process.
+    static State& instance = *new State;
     return instance;
+}
+
+bool isFrameOperation(const QString& operation) {
+    return operation == QLatin1String("CameraGetImageSize") ||
+           operation == QLatin1String("CameraGetImageBufferSize") ||
+           operation == QLatin1String("CameraQueryImage");
 }
 
 /// Records the call and finds the camera; call with the mutex held.
@@ -47,12 +65,16 @@ const Camera* record(const char* operation, int32_t index, const QString& value 
     const bool gui =
         QCoreApplication::instance() && QThread::currentThread() == QCoreApplication::instance()->thread();
     s.calls.append({QString::fromLatin1(operation), index, value, gui});
+    if (s.log && !isFrameOperation(s.calls.last().operation)) {
+        std::fprintf(s.log, "%s\n", qPrintable(s.calls.last().text()));
+        std::fflush(s.log);
+    }
     return index >= 0 && index < s.cameras.size() ? &s.cameras[index] : nullptr;
 }
 
 /// Records a call whose only effect is its status.
 int32_t plain(const char* operation, int32_t index, const QString& value = QString()) {
-    const QMutexLocker lock(&state().mutex);
+    const std::lock_guard<std::mutex> lock(state().mutex);
     const Camera* camera = record(operation, index, value);
     return camera ? camera->status : -1;
 }
@@ -60,8 +82,14 @@ int32_t plain(const char* operation, int32_t index, const QString& value = QStri
 template <typename T>
 int32_t get(const char* parameter, int32_t index, T* out) {
     State& s = state();
-    const QMutexLocker lock(&s.mutex);
+    std::unique_lock<std::mutex> lock(s.mutex);
     const Camera* camera = record((QByteArray("CameraGet") + parameter).constData(), index);
+    ++s.gettersUnderWay;
+    while (camera && camera->holdGetters) {
+        s.changed.wait(lock);
+        camera = index < s.cameras.size() ? &s.cameras[index] : nullptr;
+    }
+    --s.gettersUnderWay;
     if (!camera || camera->status != 0)
         return camera ? camera->status : -1;
     *out = static_cast<T>(s.parameters.value({QString::fromLatin1(parameter), index}, 1.0));
@@ -71,7 +99,7 @@ int32_t get(const char* parameter, int32_t index, T* out) {
 template <typename T>
 int32_t set(const char* parameter, int32_t index, T value) {
     State& s = state();
-    const QMutexLocker lock(&s.mutex);
+    const std::lock_guard<std::mutex> lock(s.mutex);
     const Camera* camera =
         record((QByteArray("CameraSet") + parameter).constData(), index, QString::number(value));
     if (!camera || camera->status != 0)
@@ -80,14 +108,18 @@ int32_t set(const char* parameter, int32_t index, T value) {
     return 0;
 }
 
-int32_t frameLength(const Camera& camera, int32_t format) {
-    return camera.width * camera.height * (format == kFormatRgb24 ? 3 : 1) + camera.extraLength;
-}
+/// What a library may make when it is first used in earnest.
+struct LateState {
+    ~LateState() {
+        const std::lock_guard<std::mutex> lock(state().mutex);
+        record("LibraryEnds", -1);
+    }
+};
 
-bool isFrameOperation(const QString& operation) {
-    return operation == QLatin1String("CameraGetImageSize") ||
-           operation == QLatin1String("CameraGetImageBufferSize") ||
-           operation == QLatin1String("CameraQueryImage");
+int32_t frameLength(const Camera& camera, int32_t format) {
+    if (camera.length)
+        return *camera.length;
+    return camera.width * camera.height * (format == kFormatRgb24 ? 3 : 1) + camera.extraLength;
 }
 
 }  // namespace
@@ -103,13 +135,13 @@ QString Call::text() const {
 
 void reset(const QVector<Camera>& cameras) {
     State& s = state();
-    const QMutexLocker lock(&s.mutex);
+    const std::lock_guard<std::mutex> lock(s.mutex);
     s.cameras = cameras;
     s.reportedCount = cameras.size();
     s.countStatus = 0;
     s.calls.clear();
     s.parameters.clear();
-    s.changed.wakeAll();
+    s.changed.notify_all();
 }
 
 void reset(int count) {
@@ -123,33 +155,40 @@ void reset(int count) {
 }
 
 void setReportedCount(int32_t count, int32_t status) {
-    const QMutexLocker lock(&state().mutex);
+    const std::lock_guard<std::mutex> lock(state().mutex);
     state().reportedCount = count;
     state().countStatus = status;
 }
 
 void setCamera(int index, const Camera& camera) {
     State& s = state();
-    const QMutexLocker lock(&s.mutex);
+    const std::lock_guard<std::mutex> lock(s.mutex);
     s.cameras[index] = camera;
-    s.changed.wakeAll();
+    s.changed.notify_all();
 }
 
 void releaseQueries() {
     State& s = state();
-    const QMutexLocker lock(&s.mutex);
-    for (Camera& camera : s.cameras)
+    const std::lock_guard<std::mutex> lock(s.mutex);
+    for (Camera& camera : s.cameras) {
         camera.holdQueries = false;
-    s.changed.wakeAll();
+        camera.holdGetters = false;
+    }
+    s.changed.notify_all();
 }
 
 int queriesUnderWay() {
-    const QMutexLocker lock(&state().mutex);
+    const std::lock_guard<std::mutex> lock(state().mutex);
     return state().underWay;
 }
 
+int gettersUnderWay() {
+    const std::lock_guard<std::mutex> lock(state().mutex);
+    return state().gettersUnderWay;
+}
+
 QVector<Call> calls() {
-    const QMutexLocker lock(&state().mutex);
+    const std::lock_guard<std::mutex> lock(state().mutex);
     return state().calls;
 }
 
@@ -172,7 +211,7 @@ QVector<Call> callsOf(const QString& operation) {
 }
 
 void forgetCalls() {
-    const QMutexLocker lock(&state().mutex);
+    const std::lock_guard<std::mutex> lock(state().mutex);
     state().calls.clear();
 }
 
@@ -184,7 +223,7 @@ using recording::state;
 extern "C" {
 
 int32_t CameraGetCount(int32_t* count) {
-    const QMutexLocker lock(&state().mutex);
+    const std::lock_guard<std::mutex> lock(state().mutex);
     recording::record("CameraGetCount", -1);
     if (state().countStatus == 0)
         *count = state().reportedCount;
@@ -204,7 +243,7 @@ int32_t CameraTriggerShot(int32_t index) {
 }
 
 int32_t CameraReadSerialNumber(int32_t index, char* buffer, int32_t length) {
-    const QMutexLocker lock(&state().mutex);
+    const std::lock_guard<std::mutex> lock(state().mutex);
     const Camera* camera = recording::record("CameraReadSerialNumber", index, QString::number(length));
     if (!camera || camera->status != 0)
         return camera ? camera->status : -1;
@@ -215,7 +254,7 @@ int32_t CameraReadSerialNumber(int32_t index, char* buffer, int32_t length) {
 }
 
 int32_t CameraGetImageSize(int32_t index, int32_t* width, int32_t* height) {
-    const QMutexLocker lock(&state().mutex);
+    const std::lock_guard<std::mutex> lock(state().mutex);
     const Camera* camera = recording::record("CameraGetImageSize", index);
     if (!camera || camera->status != 0)
         return camera ? camera->status : -1;
@@ -225,7 +264,7 @@ int32_t CameraGetImageSize(int32_t index, int32_t* width, int32_t* height) {
 }
 
 int32_t CameraGetImageBufferSize(int32_t index, int32_t* length, int32_t format) {
-    const QMutexLocker lock(&state().mutex);
+    const std::lock_guard<std::mutex> lock(state().mutex);
     const Camera* camera = recording::record("CameraGetImageBufferSize", index, QString::number(format));
     if (!camera || camera->status != 0)
         return camera ? camera->status : -1;
@@ -234,25 +273,32 @@ int32_t CameraGetImageBufferSize(int32_t index, int32_t* length, int32_t format)
 }
 
 int32_t CameraQueryImage(int32_t index, uint8_t* buffer, int32_t* length, int32_t format) {
+    if (qEnvironmentVariableIsSet("RECORDING_LATE_STATE"))
+        static const recording::LateState late;
     auto& s = state();
-    QMutexLocker lock(&s.mutex);
+    std::unique_lock<std::mutex> lock(s.mutex);
     recording::record("CameraQueryImage", index, QString::number(format));
     if (index < 0 || index >= s.cameras.size())
         return -1;
     ++s.underWay;
     const int32_t delay = s.cameras[index].queryDelay;
     lock.unlock();
-    QThread::msleep(static_cast<unsigned long>(delay));
-    lock.relock();
+    if (delay > 0)  // even a sleep of nothing takes its time
+        QThread::msleep(static_cast<unsigned long>(delay));
+    lock.lock();
     while (s.cameras[index].holdQueries)
-        s.changed.wait(&s.mutex);
+        s.changed.wait(lock);
     --s.underWay;
     const Camera& camera = s.cameras[index];
     if (camera.queryStatus != 0)
         return camera.queryStatus;
     // Every camera has its own grey, in both formats.
-    const int32_t bytes = qMin(*length, recording::frameLength(camera, format)) - camera.missing;
-    std::memset(buffer, 40 * (index + 1), static_cast<size_t>(bytes));
+    // What is announced may have changed while it waited.
+    const int32_t bytes = qMax(0, qMin(*length, recording::frameLength(camera, format)) - camera.missing);
+    // Not all of a length that has nothing to do with the size: that takes its time, and other cameras wait.
+    const int64_t area = int64_t{camera.width} * camera.height;
+    const int64_t filled = area < bytes ? std::clamp<int64_t>(area * 3, 0, bytes) : bytes;
+    std::memset(buffer, 40 * (index + 1), static_cast<size_t>(filled));
     *length = bytes;
     return 0;
 }
@@ -284,7 +330,7 @@ RECORDED_PARAMETER(Delay, int32_t)
 RECORDED_PARAMETER(SnapMode, int32_t)
 
 int32_t CameraGetResolutionCount(int32_t index, int32_t* count) {
-    const QMutexLocker lock(&recording::state().mutex);
+    const std::lock_guard<std::mutex> lock(recording::state().mutex);
     const Camera* camera = recording::record("CameraGetResolutionCount", index);
     if (!camera || camera->status != 0)
         return camera ? camera->status : -1;
@@ -293,7 +339,7 @@ int32_t CameraGetResolutionCount(int32_t index, int32_t* count) {
 }
 
 int32_t CameraGetResolution(int32_t index, int32_t mode, int32_t* width, int32_t* height) {
-    const QMutexLocker lock(&recording::state().mutex);
+    const std::lock_guard<std::mutex> lock(recording::state().mutex);
     const Camera* camera = recording::record("CameraGetResolution", index, QString::number(mode));
     if (!camera || camera->status != 0)
         return camera ? camera->status : -1;

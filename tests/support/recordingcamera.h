@@ -1,6 +1,12 @@
 /// A `KVCap2` library that records every call and answers as a test tells it: a real shared library under the
 /// real name, so that the code under test is linked and called as it is with cameras. The functions here are
 /// extra exports of that library. All are thread-safe.
+///
+/// A program that knows nothing of them is told by its environment: RECORDING_CAMERAS, how many are attached;
+/// RECORDING_TIMEOUTS=ms, every query ends after so long without a frame; RECORDING_HANGS=index, that
+/// camera's queries never return; RECORDING_LOG=file, where the calls are written, but for those for frames,
+/// a line each; RECORDING_LATE_STATE=1, the first query makes something that the library takes down when the
+/// process ends, with the line "LibraryEnds()".
 #pragma once
 
 #include <QByteArray>
@@ -8,6 +14,7 @@
 #include <QStringList>
 #include <QVector>
 #include <cstdint>
+#include <optional>
 
 namespace recording {
 
@@ -29,6 +36,8 @@ struct Camera {
     int32_t modes = 1;  ///< resolution modes, each half as large as the one before
     /// Added to the length that the size asks for, to announce padded, short or no buffers.
     int32_t extraLength = 0;
+    /// Announced instead, whatever the size asks for; queries fill what fits into it.
+    std::optional<int32_t> length = {};
     /// Bytes that a query writes less than was announced.
     int32_t missing = 0;
     /// Result of every operation on this camera other than the query; when not 0 no out-value is written.
@@ -38,6 +47,8 @@ struct Camera {
     int32_t queryDelay = 5;  ///< ms that a query takes
     /// A query waits for `releaseQueries` before it goes on.
     bool holdQueries = false;
+    /// A question for a parameter does, too.
+    bool holdGetters = false;
 };
 
 /// Forgets all calls and lets `cameras` be attached.
@@ -47,10 +58,12 @@ void reset(int count);
 /// Reports another number of cameras than there are answers for.
 void setReportedCount(int32_t count, int32_t status = 0);
 void setCamera(int index, const Camera& camera);
-/// Lets held queries go on, also those to come.
+/// Lets held queries and getters go on, also those to come.
 void releaseQueries();
 /// Number of queries that are inside the library now.
 int queriesUnderWay();
+/// Number of held getters that are inside the library now.
+int gettersUnderWay();
 
 QVector<Call> calls();
 /// The calls as text, without the acquisition operations that capture threads repeat.

@@ -52,6 +52,13 @@ int remaining(const QDeadlineTimer& deadline) {
     return static_cast<int>(std::max<qint64>(0, deadline.remainingTime()));
 }
 
+bool setKeyRepeat(xcb_connection_t* connection, bool isOn) {
+    const quint32 mode = isOn ? XCB_AUTO_REPEAT_MODE_ON : XCB_AUTO_REPEAT_MODE_OFF;
+    const Owned<xcb_generic_error_t> error(xcb_request_check(
+        connection, xcb_change_keyboard_control_checked(connection, XCB_KB_AUTO_REPEAT_MODE, &mode)));
+    return error == nullptr && xcb_connection_has_error(connection) == 0;
+}
+
 QString contentsOf(const QString& fileName) {
     QFile file(fileName);
     return file.open(QIODevice::ReadOnly) ? QString::fromLocal8Bit(file.readAll()) : QString();
@@ -59,11 +66,21 @@ QString contentsOf(const QString& fileName) {
 
 }  // namespace
 
-void ChildProcess::setupChildProcess() {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
+bool repeatKeysHere(bool isOn) {
+    xcb_connection_t* const connection = xcb_connect(nullptr, nullptr);
+    const bool isSet = xcb_connection_has_error(connection) == 0 && setKeyRepeat(connection, isOn);
+    xcb_disconnect(connection);
+    return isSet;
 }
 
-XServer::XServer() = default;
+void ChildProcess::setupChildProcess() {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    // Whatever the test was started from may ignore these.
+    for (const int number : {SIGINT, SIGHUP})
+        ::signal(number, SIG_DFL);
+}
+
+XServer::XServer(int dpi) : dpi_(dpi) {}
 
 XServer::~XServer() {
     stop();
@@ -94,8 +111,10 @@ bool XServer::startServer(int limit) {
     const QString log = home_.filePath("server.log");
     server_.setStandardErrorFile(log);
     // The server looks for a free display itself and says which; it does so when it is ready for clients.
-    server_.start("Xvfb",
-                  {"-displayfd", "1", "-screen", "0", "1920x1080x24", "-nolisten", "tcp", "-noreset"});
+    QStringList arguments{"-displayfd", "1", "-screen", "0", "1920x1080x24", "-nolisten", "tcp", "-noreset"};
+    if (dpi_ != 0)
+        arguments << "-dpi" << QString::number(dpi_);
+    server_.start("Xvfb", arguments);
     while (!server_.canReadLine())
         if (!server_.waitForReadyRead(remaining(deadline)))
             return fail("Xvfb did not start: " + server_.errorString() + "\n" + contentsOf(log));
@@ -107,7 +126,7 @@ bool XServer::startServer(int limit) {
     root_ = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
     const quint32 events = XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
     xcb_change_window_attributes(connection_, root_, XCB_CW_EVENT_MASK, &events);
-    return true;
+    return repeatKeys(false) || fail("The keyboard of " + display_ + " does not stop repeating");
 }
 
 bool XServer::startWindowManager(int limit) {
@@ -159,9 +178,18 @@ QProcessEnvironment XServer::environment() const {
     result.insert("DBUS_SESSION_BUS_ADDRESS", "disabled:");
     // Nothing of the developer's desktop: its authority file, its Wayland, its input method, its scale.
     for (const char* name : {"XAUTHORITY", "WAYLAND_DISPLAY", "QT_IM_MODULE", "XMODIFIERS", "QT_SCALE_FACTOR",
+                             "QT_SCREEN_SCALE_FACTORS", "QT_SCALE_FACTOR_ROUNDING_POLICY", "QT_FONT_DPI",
                              "QT_QPA_PLATFORMTHEME", "DESKTOP_SESSION", "XDG_CURRENT_DESKTOP"})
         result.remove(name);
     return result;
+}
+
+bool XServer::setResources(const QByteArray& lines) {
+    const auto cookie = xcb_change_property_checked(connection_, XCB_PROP_MODE_REPLACE, root_,
+                                                    XCB_ATOM_RESOURCE_MANAGER, XCB_ATOM_STRING, 8,
+                                                    static_cast<quint32>(lines.size()), lines.constData());
+    const Owned<xcb_generic_error_t> error(xcb_request_check(connection_, cookie));
+    return error == nullptr;
 }
 
 XServer::Outcome XServer::run(const QString& program, const QStringList& arguments, int limit) {
@@ -190,6 +218,10 @@ bool XServer::keyDown(const QString& keys) {
 
 bool XServer::keyUp(const QString& keys) {
     return run("xdotool", {"keyup", keys}).ok;
+}
+
+bool XServer::repeatKeys(bool isOn) {
+    return setKeyRepeat(connection_, isOn);
 }
 
 bool XServer::pressPlaces(const QVector<int>& codes) {
@@ -325,12 +357,49 @@ bool XServer::waitForActive(quint32 window, int limit) {
     return waitUntil([&] { return activeWindow() == window; }, limit);
 }
 
+/// It may owe the keyboard to a window that was shown just now, and to the one that had it until then it
+/// seems to belong still.
 bool XServer::activate(quint32 window, int limit) {
-    return sendToRoot(window, "_NET_ACTIVE_WINDOW", 2, XCB_CURRENT_TIME) && waitForActive(window, limit);
+    return sendToRoot(window, "_NET_ACTIVE_WINDOW", 2, XCB_CURRENT_TIME) && settle(limit) &&
+           waitForActive(window, limit);
+}
+
+/// What it had been told by now it has done at the first answer, and at the second it has heard what came of
+/// that.
+bool XServer::settle(int limit) {
+    const QDeadlineTimer deadline(limit);
+    return waitForAnswer(remaining(deadline)) && waitForAnswer(remaining(deadline));
 }
 
 bool XServer::closeWindow(quint32 window) {
     return sendToRoot(window, "_NET_CLOSE_WINDOW", XCB_CURRENT_TIME, 2);
+}
+
+bool XServer::hasPopup(int size) {
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection_)).data->root;
+    const Owned<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(connection_, xcb_query_tree(connection_, root), nullptr));
+    if (!tree)
+        return false;
+    const xcb_window_t* const children = xcb_query_tree_children(tree.get());
+    for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
+        const Owned<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
+            connection_, xcb_get_window_attributes(connection_, children[i]), nullptr));
+        const Owned<xcb_get_geometry_reply_t> place(
+            xcb_get_geometry_reply(connection_, xcb_get_geometry(connection_, children[i]), nullptr));
+        if (attributes && place && attributes->override_redirect != 0 &&
+            attributes->map_state == XCB_MAP_STATE_VIEWABLE && place->x >= 0 && place->y >= 0 &&
+            attributes->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT && place->width >= size &&
+            place->height >= size)
+            return true;
+    }
+    return false;
+}
+
+quint32 XServer::focus() {
+    const Owned<xcb_get_input_focus_reply_t> reply(
+        xcb_get_input_focus_reply(connection_, xcb_get_input_focus(connection_), nullptr));
+    return reply ? reply->focus : 0;
 }
 
 bool XServer::roundTrip() {
@@ -417,6 +486,10 @@ void DesktopProgram::kill() {
     process_.waitForFinished(kDesktopLimit);
 }
 
+void DesktopProgram::signal(int number) const {
+    ::kill(static_cast<pid_t>(process_.processId()), number);
+}
+
 void DesktopProgram::write(const QString& line) {
     process_.write(line.toUtf8() + '\n');
     process_.waitForBytesWritten(kDesktopLimit);
@@ -457,6 +530,9 @@ bool DesktopProgram::waitForEnd(int limit) {
 }
 
 QByteArray DesktopProgram::errors() {
+    // What it has said by now, though nobody has let events come in since.
+    if (isRunning())
+        process_.waitForReadyRead(0);
     errors_ += process_.readAllStandardError();
     return errors_;
 }

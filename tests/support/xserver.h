@@ -51,7 +51,8 @@ public:
         QByteArray errors;  // standard error
     };
 
-    XServer();
+    /// `dpi` is what the size of its screen in millimetres comes to; 0: the server's own, 96.
+    explicit XServer(int dpi = 0);
     ~XServer();
     XServer(const XServer&) = delete;
     XServer& operator=(const XServer&) = delete;
@@ -67,6 +68,9 @@ public:
     /// The test's environment with this display and Qt's xcb platform.
     QProcessEnvironment environment() const;
 
+    /// Sets the server's resources, "Name:\tvalue" lines as a desktop leaves them there ("Xft.dpi:\t144").
+    bool setResources(const QByteArray& lines);
+
     /// Runs a command on the display and waits for its end.
     Outcome run(const QString& program, const QStringList& arguments, int limit = kDesktopLimit);
     /// Presses and releases keys by what they mean in the first layout: "ctrl+w", "F4".
@@ -74,6 +78,10 @@ public:
     /// Presses or releases without the other half.
     bool keyDown(const QString& keys);
     bool keyUp(const QString& keys);
+    /// Whether a key that is held down repeats. At first none does: between press and release of one that is
+    /// only meant to be struck, a busy machine may lie idle for longer than a keyboard waits before it
+    /// repeats.
+    bool repeatKeys(bool isOn);
     /// Presses keys by their place (X key code), one after the other, and lets go of them in the opposite
     /// order. What they mean is up to the layout in use.
     bool pressPlaces(const QVector<int>& codes);
@@ -86,8 +94,15 @@ public:
     /// Gives a window the keyboard as a click into a task list would, and waits until it has it.
     bool activate(quint32 window, int limit = kDesktopLimit);
     bool waitForActive(quint32 window, int limit = kDesktopLimit);
+    /// Waits until the window manager has done what it has been told by now: windows that were shown, the
+    /// keyboard that a window is to have, a new layout, with which it sets itself up anew.
+    bool settle(int limit = kDesktopLimit);
     /// The window that the window manager calls active.
     quint32 activeWindow();
+    /// A menu or the like is open: a window that no window manager has to do with, at least of this size, px.
+    bool hasPopup(int size = 20);
+    /// The window that has the keyboard.
+    quint32 focus();
     /// Asks a window to close as its close button would.
     bool closeWindow(quint32 window);
 
@@ -120,6 +135,7 @@ private:
                 quint32 second);
     bool sendToRoot(quint32 window, const char* type, quint32 first, quint32 second);
 
+    const int dpi_;
     QTemporaryDir home_;  // the window manager's
     ChildProcess server_;
     ChildProcess manager_;
@@ -128,6 +144,9 @@ private:
     xcb_connection_t* connection_ = nullptr;
     quint32 root_ = 0;
 };
+
+/// XServer::repeatKeys() for a test whose own windows stand on the desktop.
+bool repeatKeysHere(bool isOn);
 
 /// A program on the test desktop that is read and written line by line. Killed with the object if it still
 /// runs.
@@ -153,8 +172,11 @@ public:
     QStringList waitForAnyLine(const QStringList& wanted, int limit = kDesktopLimit);
     /// Waits for the program's own end. True if it was no crash; then exitCode() counts.
     bool waitForEnd(int limit = kDesktopLimit);
+    /// When it was killed, the number of the signal.
     int exitCode() const { return process_.exitCode(); }
     void kill();
+    /// Sends it a signal.
+    void signal(int number) const;
     /// All of standard error so far.
     QByteArray errors();
 

@@ -4,8 +4,10 @@
 #include <QtTest>
 #include <cstring>
 #include <ctime>
+#include <limits>
 
 #include "camera/capturethread.h"
+#include "camera/demoframe.h"
 #include "camera/kvcap2.h"
 #include "support/recordingcamera.h"
 #include "support/workingfolder.h"
@@ -13,6 +15,8 @@
 namespace {
 
 constexpr int kWait = 5000;  // ms, limit of every wait
+constexpr int kFull = 800;  // ms for 150 tries: at full speed they take a few, with the waits in between 1200
+constexpr int kTriesOfSpeed = 5;  // a busy PC may keep the thread from running for as long as that
 
 /// What `captured` brought, with the buffers freed and the pixels kept.
 struct Frame {
@@ -42,8 +46,16 @@ private slots:
     void stopWhileIdle();
     void idleThreadRests();
     void failedQueriesAreSilentAndRepeated();
+    void refusalsForEverLeaveTheProcessorToOthers_data();
+    void refusalsForEverLeaveTheProcessorToOthers();
+    void aFrameBringsFullSpeed();
+    void timeOutsAreRepeatedAtOnce();
+    void pauseBringsFullSpeed();
+    void stopIsSeenBetweenSlowTries();
     void noSizeNoQuery_data();
     void noSizeNoQuery();
+    void sizeWithoutSenseIsNoFrame_data();
+    void sizeWithoutSenseIsNoFrame();
     void shortBufferIsNoFrame();
     void shorterThanAnnouncedIsNoFrame();
     void paddingOfTheLastRowMayBeMissing();
@@ -54,6 +66,7 @@ private slots:
     void demoRowsAreTakenAsPacked();
     void demoWithoutFileSendsEmptyFrames();
     void demoWithTornFileGoesOn();
+    void demoPictureLargerThanAnyFrameIsNone();
     void demoCallsNoLibrary();
     void framesComeInOrder();
     void everyFrameIsSent();
@@ -63,6 +76,10 @@ private:
     void receive(CaptureThread* thread);
     bool waitForFrames(int count);
     void stop(CaptureThread* thread);
+    static recording::Camera refusingCamera();
+    static int sizeQuestions();
+    /// The tries have become slow: so many at once that the next is 8 ms away or more.
+    static bool waitForSlowTries();
 
     QScopedPointer<WorkingFolder> folder;
     QObject owner;  // stands for the window: receives on the test's thread
@@ -264,6 +281,147 @@ void TestCaptureThread::failedQueriesAreSilentAndRepeated() {
     QVERIFY(waitForFrames(1));  // the picture is back by itself
 }
 
+/// It brings no frame, and says so at once.
+recording::Camera TestCaptureThread::refusingCamera() {
+    recording::Camera camera;
+    camera.queryStatus = 7;
+    camera.queryDelay = 0;
+    return camera;
+}
+
+int TestCaptureThread::sizeQuestions() {
+    return recording::callsOf(QStringLiteral("CameraGetImageSize")).size();
+}
+
+bool TestCaptureThread::waitForSlowTries() {
+    return QTest::qWaitFor([] { return sizeQuestions() > 520; }, kWait);
+}
+
+void TestCaptureThread::refusalsForEverLeaveTheProcessorToOthers_data() {
+    QTest::addColumn<int>("status");
+    QTest::addColumn<int>("queryStatus");
+    QTest::addColumn<int>("extra");
+    QTest::addColumn<int>("missing");
+    QTest::newRow("no query") << 0 << 7 << 0 << 0;
+    QTest::newRow("no size") << 7 << 7 << 0 << 0;
+    QTest::newRow("no length") << 0 << 0 << -64 * 48 << 0;
+    QTest::newRow("short buffer") << 0 << 0 << -1 << 0;
+    QTest::newRow("short frame") << 0 << 0 << 0 << 1;
+}
+
+void TestCaptureThread::refusalsForEverLeaveTheProcessorToOthers() {
+    QFETCH(int, status);
+    QFETCH(int, queryStatus);
+    recording::Camera camera;
+    camera.status = status;
+    camera.queryStatus = queryStatus;
+    camera.queryDelay = 0;
+    QFETCH(int, extra);
+    camera.extraLength = extra;
+    QFETCH(int, missing);
+    camera.missing = missing;
+    recording::reset({camera});
+    CaptureThread* thread = makeThread();
+    thread->stream(false);
+    QTRY_VERIFY(sizeQuestions() >= 200);
+    // Without waits they are tens of thousands a second; with the right ones 550 at first, and more after
+    // each that a busy PC has kept waiting: it is not busy in every second.
+    int tries = 0;
+    for (int second = 0; second < 8; ++second) {
+        const int before = sizeQuestions();
+        QTest::qWait(1000);  // what does not happen has no signal
+        tries = sizeQuestions() - before;
+        if (tries < 3000)
+            break;
+    }
+    QVERIFY2(tries < 3000, qPrintable(QString::number(tries)));
+    QCOMPARE(frames.size(), 0);
+    recording::setCamera(0, recording::Camera());
+    QVERIFY(waitForFrames(1));
+}
+
+void TestCaptureThread::aFrameBringsFullSpeed() {
+    recording::reset({refusingCamera()});
+    CaptureThread* thread = makeThread();
+    // A single frame, before the next try.
+    connect(
+        thread, &CaptureThread::captured, thread,
+        [](int, const QImage&, unsigned char*, quint64) {
+            recording::setCamera(0, refusingCamera());
+            recording::forgetCalls();
+        },
+        Qt::DirectConnection);
+    thread->stream(false);
+    QElapsedTimer timer;
+    for (int tries = 0; tries < kTriesOfSpeed && (tries == 0 || timer.elapsed() >= kFull); ++tries) {
+        QVERIFY(waitForSlowTries());
+        frames.clear();
+        recording::Camera well;
+        well.queryDelay = 0;
+        recording::setCamera(0, well);
+        QVERIFY(waitForFrames(1));
+        timer.start();
+        QTRY_VERIFY(sizeQuestions() >= 150);
+        QCOMPARE(frames.size(), 1);
+    }
+    QVERIFY2(timer.elapsed() < kFull, qPrintable(QString::number(timer.elapsed())));
+}
+
+void TestCaptureThread::pauseBringsFullSpeed() {
+    recording::reset({refusingCamera()});
+    CaptureThread* thread = makeThread();
+    thread->stream(false);
+    const auto settled = [] {
+        const int count = sizeQuestions();
+        QTest::qWait(150);  // longer than the longest wait between tries
+        return sizeQuestions() == count;
+    };
+    QElapsedTimer timer;
+    for (int tries = 0; tries < kTriesOfSpeed && (tries == 0 || timer.elapsed() >= kFull); ++tries) {
+        QVERIFY(waitForSlowTries());
+        thread->pauseCapturing();
+        QVERIFY(QTest::qWaitFor(settled, kWait));
+        recording::forgetCalls();
+        timer.start();
+        thread->stream(false);
+        QTRY_VERIFY(sizeQuestions() >= 150);
+    }
+    QVERIFY2(timer.elapsed() < kFull, qPrintable(QString::number(timer.elapsed())));
+}
+
+/// Nearly all of the time a query is under way: nothing comes between one and the next.
+void TestCaptureThread::timeOutsAreRepeatedAtOnce() {
+    recording::reset({refusingCamera()});
+    CaptureThread* thread = makeThread();
+    thread->stream(false);
+    QVERIFY(waitForSlowTries());
+    recording::Camera camera = refusingCamera();
+    camera.queryDelay = 5;
+    recording::setCamera(0, camera);
+    QTRY_COMPARE(recording::queriesUnderWay(), 1);
+    int found = 0;
+    for (int tries = 0; tries < kTriesOfSpeed && found <= 140; ++tries) {
+        found = 0;
+        for (int i = 0; i < 200; ++i) {
+            QThread::msleep(2);
+            found += recording::queriesUnderWay();
+        }
+    }
+    QVERIFY2(found > 140, qPrintable(QString::number(found)));
+}
+
+void TestCaptureThread::stopIsSeenBetweenSlowTries() {
+    recording::reset({refusingCamera()});
+    CaptureThread* thread = makeThread();
+    thread->stream(false);
+    QVERIFY(waitForSlowTries());
+    QElapsedTimer timer;
+    timer.start();
+    stop(thread);
+    QVERIFY2(timer.elapsed() < 600,
+             qPrintable(QString::number(timer.elapsed())));  // what a closing window gives
+}
+
 void TestCaptureThread::noSizeNoQuery_data() {
     QTest::addColumn<int>("width");
     QTest::addColumn<int>("height");
@@ -293,6 +451,38 @@ void TestCaptureThread::noSizeNoQuery() {
     QVERIFY(recording::callsOf(QStringLiteral("CameraQueryImage")).isEmpty());
     recording::setCamera(0, recording::Camera());
     QVERIFY(waitForFrames(1));
+}
+
+void TestCaptureThread::sizeWithoutSenseIsNoFrame_data() {
+    QTest::addColumn<int>("width");
+    QTest::addColumn<int>("height");
+    QTest::addColumn<bool>("inColour");
+    constexpr int kBiggest = std::numeric_limits<int32_t>::max();
+    for (const bool inColour : {false, true}) {
+        const char* kind = inColour ? "colour" : "grey";
+        QTest::addRow("biggest, %s", kind) << kBiggest << kBiggest << inColour;
+        QTest::addRow("biggest width, %s", kind) << kBiggest << 1 << inColour;
+        QTest::addRow("biggest height, %s", kind) << 1 << kBiggest << inColour;
+        // Products that are small again in 32 bits.
+        QTest::addRow("area, %s", kind) << 65536 + 32 << 65536 << inColour;
+        QTest::addRow("row, %s", kind) << 0x55555556 << 3 << inColour;
+    }
+}
+
+/// The length is that of a small frame: nothing lies where such a size would have its rows.
+void TestCaptureThread::sizeWithoutSenseIsNoFrame() {
+    QFETCH(int, width);
+    QFETCH(int, height);
+    QFETCH(bool, inColour);
+    recording::Camera camera;
+    camera.width = width;
+    camera.height = height;
+    camera.length = 3072;
+    recording::reset({camera});
+    CaptureThread* thread = makeThread();
+    thread->stream(inColour);
+    QTRY_VERIFY(recording::callsOf(QStringLiteral("CameraQueryImage")).size() > 3);
+    QCOMPARE(frames.size(), 0);
 }
 
 void TestCaptureThread::shortBufferIsNoFrame() {
@@ -416,6 +606,20 @@ void TestCaptureThread::demoWithTornFileGoesOn() {
     CaptureThread* thread = makeThread({0, 0, true});
     thread->stream(false);
     QVERIFY(waitForFrames(2));
+}
+
+void TestCaptureThread::demoPictureLargerThanAnyFrameIsNone() {
+    // A few KiB on the disk; as frames, 160 MiB and one row more.
+    QImage picture(16384, 10241, QImage::Format_Mono);
+    picture.fill(0);
+    QVERIFY(picture.save(QStringLiteral("0.jpg"), "PNG"));
+    const DemoFrame none = readDemoFrame(QStringLiteral("0.jpg"), QImage::Format_Grayscale8);
+    QVERIFY(none.image.isNull());
+    QVERIFY(none.block);
+    QVERIFY(picture.copy(0, 0, 16384, 10240).save(QStringLiteral("0.jpg"), "PNG"));
+    const DemoFrame largest = readDemoFrame(QStringLiteral("0.jpg"), QImage::Format_Grayscale8);
+    QCOMPARE(largest.image.size(), QSize(16384, 10240));
+    QCOMPARE(largest.image.constBits(), largest.block.get());
 }
 
 void TestCaptureThread::demoCallsNoLibrary() {

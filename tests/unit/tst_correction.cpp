@@ -5,13 +5,10 @@
 #include "calibration/cornerlists.h"
 #include "calibration/correction.h"
 #include "calibration/correctionmaps.h"
+#include "support/somecorrections.h"
 #include "support/workingfolder.h"
 
 namespace {
-
-QVector<QPointF> rectangle(double left, double top, double right, double bottom) {
-    return {{left, top}, {right, top}, {left, bottom}, {right, bottom}};
-}
 
 /// A mild perspective as a camera a few degrees off sees it.
 cv::Mat mildTransform(float width, float height) {
@@ -210,23 +207,31 @@ void TestCorrection::absurdCornersAreHarmless() {
 void TestCorrection::pictureIsRemapAndCrop_data() {
     QTest::addColumn<QSize>("size");
     QTest::addColumn<bool>("colour");
-    QTest::newRow("grey") << QSize(320, 240) << false;
-    QTest::newRow("colour") << QSize(320, 240) << true;
-    QTest::newRow("odd grey") << QSize(317, 203) << false;
-    QTest::newRow("odd colour") << QSize(317, 203) << true;
+    QTest::addColumn<bool>("smooth");
+    for (const bool smooth : {false, true}) {
+        const char* way = smooth ? "smooth" : "nearest";
+        QTest::addRow("grey, %s", way) << QSize(320, 240) << false << smooth;
+        QTest::addRow("colour, %s", way) << QSize(320, 240) << true << smooth;
+        QTest::addRow("odd grey, %s", way) << QSize(317, 203) << false << smooth;
+        QTest::addRow("odd colour, %s", way) << QSize(317, 203) << true << smooth;
+    }
 }
 
 void TestCorrection::pictureIsRemapAndCrop() {
     QFETCH(QSize, size);
     QFETCH(bool, colour);
+    QFETCH(bool, smooth);
     const QImage frame = noise(size, colour ? QImage::Format_RGB888 : QImage::Format_Grayscale8);
-    const Correction correction = oneTile(size);
+    Correction correction = oneTile(size);
+    QVERIFY(!correction.isSmooth);
+    correction.isSmooth = smooth;
     const QImage picture = correctedPicture(frame, correction, 0, 1, 1);
 
     cv::Mat mat(frame.height(), frame.width(), colour ? CV_8UC3 : CV_8UC1,
                 const_cast<uchar*>(frame.constBits()), size_t(frame.bytesPerLine()));
     cv::Mat expected;
-    cv::remap(mat, expected, correction.mapX[0], correction.mapY[0], cv::INTER_NEAREST, cv::BORDER_REPLICATE);
+    cv::remap(mat, expected, correction.mapX[0], correction.mapY[0],
+              smooth ? cv::INTER_LINEAR : cv::INTER_NEAREST, cv::BORDER_REPLICATE);
     const int width = int(size.width() - correction.dstCorners[0][TopLeft].x());
     QCOMPARE(picture.format(), frame.format());
     QCOMPARE(picture.size(), QSize(width, size.height()));
@@ -552,6 +557,11 @@ void TestCorrection::brokenCalibrationIsMissing_data() {
     QTest::newRow("not finite") << calibrationXml(notFinite, corners, corners);
     QTest::newRow("numbers for matrices")
         << QByteArray("<?xml version=\"1.0\"?><opencv_storage><calibrate>7</calibrate></opencv_storage>");
+    // The sanitizers end the test if as much memory as this says is asked for.
+    QTest::newRow("as large as no memory")
+        << QByteArray(good).replace("<rows>3</rows>", "<rows>2147483647</rows>");
+    QTest::newRow("as large as no memory, another way")
+        << QByteArray(good).replace("<rows>3</rows>", "<sizes>2147483647 64</sizes>");
     QTest::newRow("deeply nested") << QByteArray("<?xml version=\"1.0\"?><opencv_storage>") +
                                           QByteArray("<a>").repeated(5000) +
                                           QByteArray("</a>").repeated(5000) + "</opencv_storage>";

@@ -16,6 +16,8 @@ private slots:
     void thrownWriterLeavesNothing();
     void nowhereIsNoPlace();
     void folderThatIsNotThere();
+    void workingFolderThatComesBack();
+    void workingFolderThatIsMoved();
     void permissionsStay();
     void protectedFileStays();
     void linksAreWrittenThrough();
@@ -116,6 +118,37 @@ void TestFiles::folderThatIsNotThere() {
     QVERIFY(!gone.open(QIODevice::WriteOnly));
     QCOMPARE(platform::replaceFile(QStringLiteral("gone/a.txt"), "x"), gone.errorString());
     QCOMPARE(everything(), QStringList());
+}
+
+/// A process stays in a folder that was removed: without going back to the new one of the name it could never
+/// write there again.
+void TestFiles::workingFolderThatComesBack() {
+#ifdef Q_OS_UNIX
+    const WorkingFolder folder;
+    const QString station = folder.path() + QStringLiteral("/station");
+    QVERIFY(QDir().mkdir(station) && QDir::setCurrent(station));
+    const QString file = platform::workingFolderFile(QStringLiteral("a.txt"));
+    QVERIFY(QDir().rmdir(station));
+    ignoreFailure();
+    QVERIFY(!platform::replaceFile(file, "x").isEmpty());
+    QVERIFY(QDir().mkdir(station));
+    for (int time = 0; time < 2; ++time)
+        QCOMPARE(platform::replaceFile(file, "y"), QString());
+    QCOMPARE(WorkingFolder::read(station + QStringLiteral("/a.txt")), QByteArray("y"));
+#endif
+}
+
+/// One that has another name now is still the working folder, whoever has its old name.
+void TestFiles::workingFolderThatIsMoved() {
+#ifdef Q_OS_UNIX
+    const WorkingFolder folder;
+    const QString station = folder.path() + QStringLiteral("/station");
+    QVERIFY(QDir().mkdir(station) && QDir::setCurrent(station));
+    const QString file = platform::workingFolderFile(QStringLiteral("a.txt"));
+    QVERIFY(QDir().rename(station, folder.path() + QStringLiteral("/moved")) && QDir().mkdir(station));
+    QCOMPARE(platform::replaceFile(file, "x"), QString());
+    QCOMPARE(WorkingFolder::read(folder.path() + QStringLiteral("/moved/a.txt")), QByteArray("x"));
+#endif
 }
 
 void TestFiles::permissionsStay() {

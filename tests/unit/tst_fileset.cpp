@@ -415,6 +415,8 @@ void TestFileSet::foreignNotesRenameNothing_data() {
     QTest::newRow("another kind of name") << QByteArray(good).replace(".bivista-", "../a-");
     // Well formed, but what it names is not there, and a.txt is not what it would have put there.
     QTest::newRow("nothing there") << good;
+    // Reading it would have no end.
+    QTest::newRow("a device") << QByteArray(good).replace("a.txt", "%2Fdev%2Fzero");
 }
 
 void TestFileSet::foreignNotesRenameNothing() {

@@ -54,6 +54,9 @@ class TestMarkRepaint : public QObject {
     Q_OBJECT
 
 private slots:
+    // First: after many other letters Qt makes large ones anew, otherwise hinted, when a font is asked for.
+    void lettersAreNotThoseOfTheWidget_data();
+    void lettersAreNotThoseOfTheWidget();
     void initTestCase();
     void rectangleIsThatOfTheCorners_data();
     void rectangleIsThatOfTheCorners();
@@ -64,6 +67,10 @@ private slots:
     void removingLeavesNothing();
     void nothingElseIsInTheScene();
     void removingAfterTheZoomChanged();
+    void draggedOverPicturesThatChange_data();
+    void draggedOverPicturesThatChange();
+    void smallPixels_data();
+    void smallPixels();
 };
 
 void TestMarkRepaint::initTestCase() {
@@ -226,6 +233,120 @@ void TestMarkRepaint::removingAfterTheZoomChanged() {
             view.shown();
         }
     }
+}
+
+void TestMarkRepaint::draggedOverPicturesThatChange_data() {
+    QTest::addColumn<QString>("line");
+    QTest::addColumn<double>("scale");
+    // Without slanted lines: where Qt steps aside in them depends on the part that is painted.
+    for (const char* line :
+         {"Line #ff0000 3 1 | 60 120 300 120", "Circle #c0a000 1 1 | 120 150 260 150 190 80",
+          "Arc #ff0000 1 1 | 150 150 250 150 150 240", "Rectangle #0000ff 1 1 0 | 120 100 260 200",
+          "Ellipse #ff0000 1 1 -30 | 100 100 300 200", "Polygon #00a000 3 1 4 | 60 60 180 60 180 220 60 220 ",
+          "HLine #00a000 1 1 | 200 150", "VLine #00a000 1 1 | 200 150",
+          "Coordinates #0000ff 1 1 | 199.5 150.25", "Text"}) {
+        for (const double scale : {0.37, 1.0, 1.7})
+            QTest::addRow("%s at %g", line, scale) << QString::fromLatin1(line) << scale;
+    }
+}
+
+/// As in the window: the view has a scale of its own, and the pictures below come one at a time.
+void TestMarkRepaint::draggedOverPicturesThatChange() {
+    QFETCH(QString, line);
+    QFETCH(double, scale);
+    InteractiveScene scene(nullptr, 1);
+    scene.setSceneRect(kScene);
+    QPixmap picture(200, 300);
+    picture.fill(Qt::lightGray);
+    QGraphicsPixmapItem* tiles[] = {scene.addPixmap(picture), scene.addPixmap(picture)};
+    tiles[1]->setPos(200, 0);
+    Mark* mark = nullptr;
+    if (line == QLatin1String("Text")) {
+        scene.setMode(kBarcodeTextMark);
+        const auto items = scene.items();
+        for (QGraphicsItem* item : items) {
+            if (auto* found = dynamic_cast<Mark*>(item))
+                mark = found;
+        }
+        press(*mark, {30.3, 150.7});
+    } else {
+        mark = addFromLine(scene, line);
+    }
+    WatchedView view(&scene, scale);
+    WatchedView fresh(&scene, scale);
+    QVERIFY(view.isOpen() && fresh.isOpen());
+    for (int step = 0; step < 9; ++step) {
+        // By the item's place, as Qt drags it, and by its points.
+        if (step % 2 == 0)
+            mark->moveBy(1.3, -0.7);
+        else
+            mark->shiftBy(0.9, 1.1);
+        view.shown();
+        picture.fill(step % 2 == 0 ? Qt::white : Qt::lightGray);
+        tiles[step % 3 == 0 ? 0 : 1]->setPixmap(picture);
+        const QImage seen = view.shown();
+        fresh.viewport()->repaint();
+        QCOMPARE(seen, fresh.shown());
+    }
+}
+
+void TestMarkRepaint::lettersAreNotThoseOfTheWidget_data() {
+    QTest::addColumn<QString>("line");
+    QTest::newRow("caption") << QStringLiteral("Line #ff0000 1 1 | 60 200 300 120");
+    QTest::newRow("overlay") << QString();
+}
+
+/// A view's letters may be other ones than those of a picture that is saved; those of the marks are not.
+void TestMarkRepaint::lettersAreNotThoseOfTheWidget() {
+    QFETCH(QString, line);
+    InteractiveScene scene(nullptr, 1);
+    scene.setSceneRect(kScene);
+    if (line.isEmpty()) {
+        scene.restoreBarcodeMark(QStringLiteral("Text #ff0000 1 1 | 20 100 300 20 | 0 yyyy MM 0  1 0 0 0"));
+    } else {
+        addFromLine(scene, line);
+    }
+    const auto shown = [&scene](bool isChanged) {
+        WatchedView view(&scene);
+        if (isChanged) {
+            QFont other(QStringLiteral("DejaVu Serif"), 15, QFont::Bold, true);
+            other.setUnderline(true);
+            view.setFont(other);
+        }
+        return view.isOpen() ? view.shown() : QImage();
+    };
+    const QImage usual = shown(false);
+    QVERIFY(hasInk(usual));
+    QCOMPARE(shown(true), usual);
+    const QImage saved = rendered(scene);
+    QFont ofWidgets(QStringLiteral("DejaVu Serif"), 15, QFont::Bold);
+    QApplication::setFont(ofWidgets, "QWidget");
+    QCOMPARE(rendered(scene), saved);
+    QCOMPARE(shown(false), usual);
+    QApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 9), "QWidget");
+}
+
+/// All that is above on screens with more pixels than the desktop says.
+void TestMarkRepaint::smallPixels_data() {
+    QTest::addColumn<QString>("ratio");
+    for (const char* ratio : {"1.25", "1.5", "1.75", "2"})
+        QTest::newRow(ratio) << QString::fromLatin1(ratio);
+}
+
+void TestMarkRepaint::smallPixels() {
+    QFETCH(QString, ratio);
+    if (qEnvironmentVariableIsSet("QT_SCALE_FACTOR"))
+        return;
+    QProcess again;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(QStringLiteral("QT_SCALE_FACTOR"), ratio);
+    environment.insert(QStringLiteral("QT_SCALE_FACTOR_ROUNDING_POLICY"), QStringLiteral("PassThrough"));
+    again.setProcessEnvironment(environment);
+    again.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    again.start(QCoreApplication::applicationFilePath(), QStringList());
+    QVERIFY(again.waitForFinished(120000));
+    const QByteArray said = again.readAllStandardOutput();
+    QVERIFY2(again.exitStatus() == QProcess::NormalExit && again.exitCode() == 0, said.constData());
 }
 
 QTEST_MAIN(TestMarkRepaint)

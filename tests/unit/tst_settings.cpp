@@ -43,6 +43,10 @@ private slots:
     void everyKeyHasItsDefault_data();
     void everyKeyHasItsDefault();
     void noKeyIsMissing();
+    void peekReadsAsTheObjectDoes_data();
+    void peekReadsAsTheObjectDoes();
+    void peekOnlyLooks_data();
+    void peekOnlyLooks();
     void writeIsOnDiskAtOnce();
     void storeWaits();
     void storedIsWrittenByTheLoop();
@@ -60,10 +64,14 @@ private slots:
     void damagedFileIsNeverWritten();
     void damagedFileServesAsFarAsItCan();
     void strayLinesAreKeptInACopy();
+    void tornSectionsAreKeptInACopy_data();
+    void tornSectionsAreKeptInACopy();
     void oldCopyIsReplacedByAWholeOne();
     void noCopyNoWriting();
     void fullDiskIsTold_data();
     void fullDiskIsTold();
+    void lateRoomIsUsed();
+    void lateRoomIsUsedAtTheEnd();
     void lostFolderIsTold();
     void harmlessOddities_data();
     void harmlessOddities();
@@ -88,7 +96,9 @@ QVector<QPair<const char*, QVariant>> TestSettings::expectedKeys() {
         {"Control/Timeout", 1500},
         {"Control/ExposureScale", 2.0},
         {"File/Port", QString()},
+        {"File/PortRetry", 0},
         {"File/Trans", false},
+        {"File/Smooth", 0},
         {"File/Width", 2560},
         {"File/Height", 1440},
         {"File/Title", QStringLiteral("Bivista")},
@@ -101,11 +111,20 @@ QVector<QPair<const char*, QVariant>> TestSettings::expectedKeys() {
         {"File/Path", QStringLiteral(".")},
         {"File/Type", 1},
         {"File/Quality", 75},
+        {"File/Background", 0},
         {"File/XCount", QStringLiteral("5,3,5")},
         {"File/YCount", QStringLiteral("2,2,2")},
+        {"File/Measures", 0},
         {"File/SaveCaptured", true},
         {"File/FreezeImage", false},
         {"File/Color", 0},
+        {"File/CellWidth", 0.0},
+        {"File/CellHeight", 0.0},
+        {"File/CellWidthPx", 0.0},
+        {"File/CellHeightPx", 0.0},
+        {"File/Unit", 1},
+        {"View/Measure", 0},
+        {"Platform/Hotkey", QStringLiteral("Ctrl+W")},
         {"Pos/X0", 0.0},
         {"Pos/Y0", 0.0},
         {"Pos/X1", 1.0},
@@ -145,7 +164,8 @@ void TestSettings::noKeyIsMissing() {
         table.append(entry.name);
     QStringList named;
     QStringList elsewhere;
-    const QRegularExpression literal(QStringLiteral("\"((?:Camera|Control|File|Pos)/[A-Za-z0-9%]+)\""));
+    const QRegularExpression literal(
+        QStringLiteral("\"((?:Camera|Control|File|Platform|Pos|View)/[A-Za-z0-9%]+)\""));
     QDirIterator source(QStringLiteral(SOURCES), {QStringLiteral("*.cpp"), QStringLiteral("*.h")},
                         QDir::Files, QDirIterator::Subdirectories);
     while (source.hasNext()) {
@@ -170,6 +190,69 @@ void TestSettings::noKeyIsMissing() {
     QCOMPARE(elsewhere, QStringList());
     QCOMPARE(keys::kExposureScaleOfSelection.name, keys::kExposureScale.name);
     QCOMPARE(keys::kExposureScaleOfSelection.fallback, 1.0);
+}
+
+void TestSettings::peekReadsAsTheObjectDoes_data() {
+    QTest::addColumn<QByteArray>("content");
+    QTest::addColumn<QString>("value");
+    const QString absent = keys::kHotkey.fallback;
+    QTest::newRow("no file") << QByteArray() << absent;
+    QTest::newRow("absent") << QByteArray("[File]\nLang=1\n") << absent;
+    QTest::newRow("another section") << QByteArray("[File]\nHotkey=F9\n") << absent;
+    QTest::newRow("there") << QByteArray("[File]\nLang=1\n[Platform]\nHotkey=Ctrl+Shift+S\n")
+                           << QStringLiteral("Ctrl+Shift+S");
+    QTest::newRow("empty") << QByteArray("[Platform]\nHotkey=\n") << QString();
+    QTest::newRow("null") << QByteArray("[Platform]\nHotkey=@Invalid()\n") << QString();
+    QTest::newRow("commas") << QByteArray("[Platform]\nHotkey=Ctrl+K, Ctrl+S\n")
+                            << QStringLiteral("Ctrl+K, Ctrl+S");
+    QTest::newRow("backslash") << QByteArray("[Platform]\nHotkey=Ctrl+\\\\\n") << QStringLiteral("Ctrl+\\");
+    QTest::newRow("quoted semicolon")
+        << QByteArray("[Platform]\nHotkey=\"Ctrl+;\"\n") << QStringLiteral("Ctrl+;");
+    QTest::newRow("comma") << QByteArray("[Platform]\nHotkey=Ctrl+,\n") << QStringLiteral("Ctrl+,");
+    QTest::newRow("UTF-8") << QByteArray("[Platform]\nHotkey=Ctrl+\xc3\x9c\n")
+                           << QString::fromUtf8("Ctrl+\xc3\x9c");
+    QTest::newRow("stray lines") << QByteArray("nothing\n[Platform]\nHotkey=F9\n") << QStringLiteral("F9");
+}
+
+void TestSettings::peekReadsAsTheObjectDoes() {
+    QFETCH(QByteArray, content);
+    QFETCH(QString, value);
+    const WorkingFolder folder;
+    if (!content.isEmpty())
+        QVERIFY(WorkingFolder::write(kFile, content));
+    QCOMPARE(SettingsFile::peek(kFile, keys::kHotkey), value);
+    const SettingsFile settings(kFile);
+    QCOMPARE(settings.read(keys::kHotkey), value);
+}
+
+void TestSettings::peekOnlyLooks_data() {
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("well") << QByteArray("[File]\nLang=1\n");
+    QTest::newRow("stray lines") << QByteArray("nothing\n[File]\nLang=1\n[torn");
+    QTest::newRow("binary") << QByteArray("\x7f\x00\x01[File]\nLang=1\n", 17);
+}
+
+/// Also what the object finds wrong with the file it still finds.
+void TestSettings::peekOnlyLooks() {
+    QFETCH(QByteArray, content);
+    const WorkingFolder folder;
+    QCOMPARE(SettingsFile::peek(kFile, keys::kLang), 2);
+    QCOMPARE(QDir().entryList(QDir::Files | QDir::Hidden), QStringList());
+    QVERIFY(WorkingFolder::write(kFile, content));
+    {
+        const Warnings warnings;
+        SettingsFile::peek(kFile, keys::kLang);
+        QCOMPARE(warnings.all(), QStringList());
+    }
+    QCOMPARE(WorkingFolder::read(kFile), content);
+    QCOMPARE(QDir().entryList(QDir::Files | QDir::Hidden), QStringList{kFile.mid(2)});
+    const Warnings warnings;
+    SettingsFile settings(kFile);
+    const bool isIntact = settings.isIntact();
+    settings.write(keys::kLang, 1);
+    QCOMPARE(isIntact, !content.contains('\0'));
+    QCOMPARE(WorkingFolder::read(kFile + QStringLiteral(".bak")),
+             content.contains("torn") ? content : QByteArray());
 }
 
 void TestSettings::writeIsOnDiskAtOnce() {
@@ -332,6 +415,10 @@ void TestSettings::whatIsWarnedOfIsWhatIsTaken_data() {
     row("CamNum=", "Camera/CamNum is no number; taken as 0", 0);
     row("CamNum=3,5", "Camera/CamNum is no number; taken as 0", 0);
     row("CamNum=true", "Camera/CamNum is no number; taken as 0", 0);
+    row("Smooth=1", "", 1);
+    row("Smooth=bilinear", "File/Smooth is no number; taken as 0", 0);
+    row("Smooth=true", "File/Smooth is no number; taken as 0", 0);
+    row("Smooth=", "File/Smooth is no number; taken as 0", 0);
     row("Trans=1", "", 1);
     row("Trans=0", "", 0);
     row("Trans=true", "", 1);
@@ -349,9 +436,8 @@ void TestSettings::whatIsWarnedOfIsWhatIsTaken() {
     QFETCH(QString, warning);
     QFETCH(double, value);
     const WorkingFolder folder;
-    const QByteArray section = line.startsWith("CamNum")  ? "[Camera]\n"
-                               : line.startsWith("Trans") ? "[File]\n"
-                                                          : "[Pos]\n";
+    const bool isOfFile = line.startsWith("Trans") || line.startsWith("Smooth");
+    const QByteArray section = line.startsWith("CamNum") ? "[Camera]\n" : isOfFile ? "[File]\n" : "[Pos]\n";
     QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), section + line + "\n"));
     const Warnings warnings;
     const SettingsFile settings(kFile);
@@ -360,6 +446,8 @@ void TestSettings::whatIsWarnedOfIsWhatIsTaken() {
         QCOMPARE(settings.read(keys::kCamNum), int(value));
     else if (line.startsWith("Trans"))
         QCOMPARE(settings.read(keys::kTrans), value != 0.0);
+    else if (line.startsWith("Smooth"))
+        QCOMPARE(settings.read(keys::kSmooth), int(value));
     else
         QCOMPARE(settings.read(keys::tileX(1)), value);
 }
@@ -466,6 +554,28 @@ void TestSettings::strayLinesAreKeptInACopy() {
     QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini.bak")), content);
 }
 
+void TestSettings::tornSectionsAreKeptInACopy_data() {
+    QTest::addColumn<QByteArray>("content");
+    QTest::newRow("goes on in the next line") << QByteArray("[Pos\\\nX1=9\n[File]\nLang=1\n[Pos]\nX0=5\n");
+    QTest::newRow("without an end") << QByteArray("[File]\nLang=1\n[Pos\nX0=5\n");
+    QTest::newRow("cut off") << QByteArray("[File]\nLang=1\n[Po");
+}
+
+/// What QSettings reads of them, and what it writes, is not what stands there.
+void TestSettings::tornSectionsAreKeptInACopy() {
+    QFETCH(QByteArray, content);
+    const WorkingFolder folder;
+    QVERIFY(WorkingFolder::write(QStringLiteral("setting.ini"), content));
+    const Warnings noise;
+    SettingsFile settings(kFile);
+    QVERIFY(settings.isIntact());
+    QCOMPARE(settings.read(keys::kLang), 1);
+    settings.write(keys::kQuality, 33);
+    QCOMPARE(WorkingFolder::read(QStringLiteral("setting.ini.bak")), content);
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Quality")), QStringLiteral("33"));
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Lang")), QStringLiteral("1"));
+}
+
 /// A disk that is full when the copy is made keeps the copy of before, and the file as it is.
 void TestSettings::oldCopyIsReplacedByAWholeOne() {
 #ifdef HAS_FULL_DISK
@@ -558,6 +668,45 @@ void TestSettings::fullDiskIsTold() {
         QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Delay")), QString::number(quality));
     }
     QCOMPARE(QDir().entryList(QDir::Files | QDir::Hidden), QStringList{QStringLiteral("setting.ini")});
+#else
+    QSKIP("no limit to make a full disk of");
+#endif
+}
+
+/// Nobody has to change a setting again for those that a full disk refused.
+void TestSettings::lateRoomIsUsed() {
+#ifdef HAS_FULL_DISK
+    const WorkingFolder folder;
+    SettingsFile settings(kFile);
+    settings.write(keys::kLang, 1);
+    QSignalSpy changed(&settings, &SettingsFile::problemChanged);
+    {
+        const FullDisk full(4);
+        settings.write(keys::kQuality, 33);
+        QVERIFY(!settings.problem().isEmpty());
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(settings.problem(), QString(), 20000);
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Quality")), QStringLiteral("33"));
+    QCOMPARE(changed.count(), 2);
+#else
+    QSKIP("no limit to make a full disk of");
+#endif
+}
+
+void TestSettings::lateRoomIsUsedAtTheEnd() {
+#ifdef HAS_FULL_DISK
+    const WorkingFolder folder;
+    {
+        SettingsFile settings(kFile);
+        settings.write(keys::kLang, 1);
+        const FullDisk full(4);
+        settings.write(keys::kQuality, 33);
+        settings.remove(keys::kLang);
+        QVERIFY(!settings.problem().isEmpty());
+        QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Lang")), QStringLiteral("1"));
+    }  // the disk has room again a moment before the settings go
+    QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/Quality")), QStringLiteral("33"));
+    QVERIFY(WorkingFolder::keyOnDisk(QStringLiteral("File/Lang")).isNull());
 #else
     QSKIP("no limit to make a full disk of");
 #endif

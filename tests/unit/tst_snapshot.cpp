@@ -33,8 +33,13 @@ private slots:
     void sceneIsRendered();
     void formatsHaveTheSameColours_data();
     void formatsHaveTheSameColours();
+    void anyPlaceHasTheSameColours();
+    void partOfAPixelHasTheSameColours_data();
+    void partOfAPixelHasTheSameColours();
     void fileIsThatOfThePicture_data();
     void fileIsThatOfThePicture();
+    void fileOfOneTile_data();
+    void fileOfOneTile();
     void savingLeavesTheScene();
     void whatItemsThrowGoesNoFurther_data();
     void whatItemsThrowGoesNoFurther();
@@ -54,6 +59,10 @@ private slots:
 void TestSnapshot::nameHoldsTheTime() {
     const QDateTime time(QDate(2026, 3, 4), QTime(15, 6, 7, 8));
     QCOMPARE(snapshotName(time), QStringLiteral("snapshot-20260304150607008"));
+    QVERIFY(isSnapshotName(snapshotName(time)));
+    for (const char* name : {"", "snapshot-", "snapshot-2026030415060700", "snapshot-202603041506070081",
+                             "a/snapshot-20260304150607008", "snapshot-2026030415060700x", "4006381333931"})
+        QVERIFY2(!isSnapshotName(QLatin1String(name)), name);
 }
 
 void TestSnapshot::suffixFollowsTheType() {
@@ -90,13 +99,20 @@ void TestSnapshot::sceneIsRendered() {
 
 namespace {
 
-QPixmap pattern(int seed, QSize size = {40, 30}) {
+/// What the pixels of tiles are: those of a camera, as they are or in the format that Qt paints; or any.
+struct Pixels {
+    QImage::Format camera = QImage::Format_RGB32;
+    bool areConverted = false;
+};
+
+QPixmap pattern(int seed, Pixels pixels, QSize size = {40, 30}) {
     QImage image(size, QImage::Format_RGB32);
     for (int y = 0; y < image.height(); ++y) {
         for (int x = 0; x < image.width(); ++x)
             image.setPixel(x, y, qRgb((x * 7 + seed) % 256, (y * 5 + seed) % 256, (x * y + seed) % 256));
     }
-    return QPixmap::fromImage(image);
+    return QPixmap::fromImage(image.convertToFormat(pixels.camera),
+                              pixels.areConverted ? Qt::AutoColor : Qt::NoFormatConversion);
 }
 
 /// What can be different about the tiles of a scene of 80 x 30 px.
@@ -139,11 +155,11 @@ public:
     }
 };
 
-std::unique_ptr<QGraphicsScene> sceneWith(Oddity oddity) {
+std::unique_ptr<QGraphicsScene> sceneWith(Oddity oddity, Pixels pixels = {}) {
     auto scene = std::make_unique<QGraphicsScene>();
     if (oddity == Oddity::MarkBelow)
         scene->addRect(0, 0, 60, 25, QPen(Qt::red), Qt::green);
-    QPixmap second = pattern(90);
+    QPixmap second = pattern(90, pixels);
     if (oddity == Oddity::Translucent) {
         QImage image(second.size(), QImage::Format_ARGB32_Premultiplied);
         image.fill(QColor(200, 100, 50, 90));
@@ -151,7 +167,7 @@ std::unique_ptr<QGraphicsScene> sceneWith(Oddity oddity) {
     }
     if (oddity == Oddity::HighDpi)
         second.setDevicePixelRatio(2);
-    auto* left = scene->addPixmap(pattern(3));
+    auto* left = scene->addPixmap(pattern(3, pixels));
     auto* right = scene->addPixmap(second);
     right->setPos(40, 0);
     scene->setSceneRect(0, 0, 80, 30);
@@ -221,10 +237,14 @@ std::unique_ptr<QGraphicsScene> sceneWith(Oddity oddity) {
 
 void addOddities() {
     QTest::addColumn<int>("oddity");
-    QTest::addColumn<bool>("isConverted");  // the bottom tile at least
+    QTest::addColumn<QImage::Format>("format");  // of the tiles
+    QTest::addColumn<bool>("isConverted");       // the bottom tile at least
     QTest::addColumn<bool>("isCovered");
     const auto row = [](const char* name, Oddity oddity, bool isConverted, bool isCovered) {
-        QTest::newRow(name) << int(oddity) << isConverted << isCovered;
+        QTest::newRow(name) << int(oddity) << QImage::Format_RGB32 << isConverted << isCovered;
+        QTest::addRow("%s, grey", name)
+            << int(oddity) << QImage::Format_Grayscale8 << isConverted << isCovered;
+        QTest::addRow("%s, colour", name) << int(oddity) << QImage::Format_RGB888 << isConverted << isCovered;
     };
     row("none", Oddity::None, true, true);
     row("gap", Oddity::Gap, true, false);
@@ -251,12 +271,16 @@ void TestSnapshot::formatsHaveTheSameColours_data() {
 
 void TestSnapshot::formatsHaveTheSameColours() {
     QFETCH(int, oddity);
+    QFETCH(QImage::Format, format);
     QFETCH(bool, isConverted);
     QFETCH(bool, isCovered);
-    const auto scene = sceneWith(Oddity(oddity));
-    const QImage plain = scenePicture(scene.get()).image;
+    const auto scene = sceneWith(Oddity(oddity), {format, false});
+    const QImage plain = scenePicture(sceneWith(Oddity(oddity), {format, true}).get()).image;
     QCOMPARE(plain.format(), QImage::Format_ARGB32_Premultiplied);
     QCOMPARE(plain.size(), QSize(80, 30));
+
+    QCOMPARE(scenePicture(scene.get()).image, plain);
+    QCOMPARE(encoderPicture(scene.get(), QImage::Format_ARGB32_Premultiplied).image, plain);
 
     const QImage colours = encoderPicture(scene.get(), QImage::Format_RGB888).image;
     QCOMPARE(colours.format(), isConverted ? QImage::Format_RGB888 : QImage::Format_ARGB32_Premultiplied);
@@ -276,33 +300,121 @@ void TestSnapshot::fileIsThatOfThePicture_data() {
     addOddities();
 }
 
-/// What is saved is byte for byte what the encoder makes of the plain picture.
+/// Wherever tiles lie and however large the scene is, Qt paints what a camera sends as it paints its own.
+void TestSnapshot::anyPlaceHasTheSameColours() {
+    cv::RNG random(7);
+    for (int i = 0; i < 400; ++i) {
+        const auto format = i % 2 == 0 ? QImage::Format_Grayscale8 : QImage::Format_RGB888;
+        const int seed = random.uniform(0, 200);
+        const QSize size(random.uniform(1, 60), random.uniform(1, 40));
+        const double part = i % 3 == 0 ? random.uniform(0.0, 1.0) : 0.0;
+        const QPointF place(random.uniform(-10.0, 50.0), random.uniform(-10.0, 30.0));
+        const double scale = i % 5 == 0 ? random.uniform(0.3, 2.5) : 1;
+        const double turn = i % 7 == 0 ? random.uniform(0.0, 90.0) : 0;
+        const auto picture = [&](bool areConverted, QImage::Format preferred) {
+            QGraphicsScene scene(0, 0, 80 + part, 50 + part / 2);
+            auto* tile = scene.addPixmap(pattern(seed, {format, areConverted}, size));
+            tile->setPos(place);
+            tile->setScale(scale);
+            tile->setRotation(turn);
+            return encoderPicture(&scene, preferred).image;
+        };
+        for (const auto preferred : {QImage::Format_ARGB32_Premultiplied, QImage::Format_RGB888})
+            QCOMPARE(picture(false, preferred), picture(true, preferred));
+    }
+}
+
+void TestSnapshot::partOfAPixelHasTheSameColours_data() {
+    QTest::addColumn<QImage::Format>("format");
+    QTest::newRow("grey") << QImage::Format_Grayscale8;
+    QTest::newRow("colour") << QImage::Format_RGB888;
+}
+
+/// Then the whole scene is painted a little smaller. Only across many pixels that makes a difference, and
+/// only for some parts.
+void TestSnapshot::partOfAPixelHasTheSameColours() {
+    QFETCH(QImage::Format, format);
+    for (int i = 1; i < 20; ++i) {
+        const auto picture = [&](bool isConverted) {
+            QGraphicsScene scene(0, 0, 400 + i * 0.05, 252 + i * 0.025);
+            scene.addPixmap(pattern(3, {format, isConverted}, {400, 252}));
+            return scenePicture(&scene).image;
+        };
+        QCOMPARE(picture(false), picture(true));
+    }
+}
+
+/// What is saved is byte for byte what the encoder makes of the plain picture; for PNG that is ours, whose
+/// file reads as Qt's own.
 void TestSnapshot::fileIsThatOfThePicture() {
     QFETCH(int, oddity);
+    QFETCH(QImage::Format, format);
     const WorkingFolder folder;
-    const auto scene = sceneWith(Oddity(oddity));
-    const QImage plain = scenePicture(scene.get()).image;
-    for (const QString& suffix :
-         {QStringLiteral(".jpg"), QStringLiteral(".JPEG"), QStringLiteral(".bmp"), QStringLiteral(".png")}) {
+    const auto scene = sceneWith(Oddity(oddity), {format, false});
+    const QImage plain = scenePicture(sceneWith(Oddity(oddity), {format, true}).get()).image;
+    for (const QString& suffix : {QStringLiteral(".jpg"), QStringLiteral(".JPEG"), QStringLiteral(".bmp")}) {
         QCOMPARE(saveScene(scene.get(), QStringLiteral("./a") + suffix, 75), QString());
         QVERIFY(plain.save(QStringLiteral("b") + suffix, nullptr, 75));
         QCOMPARE(WorkingFolder::read(QStringLiteral("a") + suffix),
                  WorkingFolder::read(QStringLiteral("b") + suffix));
     }
+    QCOMPARE(saveScene(scene.get(), QStringLiteral("./a.png"), 75), QString());
+    QCOMPARE(writePicture(plain, QStringLiteral("./b.png"), 75), QString());
+    QCOMPARE(WorkingFolder::read(QStringLiteral("a.png")), WorkingFolder::read(QStringLiteral("b.png")));
+    QVERIFY(plain.save(QStringLiteral("c.png"), nullptr, 75));
+    const QImage saved(QStringLiteral("a.png"));
+    const QImage qts(QStringLiteral("c.png"));
+    QCOMPARE(saved.format(), qts.format());
+    QCOMPARE(saved, qts);
+}
+
+/// A tile's own file is in colours, whatever its camera sends.
+void TestSnapshot::fileOfOneTile_data() {
+    QTest::addColumn<QImage::Format>("format");
+    QTest::newRow("grey") << QImage::Format_Grayscale8;
+    QTest::newRow("colour") << QImage::Format_RGB888;
+    QTest::newRow("any") << QImage::Format_RGB32;
+}
+
+void TestSnapshot::fileOfOneTile() {
+    QFETCH(QImage::Format, format);
+    const WorkingFolder folder;
+    for (const QSize size : {QSize(40, 30), QSize(41, 3), QSize(1, 1)}) {
+        const QGraphicsPixmapItem tile(pattern(5, {format, false}, size));
+        const QGraphicsPixmapItem converted(pattern(5, {format, true}, size));
+        for (const char* suffix : {"jpg", "bmp", "png"}) {
+            QCOMPARE(writePicture(tilePicture(tile), QStringLiteral("./a.") + QLatin1String(suffix), 75),
+                     QString());
+            QCOMPARE(writePicture(converted.pixmap().toImage(),
+                                  QStringLiteral("./b.") + QLatin1String(suffix), 75),
+                     QString());
+            QCOMPARE(WorkingFolder::read(QStringLiteral("a.") + QLatin1String(suffix)),
+                     WorkingFolder::read(QStringLiteral("b.") + QLatin1String(suffix)));
+        }
+    }
 }
 
 /// Tiles take part in the next picture, and in the view, as before.
 void TestSnapshot::savingLeavesTheScene() {
-    const auto scene = sceneWith(Oddity::None);
-    QHash<QGraphicsItem*, int> flags;
-    const auto items = scene->items();
-    for (QGraphicsItem* item : items)
-        flags.insert(item, int(item->flags()));
-    const QImage before = scenePicture(scene.get()).image;
-    encoderPicture(scene.get(), QImage::Format_RGB888).image;
-    QCOMPARE(scenePicture(scene.get()).image, before);
-    for (QGraphicsItem* item : items)
-        QCOMPARE(int(item->flags()), flags.value(item));
+    for (const auto oddity : {Oddity::None, Oddity::Scaled}) {
+        const auto scene = sceneWith(oddity, {QImage::Format_Grayscale8, false});
+        QHash<QGraphicsItem*, int> flags;
+        QHash<QGraphicsItem*, qint64> pictures;
+        const auto items = scene->items();
+        for (QGraphicsItem* item : items) {
+            flags.insert(item, int(item->flags()));
+            if (auto* tile = qgraphicsitem_cast<QGraphicsPixmapItem*>(item))
+                pictures.insert(item, tile->pixmap().cacheKey());
+        }
+        const QImage before = scenePicture(scene.get()).image;
+        encoderPicture(scene.get(), QImage::Format_RGB888).image;
+        QCOMPARE(scenePicture(scene.get()).image, before);
+        for (QGraphicsItem* item : items) {
+            QCOMPARE(int(item->flags()), flags.value(item));
+            if (auto* tile = qgraphicsitem_cast<QGraphicsPixmapItem*>(item))
+                QCOMPARE(tile->pixmap().cacheKey(), pictures.value(item));
+        }
+    }
 }
 
 namespace {
@@ -338,8 +450,17 @@ void TestSnapshot::whatItemsThrowGoesNoFurther() {
     QFETCH(std::function<void()>, thrower);
     QFETCH(QString, problem);
     const WorkingFolder folder;
-    const auto scene = sceneWith(Oddity::None);
+    const auto scene = sceneWith(Oddity::Scaled, {QImage::Format_Grayscale8, false});
     const auto tiles = scene->items();
+    const auto pictures = [&] {
+        QVector<qint64> keys;
+        for (const QGraphicsItem* item : tiles) {
+            if (const auto* tile = qgraphicsitem_cast<const QGraphicsPixmapItem*>(item))
+                keys.append(tile->pixmap().cacheKey());
+        }
+        return keys;
+    };
+    const auto before = pictures();
     ThrowingItem item(QRectF(20, 10, 20, 20), thrower);
     scene->addItem(&item);
     QTest::ignoreMessage(QtWarningMsg,
@@ -354,6 +475,7 @@ void TestSnapshot::whatItemsThrowGoesNoFurther() {
     QCOMPARE(QDir().entryList(QDir::Files | QDir::Hidden), QStringList());
     for (const QGraphicsItem* tile : tiles)
         QCOMPARE(int(tile->flags()), 0);
+    QCOMPARE(pictures(), before);
 }
 
 void TestSnapshot::problemsAreTold() {

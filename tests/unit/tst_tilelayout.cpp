@@ -22,6 +22,8 @@ private slots:
     void correctedPlaces();
     void storedPositions_data();
     void storedPositions();
+    void wheelZoom_data();
+    void wheelZoom();
 };
 
 void TestTileLayout::oneTile() {
@@ -152,6 +154,49 @@ void TestTileLayout::storedPositions_data() {
 void TestTileLayout::storedPositions() {
     QFETCH(double, stored);
     QTEST(tilePosition(stored), "expected");
+}
+
+void TestTileLayout::wheelZoom_data() {
+    QTest::addColumn<double>("scale");
+    QTest::addColumn<double>("notches");
+    QTest::addColumn<double>("fit");
+    QTest::addColumn<double>("after");
+    const double inf = qInf();
+    QTest::newRow("one in") << 1.0 << 1.0 << 0.4 << 1.1;
+    QTest::newRow("one out") << 2.0 << -1.0 << 0.4 << 2.0 * 0.9090909090909091;
+    QTest::newRow("three at once") << 1.0 << 3.0 << 0.4 << 1.331;
+    QTest::newRow("a tenth") << 1.0 << 0.1 << 0.4 << 1.0095765828;
+    QTest::newRow("none") << 1.0 << 0.0 << 0.4 << 1.0;
+    QTest::newRow("in to the end") << 60.0 << 1.0 << 0.4 << 64.0;
+    QTest::newRow("in far") << 1.0 << 1e9 << 0.4 << 64.0;
+    QTest::newRow("in at the end") << 64.0 << 1.0 << 0.4 << 64.0;
+    QTest::newRow("in beyond the end") << 500.0 << 1.0 << 0.4 << 500.0;
+    QTest::newRow("back from beyond") << 550.0 << -1.0 << 0.4 << 500.0;
+    QTest::newRow("out to the end") << 0.105 << -1.0 << 0.4 << 0.1;
+    QTest::newRow("out far") << 1.0 << -1e9 << 0.4 << 0.1;
+    QTest::newRow("out at the end") << 0.1 << -1.0 << 0.4 << 0.1;
+    QTest::newRow("out beyond the end") << 0.01 << -1.0 << 0.4 << 0.01;
+    QTest::newRow("back from outside") << 0.01 << 1.0 << 0.4 << 0.011;
+    // A scene smaller than the view can be seen at its own size, and closer than fitted.
+    QTest::newRow("small scene, out") << 1.0 << -1e9 << 20.0 << 0.25;
+    QTest::newRow("small scene, in") << 1.0 << 1e9 << 20.0 << 1280.0;
+    QTest::newRow("no scale") << 0.0 << 1.0 << 0.4 << 0.0;
+    QTest::newRow("endless scale") << inf << -1.0 << 0.4 << inf;
+}
+
+void TestTileLayout::wheelZoom() {
+    QFETCH(double, scale);
+    QFETCH(double, notches);
+    QFETCH(double, fit);
+    QFETCH(double, after);
+    const double result = scale * wheelZoomFactor(scale, notches, fit);
+    if (qIsInf(after))
+        QVERIFY(qIsInf(result));
+    else
+        QVERIFY2(qAbs(result - after) <= 1e-9 * after, qPrintable(QString::number(result, 'g', 17)));
+    // A step is that of the actions, to the last bit.
+    QCOMPARE(wheelZoomFactor(1.0, 1.0, 1.0) == kZoomStep, true);
+    QCOMPARE(wheelZoomFactor(1.0, -1.0, 1.0) == kZoomStepBack, true);
 }
 
 QTEST_GUILESS_MAIN(TestTileLayout)

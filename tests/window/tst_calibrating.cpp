@@ -57,6 +57,11 @@ private slots:
     void wrongNumberOfMarks_data();
     void wrongNumberOfMarks();
     void otherMarksCountToo();
+    void otherMarksAreNamed_data();
+    void otherMarksAreNamed();
+    void otherMarksFitByAccident();
+    void otherNotesStay();
+    void otherMarksAreForgotten();
     void noCamera();
     void cancelledDialogChangesNothing();
     void countsAreStoredAlsoWhenCornersAreMissing();
@@ -399,6 +404,103 @@ void TestCalibrating::otherMarksCountToo() {
     QCOMPARE(window.answerer.boxes.size(), 1);
     QCOMPARE(window.answerer.boxes[0].text, QStringLiteral("Please mark 4 corners for each camera first."));
     QVERIFY(!window.action("actionEnable")->isChecked());
+}
+
+void TestCalibrating::otherMarksAreNamed_data() {
+    QTest::addColumn<int>("crossHairs");
+    QTest::addColumn<int>("others");
+    QTest::addColumn<QString>("text");
+    const auto wanted = QStringLiteral(" are there; Execute wants 8 cross-hairs alone");
+    QTest::newRow("too many") << 4 << 5 << QStringLiteral("4 cross-hairs and 5 other marks") + wanted;
+    QTest::newRow("too few") << 4 << 2 << QStringLiteral("4 cross-hairs and 2 other marks") + wanted;
+    QTest::newRow("one each") << 1 << 1 << QStringLiteral("1 cross-hair and 1 other mark") + wanted;
+    QTest::newRow("others alone") << 0 << 3 << QStringLiteral("0 cross-hairs and 3 other marks") + wanted;
+    QTest::newRow("cross-hairs alone") << 7 << 0 << QString();
+    QTest::newRow("none") << 0 << 0 << QString();
+}
+
+void TestCalibrating::otherMarksAreNamed() {
+    QFETCH(int, crossHairs);
+    QFETCH(int, others);
+    QFETCH(QString, text);
+    WindowUnderTest window;
+    start(window, 2);
+    QVERIFY(WorkingFolder::write(QStringLiteral("mark0.txt"),
+                                 QByteArray("HLine #0000ff 1 1 | 10 10\r\n").repeated(others) +
+                                     QByteArray("Coordinates #0000ff 1 1 | 10 10\r\n").repeated(crossHairs)));
+    window.action("actionLoad_Corner")->trigger();
+    const auto* note = window->findChild<QLabel*>(QStringLiteral("statusNote"));
+    QString before;
+    window.answerer.beforeAnswer = [&] { before = note->text(); };
+    execute(window);
+    QCOMPARE(dialogs, 0);
+    QCOMPARE(window.answerer.boxes.size(), 1);
+    QCOMPARE(window.answerer.boxes[0].text, QStringLiteral("Please mark 4 corners for each camera first."));
+    if (text.isEmpty()) {
+        // Whatever the note says is what it said before.
+        QVERIFY(!before.contains(QLatin1String("Execute")));
+    } else {
+        QCOMPARE(before, text);
+        QCOMPARE(note->text(), text);
+    }
+}
+
+/// 5 and 3 are as many as two tiles have corners: Execute goes on, and fails for want of corners.
+void TestCalibrating::otherMarksFitByAccident() {
+    WindowUnderTest window;
+    start(window, 2);
+    QVERIFY(WorkingFolder::write(QStringLiteral("mark0.txt"),
+                                 QByteArray("HLine #0000ff 1 1 | 10 10\r\n").repeated(3) +
+                                     QByteArray("Coordinates #0000ff 1 1 | 10 10\r\n").repeated(4) +
+                                     QByteArray("Coordinates #0000ff 1 1 | 400 10\r\n")));
+    window.action("actionLoad_Corner")->trigger();
+    execute(window);
+    QCOMPARE(dialogs, 1);
+    QCOMPARE(window.answerer.boxes.size(), 1);
+    QCOMPARE(window.answerer.boxes[0].text, QStringLiteral("Please mark 4 corners for each camera first."));
+    const auto* note = window->findChild<QLabel*>(QStringLiteral("statusNote"));
+    QVERIFY2(note->toolTip().contains(QLatin1String(
+                 "5 cross-hairs and 3 other marks are there; Execute wants 8 cross-hairs alone")),
+             qPrintable(note->toolTip()));
+    QVERIFY(note->toolTip().contains(QLatin1String("Not calibrated")));
+}
+
+/// Marks that are gone take their own note away, and no other.
+void TestCalibrating::otherNotesStay() {
+    WindowUnderTest window;
+    start(window, 2, "[File]\nTrans=1\n");
+    const auto* note = window->findChild<QLabel*>(QStringLiteral("statusNote"));
+    const QString before = note->text();
+    QVERIFY2(before.startsWith(QLatin1String("Correction is off")), qPrintable(before));
+    loadMarks(window, 2, 1, "HLine #0000ff 1 1 | 10 10\r\n");
+    execute(window);
+    QVERIFY(note->text() != before);
+    loadMarks(window, 2, 1);
+    execute(window, {}, false);
+    QCOMPARE(note->text(), before);
+}
+
+void TestCalibrating::otherMarksAreForgotten() {
+    WindowUnderTest window;
+    start(window, 2);
+    loadMarks(window, 2, 1, "HLine #0000ff 1 1 | 10 10\r\n");
+    execute(window);
+    const auto* note = window->findChild<QLabel*>(QStringLiteral("statusNote"));
+    QVERIFY(note->text().startsWith(QLatin1String("8 cross-hairs and 1 other mark are there")));
+    QVERIFY(!window.action("actionEnable")->isChecked());
+    // Those who do what it says are not told again.
+    window.action("actionClear")->trigger();
+    QCOMPARE(note->text(), QString());
+    loadMarks(window, 2, 1, "HLine #0000ff 1 1 | 10 10\r\n");
+    execute(window);
+    QVERIFY(note->text().startsWith(QLatin1String("8 cross-hairs and 1 other mark are there")));
+    loadMarks(window, 2, 1);
+    QCOMPARE(note->text(), QString());
+    execute(window, {}, false);  // cancelled: the count was right
+    QVERIFY(!note->text().contains(QLatin1String("Execute")));
+    execute(window);
+    QCOMPARE(note->text(), QString());
+    QVERIFY(window.action("actionEnable")->isChecked());
 }
 
 void TestCalibrating::noCamera() {

@@ -137,7 +137,7 @@ void TestFailures::fullDisk() {
     WindowUnderTest window;
     start(window, "[Control]\nX=1\n");
     {
-        const FullDisk disk(1000);
+        const FullDisk disk(50);  // bytes: a small picture of two greys takes little more
         window->saveImageByName(QStringLiteral("a"));
     }
     QVERIFY2(note(window).startsWith(QStringLiteral("Picture not written: ")), qPrintable(note(window)));

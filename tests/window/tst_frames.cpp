@@ -23,6 +23,10 @@ private slots:
     void firstFrameIsShownEvenWhenFrozen();
     void emptyAndOddFrames();
     void colourFrame();
+    void pixelsAreShared_data();
+    void pixelsAreShared();
+    void oddFormats_data();
+    void oddFormats();
     void frameOfNoTile();
     void rates();
     void staleFramesDoNotCount();
@@ -207,6 +211,69 @@ void TestFrames::colourFrame() {
     const QImage shown = window.tiles().first()->pixmap().toImage();
     QCOMPARE(shown.pixel(0, 0), qRgb(10, 20, 30));
     QCOMPARE(shown.pixel(1, 0), qRgb(40, 50, 60));
+}
+
+void TestFrames::pixelsAreShared_data() {
+    QTest::addColumn<QImage::Format>("format");
+    QTest::addColumn<bool>("isFrozen");
+    for (const bool isFrozen : {false, true}) {
+        const char* when = isFrozen ? "held" : "live";
+        QTest::addRow("grey, %s", when) << QImage::Format_Grayscale8 << isFrozen;
+        QTest::addRow("colour, %s", when) << QImage::Format_RGB888 << isFrozen;
+    }
+}
+
+/// What a tile shows is as large as the frame was, and is not converted on its way: after the first frames
+/// the tile goes from one of two pictures to the other.
+void TestFrames::pixelsAreShared() {
+    QFETCH(QImage::Format, format);
+    QFETCH(bool, isFrozen);
+    WindowUnderTest window;
+    if (isFrozen)
+        WorkingFolder::setKey(QStringLiteral("File/FreezeImage"), true);
+    startQuiet(window);
+    const int bytesPerLine = format == QImage::Format_RGB888 ? 192 : 64;
+    QSet<const uchar*> places;
+    for (int i = 0; i < 20; ++i) {
+        const auto size = size_t(bytesPerLine) * 48;
+        auto* buffer = new unsigned char[size];
+        std::fill_n(buffer, size, static_cast<unsigned char>(i));
+        window->process(0, QImage(buffer, 64, 48, bytesPerLine, format), buffer,
+                        static_cast<quint64>(QDateTime::currentMSecsSinceEpoch()));
+        if (isFrozen)
+            window.action("action_Save")->trigger();
+        const QImage shown = window.tiles().first()->pixmap().toImage();
+        QCOMPARE(shown.format(), format);
+        QCOMPARE(shown.pixel(63, 47), qRgb(i, i, i));
+        places.insert(shown.constBits());
+    }
+    QVERIFY2(places.size() <= 2, qPrintable(QString::number(places.size())));
+}
+
+void TestFrames::oddFormats_data() {
+    QTest::addColumn<QImage::Format>("format");
+    QTest::newRow("RGB32") << QImage::Format_RGB32;
+    QTest::newRow("translucent") << QImage::Format_ARGB32;
+    QTest::newRow("16 bit") << QImage::Format_RGB16;
+    QTest::newRow("indexed") << QImage::Format_Indexed8;
+}
+
+/// No camera sends them; they are shown as any pixmap shows them.
+void TestFrames::oddFormats() {
+    QFETCH(QImage::Format, format);
+    WindowUnderTest window;
+    startQuiet(window);
+    for (const QColor& colour : {QColor(255, 0, 0), QColor(0, 255, 0, 100)}) {
+        QImage wanted(40, 30, QImage::Format_ARGB32);
+        wanted.fill(colour);
+        wanted = wanted.convertToFormat(format);
+        auto* buffer = new unsigned char[size_t(wanted.sizeInBytes())];
+        std::copy_n(wanted.constBits(), wanted.sizeInBytes(), buffer);
+        QImage frame(buffer, 40, 30, wanted.bytesPerLine(), format);
+        frame.setColorTable(wanted.colorTable());
+        window->process(0, frame, buffer, static_cast<quint64>(QDateTime::currentMSecsSinceEpoch()));
+        QCOMPARE(window.tiles().first()->pixmap().toImage(), QPixmap::fromImage(wanted).toImage());
+    }
 }
 
 void TestFrames::frameOfNoTile() {

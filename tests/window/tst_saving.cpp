@@ -1,3 +1,4 @@
+#include "live/livetiles.h"
 #include "marks/interactivescene.h"
 #include "support/fulldisk.h"
 #include "support/mainwindowtest.h"
@@ -32,6 +33,7 @@ private slots:
     void singleTileWithANullPath();
     void optionsAreReadAtEverySave();
     void heldFramesAreInTheFile();
+    void arrivedFramesAreInTheFile();
     void longestNameTwice();
     void onlyOneBoxAtATime();
 
@@ -407,6 +409,18 @@ void TestSaving::heldFramesAreInTheFile() {
     const QStringList single = files().filter(QStringLiteral("snapshot"));
     QCOMPARE(single.size(), 1);
     QCOMPARE(QImage(single[0]).pixelColor(1, 1), QColor(92, 92, 92));
+}
+
+/// Triggers that came while a picture was written are handled one after the other: each picture is of its own
+/// time.
+void TestSaving::arrivedFramesAreInTheFile() {
+    WindowUnderTest window;
+    start(window);
+    for (const int grey : {61, 62}) {
+        window->findChild<LiveTiles*>()->handOver(0, WindowUnderTest::frameOf(grey));
+        window->saveScanned(QStringLiteral("d"));
+        QCOMPARE(QImage(QStringLiteral("d.png")).pixelColor(1, 1), QColor(grey, grey, grey));
+    }
 }
 
 /// As long as a name can be, and once more.

@@ -21,6 +21,7 @@ private slots:
     void cleanup();
     void crossHairFollowsTheMouseUntilItIsPlaced();
     void anyButtonButTheRightOnePlaces();
+    void tellsWhetherItIsPlacing();
     void placedCrossHairCanBeDeletedAtOnce();
     void settingTheModeTwiceKeepsTheCrossHair();
     void rightPressDiscardsAndKeepsTheMode();
@@ -196,6 +197,27 @@ void TestScene::anyButtonButTheRightOnePlaces() {
     click({20, 30}, Qt::MiddleButton);
     QCOMPARE(finished->count(), 1);
     QCOMPARE(crossHairs().first()->point(), QPointF(20, 30));
+}
+
+void TestScene::tellsWhetherItIsPlacing() {
+    QVERIFY(!scene->isPlacing());
+    for (const int kind : {7, 10, 11}) {
+        scene->setMode(kind);
+        QVERIFY(scene->isPlacing());
+        click({20, 30});
+        QVERIFY(!scene->isPlacing());
+    }
+    // A mode that has lost what it would place.
+    scene->setMode(7);
+    click({20, 30}, Qt::RightButton);
+    QVERIFY(!scene->isPlacing());
+    for (const int kind : {10, 11}) {
+        scene->setMode(kind);
+        scene->clearMarks();
+        QVERIFY(!scene->isPlacing());
+    }
+    scene->setMode(3);
+    QVERIFY(!scene->isPlacing());
 }
 
 void TestScene::placedCrossHairCanBeDeletedAtOnce() {

@@ -43,7 +43,7 @@ QByteArray calibration() {
 /// Another window that has the hot key; where no window can have it, nothing.
 class KeyHolder {
 public:
-    KeyHolder() { platform::registerSaveHotkey(window.winId()); }
+    KeyHolder() { platform::registerSaveHotkey(window.winId(), {}); }
     ~KeyHolder() { platform::unregisterSaveHotkey(window.winId()); }
     KeyHolder(const KeyHolder&) = delete;
     KeyHolder& operator=(const KeyHolder&) = delete;

@@ -64,6 +64,8 @@ private slots:
     void singleTileIsSaved();
     void zoomSteps();
     void zoomFitWaitsForAllTiles();
+    void smallPicturesAreMeans();
+    void backgroundWhereNoTileIs();
 
 private:
     /// A window with `count` tiles of 64 x 48 px at the given places.
@@ -290,6 +292,8 @@ void TestView::languageWithoutTranslationFile() {
     WindowUnderTest window;
     WorkingFolder::setKey(QStringLiteral("File/Lang"), 1);
     window.start();
+    QTest::ignoreMessage(QtWarningMsg,
+                         "No Chinese texts: lang/tilecam_zh_CN.qm cannot be read in the working folder");
     window.action("actionEnglish_Chinese")->trigger();
     QCOMPARE(disk("File/Lang"), QStringLiteral("2"));
     QCOMPARE(window.action("actionFreeze")->text(), QStringLiteral("Freeze"));
@@ -636,6 +640,54 @@ void TestView::zoomFitWaitsForAllTiles() {
     QVERIFY(disk("File/Zoom").isNull());
     window.sendFrame(1, 20);
     QVERIFY(!disk("File/Zoom").isNull());
+}
+
+void TestView::smallPicturesAreMeans() {
+    WindowUnderTest window;
+    startWithTiles(window, {{0, 0}, {kFrame.width(), 0}});
+    window.view()->resetTransform();
+    window.view()->scale(0.5, 0.5);
+    for (int tile = 0; tile < 2; ++tile) {
+        // Pixels that are black and white in turn, like a chessboard.
+        auto* buffer = new unsigned char[size_t(kFrame.width() * kFrame.height())];
+        for (int i = 0; i < kFrame.width() * kFrame.height(); ++i)
+            buffer[i] = (i + i / kFrame.width()) % 2 == 0 ? 0 : 254;
+        window->process(
+            tile, QImage(buffer, kFrame.width(), kFrame.height(), kFrame.width(), QImage::Format_Grayscale8),
+            buffer, static_cast<quint64>(QDateTime::currentMSecsSinceEpoch()));
+    }
+    const QImage screen = window.view()->viewport()->grab().toImage();
+    const QRect tiles =
+        window.view()->mapFromScene(QRectF(0, 0, 128, 48)).boundingRect().adjusted(0, 0, -1, -1);
+    QVERIFY(tiles.width() >= 62);
+    for (int y = tiles.top(); y < tiles.bottom(); ++y) {
+        for (int x = tiles.left(); x < tiles.right(); ++x)
+            QVERIFY2(std::abs(qGray(screen.pixel(x, y)) - 127) <= 2,
+                     qPrintable(QStringLiteral("%1 %2").arg(x).arg(y)));
+    }
+    // The pictures themselves are as they were.
+    for (const auto* tile : window.tiles()) {
+        QCOMPARE(qGray(tile->pixmap().toImage().pixel(0, 0)), 0);
+        QCOMPARE(qGray(tile->pixmap().toImage().pixel(1, 0)), 254);
+    }
+}
+
+void TestView::backgroundWhereNoTileIs() {
+    WindowUnderTest window;
+    startWithTiles(window, {{0, 0}, {kFrame.width() + 10, 0}});
+    window.view()->resetTransform();
+    const QColor background(43, 47, 51);
+    const auto at = [&](int x, int y) {
+        return window.view()->viewport()->grab().toImage().pixelColor(window.view()->mapFromScene(x, y));
+    };
+    QCOMPARE(at(70, 20), background);
+    QCOMPARE(at(20, 60), background);
+    QCOMPARE(at(20, 20), QColor(10, 10, 10));
+    // Where a tile was.
+    window.tiles()[0]->setPos(0, -200);
+    QCOMPARE(at(20, 20), background);
+    window.tiles()[1]->hide();
+    QCOMPARE(at(100, 20), background);
 }
 
 QTEST_MAIN(TestView)

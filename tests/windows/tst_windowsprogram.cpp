@@ -1,12 +1,15 @@
 // The packages for Windows as their users have them, run by Wine on a desktop with a window manager: real
-// keys, another Windows program, a serial line, the installer. Made by packaging/windows/build and run by
+// keys, another Windows program, a serial line. Made by packaging/windows/build and run by
 // packaging/windows/test.
 
 #include <QPainter>
 #include <QProcess>
 
 #include "calibration/calibrationfile.h"
+#include "genicam/fakecameras.h"
+#include "genicam/scene.h"
 #include "support/runningbivista.h"
+#include "windowspc.h"
 
 namespace {
 
@@ -36,6 +39,21 @@ bool writeCalibrations(const QDir& folder) {
     return calibrations.problem.isEmpty() && writeCalibrations(calibrations.tiles, folder.path()).isEmpty();
 }
 
+/// Frame px of the GigE cameras.
+constexpr QSize kGigeFrame(320, 240);
+
+/// Whether a saved picture has a frame of that scene at this place, but for the stamps above and below.
+bool showsScene(const QImage& picture, int left, uint32_t scene) {
+    for (int y = fake::kSquare * 3 / 2; y < kGigeFrame.height() - fake::kSquare; y += fake::kSquare) {
+        for (int x = fake::kSquare / 2; x < kGigeFrame.width(); x += fake::kSquare) {
+            const int expected = fake::greyOf(fake::sceneAt(x, y, scene));
+            if (std::abs(qGray(picture.pixel(left + x, y)) - expected) > 3)
+                return false;
+        }
+    }
+    return true;
+}
+
 }  // namespace
 
 class TestWindowsProgram : public QObject {
@@ -53,101 +71,49 @@ private slots:
     void calibrationIsThatOfLinux();
     void anotherCameraLibrary();
     void libraryThatIsNone();
+    void gigeCameras_data();
+    void gigeCameras();
     void secondInstanceSaysThatTheKeyIsTaken();
-    void installs_data();
-    void installs();
-    void newerVersionTakesOldFilesAway();
-    void installedElsewhere();
-    void installedTwiceInTwoWays();
 
 private:
-    QStringList wine(const QStringList& command) const;
-    QProcessEnvironment environment() const;
-    int runToItsEnd(const QStringList& command, const QString& folder = {},
-                    QByteArray* output = nullptr) const;
-    void stopWine() const;
     RunningBivista unpacked();
     void unpackInto(const QDir& folder) const;
     void start(RunningBivista& bivista, quint32& window, QMap<QString, QString> variables = {});
     void endInOrder(DesktopProgram& process, quint32 window);
     QImage leftOfTheStatusBar();
     bool sendMessage(const RunningBivista& bivista, const QStringList& arguments) const;
-    QString unixPath(const QString& windowsPath) const;
-    QString registered(const QString& root, const QString& value) const;
 
-    XServer server;
-    QTemporaryDir place;  // the home of Wine's user, with Wine's own "C:", and the ends of the serial line
-    QString prefix;
+    WindowsPc pc;  // its place has the ends of the serial line too
     QDir package;
     std::unique_ptr<ChildProcess> line;
     std::vector<std::unique_ptr<QFile>> ends;  // of the line: the program's, the machine controller's
 };
 
-QStringList TestWindowsProgram::wine(const QStringList& command) const {
-    return QStringList{QStringLiteral("-"), prefix} + command;
-}
-
-/// Of this test's desktop; what Windows calls a user's folders are in `place`.
-QProcessEnvironment TestWindowsProgram::environment() const {
-    QProcessEnvironment result = server.environment();
-    result.insert("HOME", place.path());
-    return result;
-}
-
-/// Runs a Windows program; its result, or -1. Its output goes through a file: Wine's services would hold a
-/// pipe open.
-int TestWindowsProgram::runToItsEnd(const QStringList& command, const QString& folder,
-                                    QByteArray* output) const {
-    ChildProcess process;
-    process.setProcessEnvironment(environment());
-    process.setStandardOutputFile(place.filePath("output"));
-    process.setStandardErrorFile(place.filePath("errors"));
-    process.setWorkingDirectory(folder.isEmpty() ? place.path() : folder);
-    process.start(QStringLiteral(RUN_IN_WINE), wine(command));
-    const bool isOver = process.waitForFinished(4 * kDesktopLimit);
-    QFile file(place.filePath("output"));
-    if (output && file.open(QIODevice::ReadOnly))
-        *output = file.readAll();
-    return isOver && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
-}
-
-void TestWindowsProgram::stopWine() const {
-    QCOMPARE(QProcess::execute(RUN_IN_WINE, {"--stop", prefix}), 0);
-}
-
 void TestWindowsProgram::initTestCase() {
     QVERIFY2(QFile::exists(QStringLiteral(PACKAGE)), PACKAGE " is missing: packaging/windows/build makes it");
-    QCOMPARE(QProcess::execute("unzip", {"-q", PACKAGE, "-d", place.path()}), 0);
-    package.setPath(place.filePath(QFileInfo(QStringLiteral(PACKAGE)).completeBaseName()));
+    QCOMPARE(QProcess::execute("unzip", {"-q", PACKAGE, "-d", pc.place.path()}), 0);
+    package.setPath(pc.place.filePath(QFileInfo(QStringLiteral(PACKAGE)).completeBaseName()));
     QVERIFY(package.exists("bivista.exe"));
-    QVERIFY2(server.start(), qPrintable(server.errorString()));
-    prefix = place.filePath("prefix");
+    QVERIFY2(pc.startDesktop(), qPrintable(pc.server.errorString()));
 
     // A serial line of two ends, one of them COM1; both held open, so that the line outlives the program.
     line = std::make_unique<ChildProcess>();
-    line->start("socat", {"pty,raw,echo=0,link=" + place.filePath("com1"),
-                          "pty,raw,echo=0,link=" + place.filePath("controller")});
+    line->start("socat", {"pty,raw,echo=0,link=" + pc.place.filePath("com1"),
+                          "pty,raw,echo=0,link=" + pc.place.filePath("controller")});
     QVERIFY2(line->waitForStarted(kDesktopLimit), "socat is missing");
     for (const char* end : {"com1", "controller"}) {
-        QVERIFY(waitFor([&] { return QFile::exists(place.filePath(end)); }));
-        ends.push_back(std::make_unique<QFile>(place.filePath(end)));
+        QVERIFY(waitFor([&] { return QFile::exists(pc.place.filePath(end)); }));
+        ends.push_back(std::make_unique<QFile>(pc.place.filePath(end)));
         QVERIFY(ends.back()->open(QIODevice::ReadWrite | QIODevice::Unbuffered));
     }
-    const QString com1 = QFileInfo(place.filePath("com1")).symLinkTarget();
-    QCOMPARE(runToItsEnd({"reg", "add", "HKLM\\Software\\Wine\\Ports", "/v", "COM1", "/d", com1, "/f"}), 0);
-    // Ports are looked for when Wine starts. Started here, it outlives the programs, and no start has to wait
-    // for it.
-    stopWine();
-    QProcess start;
-    start.setProcessEnvironment(environment());
-    start.start(QStringLiteral(RUN_IN_WINE), {"--start", prefix});
-    QVERIFY(start.waitForFinished(4 * kDesktopLimit));
-    QCOMPARE(start.exitCode(), 0);
+    const QString com1 = QFileInfo(pc.place.filePath("com1")).symLinkTarget();
+    QCOMPARE(pc.runToItsEnd({"reg", "add", "HKLM\\Software\\Wine\\Ports", "/v", "COM1", "/d", com1, "/f"}),
+             0);
+    // Ports are looked for when Wine starts.
+    QCOMPARE(pc.startWine(), QString());
 }
 
 void TestWindowsProgram::cleanupTestCase() {
-    if (!prefix.isEmpty())
-        stopWine();
     ends.clear();
     if (line) {
         line->terminate();
@@ -161,21 +127,21 @@ void TestWindowsProgram::unpackInto(const QDir& folder) const {
 
 /// The portable archive in a folder of its own.
 RunningBivista TestWindowsProgram::unpacked() {
-    return RunningBivista(server, QStringLiteral(RUN_IN_WINE), wine({"bivista.exe"}), kStation);
+    return RunningBivista(pc.server, QStringLiteral(RUN_IN_WINE), pc.wine({"bivista.exe"}), kStation);
 }
 
 /// Starts it and gives it the keyboard.
 void TestWindowsProgram::start(RunningBivista& bivista, quint32& window, QMap<QString, QString> variables) {
     unpackInto(bivista.folder);
-    variables.insert("HOME", place.path());
+    variables.insert("HOME", pc.place.path());
     bivista.start(variables);
-    window = server.waitForWindow("Bivista");
+    window = pc.server.waitForWindow("Bivista");
     QVERIFY2(window, bivista.process->errors().constData());
-    QVERIFY(server.activate(window));
+    QVERIFY(pc.server.activate(window));
 }
 
 void TestWindowsProgram::endInOrder(DesktopProgram& process, quint32 window) {
-    QVERIFY(server.closeWindow(window));
+    QVERIFY(pc.server.closeWindow(window));
     QVERIFY(process.waitForEnd());
     QCOMPARE(process.exitCode(), 0);
 }
@@ -186,11 +152,11 @@ void TestWindowsProgram::runsLiveAndEndsInOrder() {
     start(bivista, window);
     QVERIFY(bivista.waitForStreams());
     // The clock in the pictures runs. (Below are the rates, which change too.)
-    const auto pictures = [this] { return server.screenshot().copy(0, 0, 1920, 1000); };
+    const auto pictures = [this] { return pc.server.screenshot().copy(0, 0, 1920, 1000); };
     const QImage first = pictures();
     QVERIFY(waitFor([&] { return pictures() != first; }));
     if (qEnvironmentVariableIsSet("BIVISTA_SCREENSHOT"))
-        QVERIFY(server.screenshot().save(qEnvironmentVariable("BIVISTA_SCREENSHOT")));
+        QVERIFY(pc.server.screenshot().save(qEnvironmentVariable("BIVISTA_SCREENSHOT")));
     endInOrder(*bivista.process, window);
     const QByteArray log = bivista.process->errors();
     QVERIFY2(log.contains("Close event"), log.constData());
@@ -210,15 +176,16 @@ void TestWindowsProgram::hotkeyOfTheDesktop() {
 
     // Wine hands keys to its desktop as long as one of its windows has the keyboard: that of another program
     // will do.
-    DesktopProgram editor(environment(), QStringLiteral(RUN_IN_WINE), wine({"notepad"}), place.path());
-    const quint32 other = server.waitForWindow("Untitled - Notepad");
-    QVERIFY2(other, qPrintable(server.titles().join('\n')));
-    QVERIFY(server.activate(other));
+    DesktopProgram editor(pc.environment(), QStringLiteral(RUN_IN_WINE), pc.wine({"notepad"}),
+                          pc.place.path());
+    const quint32 other = pc.server.waitForWindow("Untitled - Notepad");
+    QVERIFY2(other, qPrintable(pc.server.titles().join('\n')));
+    QVERIFY(pc.server.activate(other));
     const int before = bivista.pictures().size();
-    QVERIFY(server.key("ctrl+w"));
+    QVERIFY(pc.server.key("ctrl+w"));
     QVERIFY(bivista.waitForPictures(before + 1));
-    QCOMPARE(server.activeWindow(), other);
-    QVERIFY(server.closeWindow(other));
+    QCOMPARE(pc.server.activeWindow(), other);
+    QVERIFY(pc.server.closeWindow(other));
     QVERIFY(editor.waitForEnd());
     endInOrder(*bivista.process, window);
 }
@@ -226,12 +193,12 @@ void TestWindowsProgram::hotkeyOfTheDesktop() {
 /// Where the window, which fills the screen, shows its messages. The rates of the cameras, which change, are
 /// on the right.
 QImage TestWindowsProgram::leftOfTheStatusBar() {
-    const QImage screen = server.screenshot();
+    const QImage screen = pc.server.screenshot();
     return screen.copy(0, screen.height() - 22, 300, 20);
 }
 
 bool TestWindowsProgram::sendMessage(const RunningBivista& bivista, const QStringList& arguments) const {
-    return runToItsEnd(QStringList{"bivista_send_message.exe"} + arguments, bivista.folder.path()) == 0;
+    return pc.runToItsEnd(QStringList{"bivista_send_message.exe"} + arguments, bivista.folder.path()) == 0;
 }
 
 /// What the window shows after two messages is the same with and without one of another name between them.
@@ -317,8 +284,8 @@ void TestWindowsProgram::samePicturesAsOnLinux() {
 
     QImage pictures[2];
     for (const bool isWindows : {false, true}) {
-        RunningBivista bivista(server, isWindows ? QStringLiteral(RUN_IN_WINE) : QStringLiteral(BIVISTA),
-                               isWindows ? wine({"bivista.exe"}) : QStringList(), kStation);
+        RunningBivista bivista(pc.server, isWindows ? QStringLiteral(RUN_IN_WINE) : QStringLiteral(BIVISTA),
+                               isWindows ? pc.wine({"bivista.exe"}) : QStringList(), kStation);
         QVERIFY(sheet.save(bivista.folder.filePath("sheet.png")));
         // Of image formats the package has JPEG and what Qt always reads.
         bivista.write("kvcap2.ini",
@@ -349,16 +316,16 @@ void TestWindowsProgram::calibrationIsThatOfLinux() {
     // A menu tells nobody outside that it is open: at the pace of a person.
     const auto press = [&](const QStringList& keys) {
         for (const QString& key : keys) {
-            QVERIFY(server.key(key));
+            QVERIFY(pc.server.key(key));
             QTest::qWait(300);
         }
     };
     press({"alt+f", "Right", "Right", "Right", "Up", "Return"});  // Calibrate, Load Corner, its last entry
     press({"alt+f", "Right", "Right", "Right", "Down", "Down", "Return"});  // Calibrate, Execute
-    const quint32 dialog = server.waitForWindow("CalibrateDialog");
+    const quint32 dialog = pc.server.waitForWindow("CalibrateDialog");
     QVERIFY(dialog);
-    QVERIFY(server.activate(dialog));
-    QVERIFY(server.key("Return"));
+    QVERIFY(pc.server.activate(dialog));
+    QVERIFY(pc.server.key("Return"));
     QVERIFY(waitFor([&] { return bivista.read("setting.ini").contains("Trans=1"); }));
     endInOrder(*bivista.process, window);
 
@@ -399,8 +366,59 @@ void TestWindowsProgram::libraryThatIsNone() {
     bivista.write("KVCap2.dll", "no library");
     const QByteArray settings = bivista.read("setting.ini");
     unpackInto(bivista.folder);
-    QVERIFY(runToItsEnd({"bivista.exe"}, bivista.folder.path()) > 0);
+    QVERIFY(pc.runToItsEnd({"bivista.exe"}, bivista.folder.path()) > 0);
     QCOMPARE(bivista.read("setting.ini"), settings);
+}
+
+void TestWindowsProgram::gigeCameras_data() {
+    QTest::addColumn<bool>("isPulled");
+    QTest::newRow("live") << false;
+    QTest::newRow("one is pulled") << true;
+}
+
+/// On cameras of this machine, by the library for them. What Wine makes of their rate says nothing of
+/// Windows, so any rate will do.
+void TestWindowsProgram::gigeCameras() {
+    QFETCH(bool, isPulled);
+    if (!package.exists("lib/genicam/KVCap2.dll"))
+        QSKIP("the package was made without the library for GenICam cameras");
+    FakeCameras cameras(2, {"--width", QString::number(kGigeFrame.width()), "--height",
+                            QString::number(kGigeFrame.height()), "--rate", "10"});
+    QCOMPARE(cameras.start(), QString());
+    RunningBivista bivista = unpacked();
+    QVERIFY(QFile::copy(package.filePath("lib/genicam/KVCap2.dll"), bivista.folder.filePath("KVCap2.dll")));
+    bivista.write("setting.ini", "[Camera]\nCamNum=2\n[File]\nType=2\nLang=1\n[Pos]\nX0=0\nX1=320\nY1=0\n");
+    QCOMPARE(cameras.writeConfiguration(bivista.folder.path(), {"PacketSize=8000"}), QString());
+    quint32 window = 0;
+    start(bivista, window);
+    const auto shows = [&](uint32_t first, uint32_t second) {
+        const int before = bivista.pictures().size();
+        pc.server.key("ctrl+w");
+        waitFor([&] { return bivista.pictures().size() > before; }, 1000);
+        if (bivista.pictures().size() == before)
+            return false;
+        const QImage picture = bivista.lastPicture();
+        return picture.size() == QSize(2 * kGigeFrame.width(), kGigeFrame.height()) &&
+               showsScene(picture, 0, first) && showsScene(picture, kGigeFrame.width(), second);
+    };
+    QVERIFY2(waitFor([&] { return shows(0, 1); }, 3 * kDesktopLimit), bivista.process->errors().constData());
+    if (isPulled) {
+        // When it is back it sees something else: what comes then is no old frame.
+        cameras.kill(0);
+        const auto says = [&](const char* what) {
+            return waitFor([&] { return bivista.process->errors().contains(what); }, 3 * kDesktopLimit);
+        };
+        QVERIFY2(says("(FAKE0001) has gone: "), bivista.process->errors().constData());
+        QVERIFY(shows(0, 1));
+        cameras.setOptions(0, {"--scene", "2"});
+        QCOMPARE(cameras.start(0), QString());
+        QVERIFY2(waitFor([&] { return shows(2, 1); }, 3 * kDesktopLimit),
+                 bivista.process->errors().constData());
+        QVERIFY2(says("(FAKE0001) is back after "), bivista.process->errors().constData());
+    }
+    endInOrder(*bivista.process, window);
+    const QByteArray settings = bivista.read("setting.ini");
+    QVERIFY2(settings.contains("Cam0=FAKE0001") && settings.contains("Cam1=FAKE0002"), settings.constData());
 }
 
 void TestWindowsProgram::secondInstanceSaysThatTheKeyIsTaken() {
@@ -411,241 +429,20 @@ void TestWindowsProgram::secondInstanceSaysThatTheKeyIsTaken() {
     RunningBivista second = unpacked();
     unpackInto(second.folder);
     second.write("setting.ini", "[File]\nLang=1\nTitle=Second\n");
-    second.start({{"HOME", place.path()}});
-    const quint32 box = server.waitForWindow("Error");
+    second.start({{"HOME", pc.place.path()}});
+    const quint32 box = pc.server.waitForWindow("Error");
     QVERIFY(box);
-    QVERIFY(server.activate(box));
-    QVERIFY(server.key("Return"));
-    const quint32 other = server.waitForWindow("Second");
+    QVERIFY(pc.server.activate(box));
+    QVERIFY(pc.server.key("Return"));
+    const quint32 other = pc.server.waitForWindow("Second");
     QVERIFY(other);
     endInOrder(*second.process, other);
     // The first one still has the key.
-    QVERIFY(server.activate(window));
+    QVERIFY(pc.server.activate(window));
     const int before = first.pictures().size();
-    QVERIFY(server.key("ctrl+w"));
+    QVERIFY(pc.server.key("ctrl+w"));
     QVERIFY(first.waitForPictures(before + 1));
     endInOrder(*first.process, window);
-}
-
-QString TestWindowsProgram::unixPath(const QString& windowsPath) const {
-    QByteArray output;
-    runToItsEnd({"winepath", "-u", windowsPath}, {}, &output);
-    return QString::fromLocal8Bit(output).trimmed();
-}
-
-/// What the installer noted.
-QString TestWindowsProgram::registered(const QString& root, const QString& value) const {
-    QByteArray output;
-    runToItsEnd({"reg", "query", root + "\\Software\\Bivista", "/v", value}, {}, &output);
-    return QString::fromLocal8Bit(output).section("REG_SZ", 1).trimmed();
-}
-
-void TestWindowsProgram::installs_data() {
-    QTest::addColumn<QString>("mode");
-    QTest::addColumn<QString>("root");
-    QTest::addColumn<QString>("program");
-    QTest::addColumn<QString>("working");
-    QTest::addColumn<QString>("shortcut");
-    QTest::newRow("one user") << "/CurrentUser"
-                              << "HKCU"
-                              << "\\AppData\\Local\\Programs\\Bivista"
-                              << "\\Bivista"
-                              << "\\AppData\\Roaming\\Microsoft\\Windows\\Start Menu\\Programs\\Bivista.lnk";
-    QTest::newRow("all users") << "/AllUsers"
-                               << "HKLM"
-                               << "C:\\Program Files\\Bivista"
-                               << "C:\\ProgramData\\Bivista"
-                               << "C:\\ProgramData\\Microsoft\\Windows\\Start Menu\\Programs\\Bivista.lnk";
-}
-
-/// Installed, started from the start menu, with the camera maker's library, installed again over it, removed.
-void TestWindowsProgram::installs() {
-    QFETCH(QString, mode);
-    QFETCH(QString, root);
-    QFETCH(QString, program);
-    QFETCH(QString, working);
-    QFETCH(QString, shortcut);
-    QByteArray home;
-    QCOMPARE(runToItsEnd({"cmd", "/c", "echo %USERPROFILE%"}, {}, &home), 0);
-    for (QString* path : {&program, &working, &shortcut})
-        *path = unixPath(path->startsWith('\\') ? QString::fromLocal8Bit(home).trimmed() + *path : *path);
-
-    QCOMPARE(runToItsEnd({SETUP, "/S", mode}), 0);
-    QCOMPARE(unixPath(registered(root, "Folder")), program);
-    QCOMPARE(unixPath(registered(root, "WorkingFolder")), working);
-    const QDir installed(program);
-    const QString uninstaller = installed.filePath("uninstall.exe");
-    const QDir folder(working);
-    for (const char* file : {"bivista.exe", "KVCap2.dll", "simulator/KVCap2.dll", "platforms/qwindows.dll",
-                             "uninstall.exe", "README.txt", "licenses/README.txt", "licenses/LGPL-3.txt"})
-        QVERIFY2(installed.exists(file), file);
-    for (const char* file : {"setting.ini", "kvcap2.ini", "mark0.txt", "lang/tilecam_zh_CN.qm"}) {
-        QVERIFY2(folder.exists(file), file);
-        QVERIFY2(!installed.exists(file), file);
-    }
-
-    // The maker's library, and things of the user's: a newer version leaves them alone.
-    const QString library = installed.filePath("KVCap2.dll");
-    QVERIFY(QFile::remove(library));
-    QVERIFY(QFile::copy(QStringLiteral(WINDOWS_TOOLS "/recording/KVCap2.dll"), library));
-    const qint64 size = QFileInfo(library).size();
-    {
-        QFile settings(folder.filePath("setting.ini"));
-        QVERIFY(settings.open(QIODevice::WriteOnly));
-        settings.write("[File]\nType=2\nLang=1\nTitle=Installed\n[Pos]\nX0=0\nX1=64\nY1=0\n");
-    }
-    QVERIFY(QFile::remove(folder.filePath("mark0.txt")));
-    QVERIFY(QFile::remove(installed.filePath("README.txt")));
-    QCOMPARE(runToItsEnd({SETUP, "/S", mode}), 0);
-    QVERIFY(installed.exists("README.txt"));
-    QCOMPARE(QFileInfo(library).size(), size);
-    QVERIFY(QFileInfo(installed.filePath("simulator/KVCap2.dll")).size() != size);
-    QVERIFY(!folder.exists("mark0.txt"));
-
-    // From the start menu it works in its working folder.
-    QProcessEnvironment variables = environment();
-    variables.insert("RECORDING_CAMERAS", "2");
-    const DesktopProgram start(variables, QStringLiteral(RUN_IN_WINE), wine({"start", "/unix", shortcut}),
-                               place.path());
-    const quint32 window = server.waitForWindow("Installed");
-    QVERIFY2(window, qPrintable(server.titles().join('\n')));
-    QVERIFY(server.activate(window));
-    QVERIFY(waitFor([&] {
-        server.key("ctrl+w");
-        return !QDir(working).entryList({"snapshot-*.png"}).isEmpty();
-    }));
-    // Not over a program that runs, and not from under it.
-    QCOMPARE(runToItsEnd({SETUP, "/S", mode}), 3);
-    const auto isRunning = [this] {
-        QProcess pgrep;
-        pgrep.start("pgrep", {"-f", "Bivista.bivista.exe"});
-        pgrep.waitForFinished(kDesktopLimit);
-        const auto ids = pgrep.readAllStandardOutput().simplified().split(' ');
-        return std::any_of(ids.begin(), ids.end(), [this](const QByteArray& id) {
-            QFile file("/proc/" + id + "/environ");
-            return file.open(QIODevice::ReadOnly) && file.readAll().contains("WINEPREFIX=" + prefix.toUtf8());
-        });
-    };
-    QVERIFY(isRunning());
-    // (The uninstaller works from a copy of itself and does not wait for it, unless it is told where it is:
-    // by the rest of its command line, without quotes.)
-    const QStringList inPlace = QString("_?=" + registered(root, "Folder")).split(' ');
-    QCOMPARE(runToItsEnd(QStringList{uninstaller, "/S", mode} + inPlace), 3);
-    QVERIFY(installed.exists("bivista.exe") && QFile::exists(shortcut));
-    QVERIFY(server.closeWindow(window));
-    QVERIFY(waitFor([&] { return !isRunning(); }));
-
-    QCOMPARE(runToItsEnd({uninstaller, "/S", mode}), 0);
-    QVERIFY(waitFor([&] { return !QFile::exists(shortcut) && !installed.exists("uninstall.exe"); }));
-    // Only what the user put there is left.
-    QVERIFY(waitFor([&] { return registered(root, "Folder").isEmpty(); }));
-    QCOMPARE(QDir(program).entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList{"KVCap2.dll"});
-    QVERIFY(folder.exists("setting.ini"));
-    QVERIFY(!QDir(working).entryList({"snapshot-*.png"}).isEmpty());
-
-    // Installed and removed without such things it leaves nothing of the program.
-    QVERIFY(QFile::remove(library));
-    QCOMPARE(runToItsEnd({SETUP, "/S", mode}), 0);
-    QVERIFY(installed.exists("KVCap2.dll"));
-    QCOMPARE(runToItsEnd({uninstaller, "/S", mode}), 0);
-    QVERIFY(waitFor([&] { return !QFile::exists(program); }));
-    QVERIFY(folder.exists("setting.ini"));
-}
-
-/// What an older version brought and this one does not have goes; what it left in the working folder stays.
-void TestWindowsProgram::newerVersionTakesOldFilesAway() {
-    const QDir stage(place.filePath("old"));
-    QVERIFY(stage.mkpath("lang") && stage.mkpath("simulator"));
-    const QStringList files{"bivista.exe",  "KVCap2.dll",          "gone.dll", "setting.ini", "mark0.txt",
-                            "lang/gone.qm", "simulator/KVCap2.dll"};
-    for (const QString& name : files) {
-        QFile file(stage.filePath(name));
-        QVERIFY(file.open(QIODevice::WriteOnly));
-        QVERIFY(file.write("old") == 3);
-    }
-    QFile list(place.filePath("old.nsh"));
-    QVERIFY(list.open(QIODevice::WriteOnly));
-    for (const char* name : {"bivista.exe", "gone.dll", "simulator\\KVCap2.dll"})
-        list.write(QByteArray("Delete \"$INSTDIR\\") + name + "\"\n");
-    list.close();
-    const QString old = place.filePath("old-setup.exe");
-    QCOMPARE(QProcess::execute("makensis",
-                               {"-V1", "-INPUTCHARSET", "UTF8", "-DVERSION=0.0.1", "-DSTAGE=" + stage.path(),
-                                "-DICON=" ICON, "-DOUTPUT=" + old, "-DFILES=" + list.fileName(), INSTALLER}),
-             0);
-    QCOMPARE(runToItsEnd({old, "/S", "/CurrentUser"}), 0);
-    const QDir installed(unixPath(registered("HKCU", "Folder")));
-    const QDir folder(unixPath(registered("HKCU", "WorkingFolder")));
-    QVERIFY(installed.exists("gone.dll"));
-    {
-        QFile settings(folder.filePath("setting.ini"));
-        QVERIFY(settings.open(QIODevice::WriteOnly));
-        settings.write("[File]\nLang=1\n");
-    }
-
-    QCOMPARE(runToItsEnd({SETUP, "/S", "/CurrentUser"}), 0);
-    QVERIFY(!installed.exists("gone.dll"));
-    for (const char* name : {"bivista.exe", "KVCap2.dll", "simulator/KVCap2.dll", "uninstall.exe"})
-        QVERIFY2(QFileInfo(installed.filePath(name)).size() > 1000, name);
-    QFile settings(folder.filePath("setting.ini"));
-    QVERIFY(settings.open(QIODevice::ReadOnly));
-    QCOMPARE(settings.readAll(), QByteArray("[File]\nLang=1\n"));
-    QCOMPARE(runToItsEnd({installed.filePath("uninstall.exe"), "/S", "/CurrentUser"}), 0);
-    QVERIFY(waitFor([&] { return !QFile::exists(installed.path()); }));
-}
-
-/// A folder of other files is left alone, and of two installations of one kind the first one goes.
-void TestWindowsProgram::installedElsewhere() {
-    const QDir others(prefix + "/drive_c/others");
-    QVERIFY(others.mkpath("."));
-    QFile readme(others.filePath("README.txt"));
-    QVERIFY(readme.open(QIODevice::WriteOnly) && readme.write("mine") == 4);
-    readme.close();
-    QCOMPARE(runToItsEnd({SETUP, "/S", "/CurrentUser", "/D=C:\\others"}), 5);
-    QCOMPARE(others.entryList(QDir::AllEntries | QDir::NoDotAndDotDot), QStringList{"README.txt"});
-    QCOMPARE(registered("HKCU", "Folder"), QString());
-
-    QCOMPARE(runToItsEnd({SETUP, "/S", "/CurrentUser", "/D=C:\\first"}), 0);
-    const QString first = unixPath("C:\\first");
-    QVERIFY(QFile::exists(first + "/bivista.exe"));
-    {
-        // As long as the first one runs, it stays whole and stays the one.
-        DesktopProgram running(environment(), QStringLiteral(RUN_IN_WINE), wine({first + "/bivista.exe"}),
-                               first);
-        const quint32 window = server.waitForWindow("Bivista");
-        QVERIFY(window);
-        QCOMPARE(runToItsEnd({SETUP, "/S", "/CurrentUser", "/D=C:\\second"}), 3);
-        QVERIFY(QFile::exists(first + "/bivista.exe") && QFile::exists(first + "/uninstall.exe"));
-        QCOMPARE(registered("HKCU", "Folder"), QString("C:\\first"));
-        endInOrder(running, window);
-    }
-    // What it wrote where it was started is nobody's but the user's.
-    QVERIFY(QFile::remove(first + "/setting.ini"));
-    QCOMPARE(runToItsEnd({SETUP, "/S", "/CurrentUser", "/D=C:\\second"}), 0);
-    QVERIFY(!QFile::exists(first));
-    QCOMPARE(registered("HKCU", "Folder"), QString("C:\\second"));
-    const QString second = unixPath("C:\\second");
-    QCOMPARE(runToItsEnd({second + "/uninstall.exe", "/S"}), 0);
-    QVERIFY(waitFor([&] { return !QFile::exists(second); }));
-}
-
-/// For this user in a folder of the user's choice, and for all: each uninstaller removes its own.
-void TestWindowsProgram::installedTwiceInTwoWays() {
-    const QString chosen = "C:\\" + kStation;
-    // The rest of the command line is the folder, without quotes.
-    QCOMPARE(runToItsEnd(QStringList{SETUP, "/S", "/CurrentUser"} + QString("/D=" + chosen).split(' ')), 0);
-    QCOMPARE(runToItsEnd({SETUP, "/S", "/AllUsers"}), 0);
-    const QDir mine(unixPath(chosen));
-    const QDir everybodys(unixPath(registered("HKLM", "Folder")));
-    QVERIFY(mine.exists("bivista.exe") && everybodys.exists("bivista.exe"));
-    QVERIFY(mine != everybodys);
-    QCOMPARE(runToItsEnd({mine.filePath("uninstall.exe"), "/S"}), 0);
-    QVERIFY(waitFor([&] { return !QFile::exists(mine.path()); }));
-    QVERIFY(everybodys.exists("bivista.exe") && everybodys.exists("uninstall.exe"));
-    QCOMPARE(registered("HKCU", "Folder"), QString());
-    QCOMPARE(unixPath(registered("HKLM", "Folder")), everybodys.path());
-    QCOMPARE(runToItsEnd({everybodys.filePath("uninstall.exe"), "/S"}), 0);
-    QVERIFY(waitFor([&] { return !QFile::exists(everybodys.path()); }));
 }
 
 QTEST_GUILESS_MAIN(TestWindowsProgram)

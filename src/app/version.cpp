@@ -1,0 +1,5 @@
+#include "app/version.h"
+
+QString programVersion() {
+    return QStringLiteral(BIVISTA_VERSION);
+}

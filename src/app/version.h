@@ -1,0 +1,6 @@
+#pragma once
+
+#include <QString>
+
+/// The program's version, as "0.1.0". It stands in CMakeLists.txt and nowhere else.
+QString programVersion();

@@ -1,0 +1,5 @@
+#include "platform/chosenscale.h"
+
+bool platform::hasChosenScale() {
+    return false;
+}

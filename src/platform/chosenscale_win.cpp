@@ -1,0 +1,7 @@
+#include "platform/chosenscale.h"
+
+// Of each screen, in the system's settings.
+
+bool platform::hasChosenScale() {
+    return true;
+}

@@ -1,0 +1,7 @@
+#include "platform/fonts.h"
+
+// Desktops tell Qt which font is theirs.
+
+std::optional<QFont> platform::messageFont() {
+    return {};
+}

@@ -1,0 +1,8 @@
+#include "platform/mixing.h"
+
+bool platform::hasMixRuns() {
+    return false;
+}
+
+void platform::mixRuns(const MixedPicture&, const PixelRun*, const PixelRun*, MixWeights, unsigned char*,
+                       const unsigned char*) {}

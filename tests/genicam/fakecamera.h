@@ -1,0 +1,76 @@
+#pragma once
+
+#include <arv.h>
+
+#include <QByteArray>
+#include <QTemporaryFile>
+
+#include <array>
+#include <chrono>
+
+#include "fakeoptions.h"
+#include "fakesensor.h"
+
+namespace fake {
+
+/// One GigE Vision camera in this process: Aravis's fake one for the protocol, with our description, our
+/// pictures and registers that act. There is one at most; Aravis's thread comes to it by the functions of
+/// fakehooks.cpp, so whatever a register does is done when its write is answered.
+class FakeCamera {
+public:
+    explicit FakeCamera(const Options& options);
+    ~FakeCamera();
+    FakeCamera(const FakeCamera&) = delete;
+    FakeCamera& operator=(const FakeCamera&) = delete;
+
+    /// Whether it listens on its address.
+    bool isRunning() const;
+
+    /// The one that there is, or null.
+    static FakeCamera* theOne();
+    /// What a write from the network does. False: it does nothing.
+    bool write(uint32_t address, uint32_t size, const uint8_t* data);
+    bool read(uint32_t address, uint32_t size, void* data);
+    /// Whether it sends no frame, whatever triggers one.
+    bool isHeldBack() const;
+    /// Whether a frame is due in triggered mode; it counts as sent.
+    bool takeTrigger();
+    const Options& options() const { return options_; }
+
+private:
+    static void fill(ArvBuffer* buffer, void* camera, guint32, guint32, ArvPixelFormat);
+    void fillBuffer(uint8_t* pixels);
+    void steer();
+    void prepareRegisters();
+    bool isStartTrigger(uint32_t address) const;
+    void settle(uint32_t address, uint32_t before);
+    void pace();
+    void mirrorPhase(uint32_t address, uint32_t before);
+    void loadUserSet();
+    Exposure exposure() const;
+    double exposureTime() const;
+    double gain() const;
+    double target() const;
+
+    uint32_t number(uint32_t address) const;
+    double real(uint32_t address) const;
+    void setNumber(uint32_t address, uint32_t value);
+    void setReal(uint32_t address, double value);
+
+    const Options options_;
+    Sensor sensor_;
+    QTemporaryFile xml_;
+    ArvGvFakeCamera* server_ = nullptr;
+    ArvFakeCamera* registers_ = nullptr;
+    QByteArray readUserSet() const;
+    void writeUserSet(const QByteArray& kept);
+    bool isLocked(uint32_t address) const;
+
+    std::array<QByteArray, 4> userSets_;
+    uint32_t frames_ = 0;
+    uint32_t startTrigger_ = 0;  // mode of the trigger AcquisitionStart
+    int shots_ = 0;
+    std::chrono::steady_clock::time_point lastPulse_;
+};
+
+}  // namespace fake

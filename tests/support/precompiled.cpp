@@ -1,0 +1,1 @@
+// Nothing of its own: the precompiled headers of the tests need a target that makes them.

@@ -1,0 +1,739 @@
+#include <cmath>
+#include <optional>
+
+#include "marks/coordinatesmark.h"
+#include "support/measureview.h"
+
+namespace {
+
+/// What draws a figure of a tool, view px from the middle.
+QVector<QPointF> clicksOf(MeasureTool tool) {
+    switch (tool) {
+        case MeasureTool::Select:
+            return {};
+        case MeasureTool::HLine:
+        case MeasureTool::VLine:
+            return {{30, -41}};
+        case MeasureTool::Line:
+        case MeasureTool::Rectangle:
+        case MeasureTool::Ellipse:
+            return {{-90, -41}, {67, 53}};
+        case MeasureTool::Circle:
+        case MeasureTool::Arc:
+            return {{-90, -41}, {67, 53}, {71, -60}};
+        case MeasureTool::Polygon:
+            return {{-90, -41}, {67, 53}, {71, -60}, {-20, -97}};
+    }
+    return {};
+}
+
+const QVector<QPair<const char*, MeasureTool>> kTools = {
+    {"line", MeasureTool::Line},        {"circle", MeasureTool::Circle},
+    {"arc", MeasureTool::Arc},          {"rectangle", MeasureTool::Rectangle},
+    {"ellipse", MeasureTool::Ellipse},  {"polygon", MeasureTool::Polygon},
+    {"horizontal", MeasureTool::HLine}, {"vertical", MeasureTool::VLine},
+};
+
+const double kZooms[] = {0.37, 1.0, 3.0};
+
+void addToolsAtZooms() {
+    QTest::addColumn<MeasureTool>("tool");
+    QTest::addColumn<double>("zoom");
+    for (const auto& tool : kTools) {
+        for (const double zoom : kZooms)
+            QTest::addRow("%s at %g", tool.first, zoom) << tool.second << zoom;
+    }
+}
+
+/// Of a polygon of more corners than one can have.
+QPointF corner(int i) {
+    const double angle = i * 6.283 / 53;
+    return {double(qRound(250 * std::cos(angle))), double(qRound(250 * std::sin(angle)))};
+}
+
+bool isHoverTool(MeasureTool tool) {
+    return tool == MeasureTool::HLine || tool == MeasureTool::VLine;
+}
+
+}  // namespace
+
+/// Drawing figures with the mouse, in a view as the program has it.
+class TestMeasureTools : public QObject {
+    Q_OBJECT
+
+private slots:
+    void init() { v.emplace(); }
+    void cleanup() { v.reset(); }
+
+    void clicksDraw_data() { addToolsAtZooms(); }
+    void clicksDraw();
+    void measuresLiveWhileDrawing_data() { addToolsAtZooms(); }
+    void measuresLiveWhileDrawing();
+    void dragDraws_data();
+    void dragDraws();
+    void aSmallDragIsAClick_data();
+    void aSmallDragIsAClick();
+    void theToolStays();
+    void hoverLinesFollowTheMouse();
+    void rightClickGivesUp_data() { addToolsAtZooms(); }
+    void rightClickGivesUp();
+    void rightClickEndsAPolygon_data();
+    void rightClickEndsAPolygon();
+    void rightClickWithNothingInProgress();
+    void menuOfTheKeyboard();
+    void doubleClickEndsAPolygon();
+    void doubleClickDrawsOnce_data();
+    void doubleClickDrawsOnce();
+    void clicksThatMeasureNothing();
+    void polygonClosesAtItsFirstCorner();
+    void polygonOfFiftyCorners();
+    void clickAfterTheFiftieth_data();
+    void clickAfterTheFiftieth();
+    void withoutATile();
+    void chosenToolGivesUp();
+    void placingTakesTheMouse_data();
+    void placingTakesTheMouse();
+    void marksGoUnderADraft();
+    void draftGoesWithTheMarks();
+    void sceneGoesUnderADraft();
+    void viewGoesUnderADraft();
+    void middleButtonMovesTheView();
+    void wheelZoomsUnderADraft();
+    void draftIsNoMark();
+    void leavingTheView();
+    void toolTipsWait();
+    void offIsAsEver();
+    void offWhileDrawing();
+    void figureZoomFollows();
+
+private:
+    std::optional<MeasureView> v;
+};
+
+void TestMeasureTools::clicksDraw() {
+    QFETCH(MeasureTool, tool);
+    QFETCH(double, zoom);
+    v->zoomTo(zoom);
+    v->tools->choose(tool);
+    const QSignalSpy selected(v->tools, &MeasureTools::selectionChanged);
+    Figure expected{kindOf(tool), {}, 0.0, {}, 1, 1};
+    const QVector<QPointF> clicks = clicksOf(tool);
+    for (const QPointF at : clicks) {
+        QCOMPARE(v->scene->markCount(), 0);
+        v->click(at);
+        expected.points.append(v->scenePoint(at));
+    }
+    if (tool == MeasureTool::Polygon)
+        v->click(clicks.first() + QPointF(3, 2));  // near enough
+    QCOMPARE(v->scene->markCount(), 1);
+    QVERIFY(!v->draft());
+    QCOMPARE(v->tools->selected(), v->figure());
+    QCOMPARE(selected.count(), 1);
+    Figure drawn = v->figures().first();
+    expected.color = drawn.color;
+    QVERIFY(drawn == expected);
+    QVERIFY(!v->figure()->measures().isEmpty());
+
+    v->list->undoStack()->undo();
+    QCOMPARE(v->scene->markCount(), 0);
+    QVERIFY(!v->tools->selected());
+    v->list->undoStack()->redo();
+    QCOMPARE(v->figures(), QVector<Figure>{drawn});
+}
+
+void TestMeasureTools::measuresLiveWhileDrawing() {
+    QFETCH(MeasureTool, tool);
+    QFETCH(double, zoom);
+    v->zoomTo(zoom);
+    v->tools->choose(tool);
+    QVector<QPointF> clicks = clicksOf(tool);
+    const QPointF last = clicks.takeLast();
+    for (const QPointF at : clicks)
+        v->click(at);
+    v->move(last);
+    QVERIFY(v->draft());
+    const QVector<Measure> there = v->draft()->measures();
+    QVERIFY(!there.isEmpty());
+    v->move(last + QPointF(11, 17));
+    QVERIFY(v->draft()->measures() != there);
+    v->move(last);
+    QCOMPARE(v->draft()->measures(), there);
+    v->click(last);
+    if (tool == MeasureTool::Polygon)
+        v->click(clicks.first());
+    QCOMPARE(v->scene->markCount(), 1);
+    QCOMPARE(v->figure()->measures(), there);  // what was seen is what is there
+}
+
+void TestMeasureTools::dragDraws_data() {
+    QTest::addColumn<MeasureTool>("tool");
+    QTest::addColumn<double>("zoom");
+    QTest::addColumn<bool>("isOneDrag");
+    for (const auto& tool : kTools) {
+        const bool isOne = clicksOf(tool.second).size() == 2;
+        for (const double zoom : kZooms) {
+            if (!isHoverTool(tool.second))
+                QTest::addRow("%s at %g", tool.first, zoom) << tool.second << zoom << isOne;
+        }
+    }
+}
+
+void TestMeasureTools::dragDraws() {
+    QFETCH(MeasureTool, tool);
+    QFETCH(double, zoom);
+    QFETCH(bool, isOneDrag);
+    v->zoomTo(zoom);
+    v->tools->choose(tool);
+    v->drag({-50, -40}, {31, 62});
+    QCOMPARE(v->scene->markCount(), isOneDrag ? 1 : 0);
+    if (isOneDrag) {
+        const QVector<QPointF> points{v->scenePoint({-50, -40}), v->scenePoint({31, 62})};
+        QCOMPARE(v->figure()->figure().points, points);
+        QVERIFY(!v->draft());
+    } else {
+        QCOMPARE(v->draft()->pointsTaken() + 0, 1);
+    }
+}
+
+void TestMeasureTools::aSmallDragIsAClick_data() {
+    QTest::addColumn<QPointF>("distance");
+    QTest::addColumn<bool>("draws");
+    QTest::newRow("none") << QPointF(0, 0) << false;
+    QTest::newRow("four") << QPointF(0, 4) << false;
+    QTest::newRow("five") << QPointF(5, 0) << true;
+}
+
+void TestMeasureTools::aSmallDragIsAClick() {
+    QFETCH(QPointF, distance);
+    QFETCH(bool, draws);
+    v->zoomTo(3.0);
+    v->tools->choose(MeasureTool::Line);
+    v->drag({10, 10}, QPointF(10, 10) + distance);
+    QCOMPARE(v->scene->markCount(), draws ? 1 : 0);
+    if (!draws) {
+        v->click({60, 50});
+        QCOMPARE(v->figure()->figure().points.first(), v->scenePoint({10, 10}));
+    }
+}
+
+void TestMeasureTools::theToolStays() {
+    v->zoomTo(1.0);
+    v->drawLine({-50, 0}, {50, 0});
+    v->click({-50, 40});
+    QVERIFY(!v->tools->selected());  // the next one has begun
+    v->click({50, 40});
+    v->drag({-50, 80}, {50, 80});
+    QCOMPARE(v->scene->markCount(), 3);
+    QCOMPARE(v->tools->tool(), MeasureTool::Line);
+}
+
+void TestMeasureTools::hoverLinesFollowTheMouse() {
+    v->zoomTo(1.0);
+    v->tools->choose(MeasureTool::HLine);
+    QVERIFY(!v->draft());
+    v->move({20, 30});
+    QCOMPARE(v->draft()->figure().points.first(), v->scenePoint({20, 30}));
+    v->move({25, 35});
+    QCOMPARE(v->draft()->figure().points.first(), v->scenePoint({25, 35}));
+    v->click({25, 35});
+    QCOMPARE(v->scene->markCount(), 1);
+    v->move({25, 80});
+    QVERIFY(v->draft());  // the next one
+    QCOMPARE(v->figure()->figure().points.first(), v->scenePoint({25, 35}));
+}
+
+void TestMeasureTools::rightClickGivesUp() {
+    QFETCH(MeasureTool, tool);
+    QFETCH(double, zoom);
+    v->zoomTo(zoom);
+    v->tools->choose(tool);
+    QVector<QPointF> clicks = clicksOf(tool);
+    if (tool == MeasureTool::Polygon)
+        clicks = clicks.mid(0, 2);  // of two corners there is nothing to end
+    else
+        clicks.removeLast();
+    for (const QPointF at : clicks)
+        v->click(at);
+    const int menus = menusAskedFor(v->view.get(), [this] {
+        v->press({7, 9}, Qt::RightButton);
+        askForMenu(v->view.get(), v->place({7, 9}).toPoint());
+        v->release({7, 9}, Qt::RightButton);
+    });
+    QCOMPARE(menus, isHoverTool(tool) ? 1 : 0);  // of those nothing is clicked yet
+    QVERIFY(!v->draft() || isHoverTool(tool));
+    QCOMPARE(v->scene->markCount(), 0);
+    QCOMPARE(v->list->undoStack()->count(), 0);
+    QCOMPARE(v->tools->tool(), tool);
+    // And from the start again.
+    for (const QPointF at : clicksOf(tool))
+        v->click(at);
+    if (tool == MeasureTool::Polygon)
+        v->click({5, 5}, Qt::RightButton);
+    QCOMPARE(v->scene->markCount(), 1);
+    QCOMPARE(v->figure()->figure().points.first(), v->scenePoint(clicksOf(tool).first()));
+}
+
+void TestMeasureTools::rightClickEndsAPolygon_data() {
+    QTest::addColumn<int>("menuAt");
+    QTest::newRow("menu after the press") << 1;
+    QTest::newRow("menu after the release") << 2;
+    QTest::newRow("menu before the press") << 0;
+}
+
+void TestMeasureTools::rightClickEndsAPolygon() {
+    QFETCH(int, menuAt);
+    v->zoomTo(1.0);
+    v->tools->choose(MeasureTool::Polygon);
+    for (const QPointF at : {QPointF(-50, -50), QPointF(60, -40), QPointF(10, 70)})
+        v->click(at);
+    const QPointF at(30, 30);
+    const auto rightClick = [&] {
+        for (int step = 0; step < 3; ++step) {
+            if (step == menuAt)
+                askForMenu(v->view.get(), v->place(at).toPoint());
+            if (step == 0)
+                v->press(at, Qt::RightButton);
+            else if (step == 1)
+                v->release(at, Qt::RightButton);
+        }
+    };
+    QCOMPARE(menusAskedFor(v->view.get(), rightClick), 0);
+    QCOMPARE(v->scene->markCount(), 1);
+    QCOMPARE(v->figure()->figure().points.size(), 3);  // where it was clicked is no corner
+    QVERIFY(!v->draft());
+    // The next one is everybody's.
+    QCOMPARE(menusAskedFor(v->view.get(), rightClick), 1);
+    QCOMPARE(menusAskedFor(v->view.get(), rightClick), 1);
+}
+
+void TestMeasureTools::rightClickWithNothingInProgress() {
+    v->zoomTo(1.0);
+    for (const MeasureTool tool : {MeasureTool::Select, MeasureTool::Line, MeasureTool::HLine}) {
+        v->tools->choose(tool);
+        v->move({10, 10});
+        const int menus = menusAskedFor(v->view.get(), [this] {
+            v->press({10, 10}, Qt::RightButton);
+            askForMenu(v->view.get(), v->place({10, 10}).toPoint());
+            v->release({10, 10}, Qt::RightButton);
+        });
+        QCOMPARE(menus, 1);
+    }
+}
+
+void TestMeasureTools::menuOfTheKeyboard() {
+    v->zoomTo(1.0);
+    v->tools->choose(MeasureTool::Line);
+    v->click({0, 0});
+    const auto ask = [this] { askForMenu(v->view.get(), {400, 300}, QContextMenuEvent::Keyboard); };
+    QCOMPARE(menusAskedFor(v->view.get(), ask), 1);
+    QVERIFY(v->draft());
+}
+
+void TestMeasureTools::doubleClickEndsAPolygon() {
+    v->zoomTo(1.0);
+    v->tools->choose(MeasureTool::Polygon);
+    v->click({-50, -50});
+    v->doubleClick({60, -40});  // nothing to end yet
+    QVERIFY(v->draft());
+    QCOMPARE(v->draft()->pointsTaken(), 2);
+    v->doubleClick({10, 70});
+    QCOMPARE(v->scene->markCount(), 1);
+    QCOMPARE(v->figure()->figure().points.size(), 3);
+    QVERIFY(!v->draft());
+}
+
+void TestMeasureTools::doubleClickDrawsOnce_data() {
+    addToolsAtZooms();
+}
+
+void TestMeasureTools::doubleClickDrawsOnce() {
+    QFETCH(MeasureTool, tool);
+    QFETCH(double, zoom);
+    v->zoomTo(zoom);
+    v->tools->choose(tool);
+    QVector<QPointF> clicks = clicksOf(tool);
+    const QPointF last = clicks.takeLast();
+    for (const QPointF at : clicks)
+        v->click(at);
+    v->doubleClick(last);
+    QCOMPARE(v->scene->markCount(), 1);
+    QCOMPARE(v->figure()->figure().points.size(), clicks.size() + 1);
+    QVERIFY(!v->draft() || v->draft()->pointsTaken() == 0);
+}
+
+void TestMeasureTools::clicksThatMeasureNothing() {
+    v->zoomTo(1.0);
+    v->tools->choose(MeasureTool::Line);
+    v->click({20, 20});
+    v->click({20, 20});
+    QCOMPARE(v->draft()->pointsTaken(), 1);
+    v->tools->choose(MeasureTool::Rectangle);
+    v->click({20, 20});
+    v->click({70, 20});  // no height
+    QCOMPARE(v->draft()->pointsTaken(), 1);
+    v->click({70, 21});
+    QCOMPARE(v->scene->markCount(), 1);
+    v->tools->choose(MeasureTool::Circle);
+    v->click({-20, -20});
+    v->click({0, 0});
+    v->click({20, 20});  // on one line
+    QCOMPARE(v->draft()->pointsTaken(), 2);
+    v->click({20, -20});
+    QCOMPARE(v->scene->markCount(), 2);
+    v->tools->choose(MeasureTool::Polygon);
+    v->click({-20, -20});
+    v->click({-20, -20});
+    QCOMPARE(v->draft()->pointsTaken(), 1);
+    QCOMPARE(v->scene->markCount(), 2);
+}
+
+void TestMeasureTools::polygonClosesAtItsFirstCorner() {
+    for (const double zoom : kZooms) {  // near is what looks so
+        v->zoomTo(zoom);
+        v->tools->choose(MeasureTool::Polygon);
+        const int before = v->scene->markCount();
+        for (const QPointF at : {QPointF(-50, -50), QPointF(60, -40), QPointF(10, 70), QPointF(-50, -38)})
+            v->click(at);
+        QCOMPARE(v->scene->markCount(), before);  // 12 px beside it
+        v->click({-50, -59});
+        QCOMPARE(v->scene->markCount(), before + 1);
+        QCOMPARE(v->figure(before)->figure().points.size(), 4);
+    }
+}
+
+void TestMeasureTools::polygonOfFiftyCorners() {
+    v->zoomTo(1.0);
+    v->tools->choose(MeasureTool::Polygon);
+    for (int i = 0; i < 49; ++i)
+        v->click(corner(i));
+    QCOMPARE(v->scene->markCount(), 0);
+    v->click(corner(49));
+    QCOMPARE(v->scene->markCount(), 1);
+    QCOMPARE(v->figure()->figure().points.size(), 50);
+    v->click(corner(50));
+    QCOMPARE(v->scene->markCount(), 1);
+    QCOMPARE(v->figure()->figure().points.size(), 50);
+}
+
+void TestMeasureTools::clickAfterTheFiftieth_data() {
+    QTest::addColumn<int>("between");
+    QTest::addColumn<bool>("begins");
+    QTest::newRow("nothing between") << 0 << false;
+    QTest::newRow("a double click's second half") << 1 << false;
+    QTest::newRow("undone between") << 2 << true;
+    QTest::newRow("chosen again between") << 3 << true;
+    QTest::newRow("off and on between") << 4 << true;
+}
+
+/// Whoever has not counted goes on clicking: that begins no other polygon.
+void TestMeasureTools::clickAfterTheFiftieth() {
+    QFETCH(int, between);
+    QFETCH(bool, begins);
+    v->zoomTo(1.0);
+    v->tools->choose(MeasureTool::Polygon);
+    const QSignalSpy full(v->tools, &MeasureTools::polygonFull);
+    for (int i = 0; i < 50; ++i)
+        v->click(corner(i));
+    FigureMark* polygon = v->figure();
+    QVERIFY(polygon);
+    QCOMPARE(full.count(), 0);
+    if (between == 1) {
+        v->mouse(QEvent::MouseButtonDblClick, corner(49), Qt::LeftButton, Qt::LeftButton);
+        v->release(corner(49));
+        QVERIFY(!v->draft());
+    } else if (between == 2) {
+        v->list->undoStack()->undo();
+    } else if (between == 3) {
+        v->tools->choose(MeasureTool::Polygon);
+    } else if (between == 4) {
+        v->tools->setOn(false);
+        v->tools->setOn(true);
+    }
+    v->click(corner(50));
+    QCOMPARE(v->draft() != nullptr, begins);
+    QCOMPARE(full.count(), begins ? 0 : 1);
+    if (begins)
+        return;
+    QCOMPARE(v->tools->selected(), polygon);
+    QCOMPARE(v->scene->markCount(), 1);
+    // Now that it has been said, it is another one that is meant.
+    v->click(corner(51));
+    QVERIFY(v->draft());
+    QCOMPARE(v->draft()->pointsTaken(), 1);
+    QCOMPARE(full.count(), 1);
+}
+
+void TestMeasureTools::withoutATile() {
+    v->hasTiles = false;
+    for (const auto& tool : kTools) {
+        v->tools->choose(tool.second);
+        for (const QPointF at : clicksOf(tool.second))
+            v->click(at);
+        QVERIFY(!v->draft());
+        QVERIFY(!v->loupe()->isVisible());
+    }
+    QCOMPARE(v->scene->markCount(), 0);
+}
+
+void TestMeasureTools::chosenToolGivesUp() {
+    v->zoomTo(1.0);
+    v->tools->choose(MeasureTool::Line);
+    v->click({0, 0});
+    const QSignalSpy changed(v->tools, &MeasureTools::toolChanged);
+    v->tools->choose(MeasureTool::Circle);
+    QVERIFY(!v->draft());
+    QCOMPARE(changed.count(), 1);
+    v->click({0, 0});
+    v->tools->choose(MeasureTool::Circle);
+    QVERIFY(!v->draft());
+    QCOMPARE(changed.count(), 1);
+}
+
+void TestMeasureTools::placingTakesTheMouse_data() {
+    QTest::addColumn<int>("mode");
+    QTest::newRow("corner") << kCoordinatesMark;
+    QTest::newRow("barcode") << kBarcodeTextMark;
+    QTest::newRow("date and time") << kDateTimeTextMark;
+}
+
+void TestMeasureTools::placingTakesTheMouse() {
+    QFETCH(int, mode);
+    v->zoomTo(1.0);
+    v->tools->choose(MeasureTool::Line);
+    v->click({0, 0});
+    const QSignalSpy finished(v->scene.get(), &InteractiveScene::finished);
+    v->scene->setMode(mode);
+    v->move({30, 30});
+    QVERIFY(!v->draft());
+    v->click({30, 30});
+    QCOMPARE(finished.count(), 1);
+    QCOMPARE(finished.first()[0].toDouble(), v->scenePoint({30, 30}).x());
+    QVERIFY(!v->scene->isPlacing());
+    // Then it is the tool's again, which has stayed.
+    const int marks = v->scene->markCount();
+    v->click({0, 0});
+    v->click({50, 20});
+    QCOMPARE(v->scene->markCount(), marks + 1);
+}
+
+void TestMeasureTools::marksGoUnderADraft() {
+    v->zoomTo(1.0);
+    v->drawLine({-50, 0}, {50, 0});
+    QVERIFY(v->scene->saveMarks(0).isEmpty());
+    v->click({0, 40});
+    v->scene->clearMarks();
+    QVERIFY(!v->draft());
+    QVERIFY(!v->list->undoStack()->canUndo());
+    v->click({0, 40});  // begins anew
+    v->scene->loadMarks(0);
+    QVERIFY(!v->draft());
+    v->click({0, 40});
+    v->click({50, 40});
+    QCOMPARE(v->scene->markCount(), 2);
+    v->list->undoStack()->undo();
+    QCOMPARE(v->scene->markCount(), 1);
+    v->list->undoStack()->redo();
+    QCOMPARE(v->scene->markCount(), 2);
+    // One that was read is taken as any other.
+    v->list->remove(v->figure());
+    v->scene->removeMark(v->figure());
+    QCOMPARE(v->scene->markCount(), 0);
+    QVERIFY(!v->list->undoStack()->canUndo());
+}
+
+void TestMeasureTools::draftGoesWithTheMarks() {
+    v->zoomTo(1.0);
+    v->tools->choose(MeasureTool::Line);
+    QVERIFY(v->scene->saveMarks(0).isEmpty());
+    v->click({0, 40});
+    QVERIFY(v->draft());
+    v->scene->clearMarks();
+    QVERIFY(!v->draft());
+    v->click({0, 40});
+    QVERIFY(v->draft());
+    v->scene->loadMarks(0);
+    QVERIFY(!v->draft());
+    v->click({0, 40});
+    v->click({50, 40});
+    QCOMPARE(v->scene->markCount(), 1);
+}
+
+void TestMeasureTools::sceneGoesUnderADraft() {
+    v->zoomTo(1.0);
+    v->drawLine({-50, 0}, {50, 0});
+    v->click({0, 40});
+    v->scene.reset();
+    v->move({20, 20});
+    v->click({30, 30});
+    v->key(Qt::Key_Left);
+    v->tools->deleteSelected();
+    v->tools->picturesChanged();
+    v->paint();
+    QVERIFY(!v->tools->selected());
+    QVERIFY(!v->list->undoStack()->canUndo());
+    v->tools->choose(MeasureTool::Circle);
+    v->tools->setOn(false);
+}
+
+void TestMeasureTools::viewGoesUnderADraft() {
+    v->zoomTo(1.0);
+    v->drawLine({-50, 0}, {50, 0});
+    v->click({0, 40});
+    QVERIFY(v->draft());
+    v->view.reset();
+    QVERIFY(!v->draft());
+    v->list->undoStack()->undo();
+    QCOMPARE(v->scene->markCount(), 0);
+}
+
+void TestMeasureTools::middleButtonMovesTheView() {
+    v->zoomTo(3.0);
+    v->tools->choose(MeasureTool::Line);
+    v->click({-20, -20});
+    v->move({40, 10});
+    const QPointF before = v->scenePoint({0, 0});
+    v->press({40, 10}, Qt::MiddleButton);
+    v->move({10, 40}, Qt::MiddleButton);
+    v->release({10, 40}, Qt::MiddleButton);
+    v->paint();
+    QCOMPARE(v->scenePoint({0, 0}), before + QPointF(30, -30) / 3.0);
+    QVERIFY(v->draft());
+    // The left button is nobody's meanwhile.
+    v->press({40, 10}, Qt::MiddleButton);
+    v->mouse(QEvent::MouseButtonPress, {20, 10}, Qt::LeftButton, Qt::LeftButton | Qt::MiddleButton);
+    v->mouse(QEvent::MouseButtonRelease, {20, 10}, Qt::LeftButton, Qt::MiddleButton);
+    v->release({40, 10}, Qt::MiddleButton);
+    QCOMPARE(v->scene->markCount(), 0);
+    v->click({50, 60});
+    QCOMPARE(v->scene->markCount(), 1);
+    QCOMPARE(v->figure()->figure().points.last(), v->scenePoint({50, 60}));
+    // While a figure is being dragged out it does nothing, and nothing is lost.
+    v->press({-20, -60});
+    v->mouse(QEvent::MouseButtonPress, {-20, -60}, Qt::MiddleButton, Qt::LeftButton | Qt::MiddleButton);
+    v->move({10, -30}, Qt::LeftButton | Qt::MiddleButton);
+    v->mouse(QEvent::MouseButtonRelease, {10, -30}, Qt::MiddleButton, Qt::LeftButton);
+    v->release({10, -30});
+    QCOMPARE(v->scene->markCount(), 2);
+}
+
+void TestMeasureTools::wheelZoomsUnderADraft() {
+    v->zoomTo(1.0);
+    v->tools->choose(MeasureTool::Line);
+    v->click({-20, -20});
+    v->move({40, 10});
+    v->wheel({40, 10}, 3);
+    QVERIFY(v->view->transform().m11() > 1.2);
+    // The open end is where the mouse is, without its having moved.
+    QCOMPARE(v->draft()->figure().points.last(), v->scenePoint({40, 10}));
+    v->view->scale(2.0, 2.0);
+    v->paint();
+    QCOMPARE(v->draft()->figure().points.last(), v->scenePoint({40, 10}));
+}
+
+void TestMeasureTools::draftIsNoMark() {
+    v->zoomTo(1.0);
+    v->tools->choose(MeasureTool::Line);
+    v->click({0, 0});
+    QVERIFY(v->draft());
+    QCOMPARE(v->scene->markCount(), 0);
+    QVERIFY(v->scene->saveMarks(0).isEmpty());
+    QVERIFY(WorkingFolder::read(QStringLiteral("mark0.txt")).isEmpty());
+}
+
+void TestMeasureTools::leavingTheView() {
+    v->zoomTo(1.0);
+    v->tools->choose(MeasureTool::HLine);
+    v->move({0, 0});
+    QVERIFY(v->draft());
+    QVERIFY(v->loupe()->isVisible());
+    QEvent leave(QEvent::Leave);
+    QCoreApplication::sendEvent(v->viewport(), &leave);
+    QVERIFY(!v->draft());
+    QVERIFY(!v->loupe()->isVisible());
+    v->tools->choose(MeasureTool::Line);
+    v->click({0, 0});
+    QCoreApplication::sendEvent(v->viewport(), &leave);
+    QVERIFY(v->draft());  // it is only interrupted
+    v->click({50, 10});
+    QCOMPARE(v->scene->markCount(), 1);
+}
+
+void TestMeasureTools::toolTipsWait() {
+    v->zoomTo(1.0);
+    QObject* tools = v->tools;
+    QHelpEvent event(QEvent::ToolTip, v->place({0, 0}).toPoint(), {});
+    QVERIFY(!tools->eventFilter(v->viewport(), &event));
+    v->tools->choose(MeasureTool::Line);
+    QVERIFY(tools->eventFilter(v->viewport(), &event));
+    // The cross-hair of Tilt has one of its own, and the loupe is there.
+    v->tools->choose(MeasureTool::Select);
+    v->scene->setMode(kCoordinatesMark);
+    v->move({0, 0});
+    QVERIFY(v->loupe()->isVisible());
+    QVERIFY(tools->eventFilter(v->viewport(), &event));
+    v->click({0, 0});
+    v->move({90, 0});
+    QVERIFY(!v->loupe()->isVisible());
+    QVERIFY(!tools->eventFilter(v->viewport(), &event));
+}
+
+void TestMeasureTools::offIsAsEver() {
+    v->zoomTo(1.0);
+    v->tools->choose(MeasureTool::Line);
+    v->tools->setOn(false);
+    v->scene->setMode(0);
+    const QCursor cursor = v->viewport()->cursor();
+    v->click({0, 0});
+    v->click({50, 50});
+    QCOMPARE(v->scene->markCount(), 0);
+    QVERIFY(!v->draft());
+    QVERIFY(!v->loupe()->isVisible());
+    QVERIFY(!v->overlay()->isVisible());
+    QCOMPARE(v->viewport()->cursor().shape(), cursor.shape());
+    QCOMPARE(cursor.shape(), Qt::ArrowCursor);
+    v->tools->picturesChanged();
+    v->wheel({0, 0}, 2);
+    QCOMPARE(v->scene->figureZoom, 1.0);
+    // A corner is placed with Ctrl as without.
+    v->darken(0, {480, 480, 60, 60});
+    v->scene->setMode(kCoordinatesMark);
+    const QSignalSpy finished(v->scene.get(), &InteractiveScene::finished);
+    v->click({3, 5}, Qt::LeftButton, Qt::ControlModifier);
+    QCOMPARE(finished.count(), 1);
+    QCOMPARE(finished.first()[0].toDouble(), v->scenePoint({3, 5}).x());
+}
+
+void TestMeasureTools::offWhileDrawing() {
+    v->zoomTo(1.0);
+    v->drawLine({-50, 0}, {50, 0});
+    v->tools->setOn(false);
+    QVERIFY(!v->tools->selected());
+    v->tools->setOn(true);
+    v->click({0, 30});
+    QVERIFY(v->draft());
+    v->tools->setOn(false);
+    QVERIFY(!v->draft());
+    QCOMPARE(v->scene->markCount(), 1);
+    v->tools->setOn(true);
+    QCOMPARE(v->tools->tool(), MeasureTool::Line);
+    v->click({0, 30});
+    v->click({30, 30});
+    QCOMPARE(v->scene->markCount(), 2);
+}
+
+void TestMeasureTools::figureZoomFollows() {
+    v->zoomTo(3.0);
+    QCOMPARE(v->scene->figureZoom, 3.0);
+    v->view->scale(0.5, 0.5);
+    v->paint();
+    QCOMPARE(v->scene->figureZoom, 1.5);
+    v->wheel({10, 10}, -1);
+    QCOMPARE(v->scene->figureZoom, v->view->transform().m11());
+    v->tools->setOn(false);
+    QCOMPARE(v->scene->figureZoom, 1.0);
+    v->tools->setOn(true);
+    QCOMPARE(v->scene->figureZoom, v->view->transform().m11());
+}
+
+QTEST_MAIN(TestMeasureTools)
+#include "tst_measuretools.moc"
