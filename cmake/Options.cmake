@@ -54,6 +54,12 @@ endif()
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
-    # Without these two it keeps nothing that is compiled with precompiled headers, which the tests are.
-    set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env CCACHE_SLOPPINESS=pch_defines,time_macros ${CCACHE_PROGRAM})
+    # Without the first two it keeps nothing that is compiled with precompiled headers, which the tests are. With the others
+    # each clone and work tree finds what another one has compiled, at the price of debug information that names that other
+    # one's folder for what was the same there. A coverage report has to name this one's.
+    set(ccache_settings CCACHE_SLOPPINESS=pch_defines,time_macros)
+    if(NOT BIVISTA_COVERAGE)
+        list(APPEND ccache_settings CCACHE_BASEDIR=${CMAKE_SOURCE_DIR} CCACHE_NOHASHDIR=1)
+    endif()
+    set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env ${ccache_settings} ${CCACHE_PROGRAM})
 endif()
