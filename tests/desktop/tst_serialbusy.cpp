@@ -9,7 +9,7 @@
 
 namespace {
 
-constexpr unsigned long kApart = 60;  // ms between two commands that have to arrive apart
+constexpr unsigned long kApart = 150;  // ms between two commands that have to arrive apart, on a busy machine too
 
 }  // namespace
 
@@ -127,7 +127,7 @@ void TestSerialBusy::commandsWhileTheWindowIsBlocked() {
     start();
     std::mt19937 random(3);
     QStringList sent;
-    for (int i = 0; i < 50; ++i) {
+    for (int i = 0; i < 30; ++i) {
         sent.append(QStringLiteral("GAIN %1 %2").arg(random() % 3).arg(random() % 1000));
         QVERIFY(line->send(sent.last().toUtf8() + QByteArray(i % 3 == 0 ? "\r\n" : "")));
         QThread::msleep(kApart);  // the window is busy with this
