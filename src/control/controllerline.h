@@ -35,6 +35,9 @@ public:
 
     /// Bytes of the oldest delivery that are still to be read.
     qint64 bytesAvailable() const override;
+    /// Deliveries that have come since the line was opened, also those that wait. From any thread, while it
+    /// is open.
+    quint64 deliveries() const { return queue ? queue->received() : 0; }
     /// Whether there are such bytes. Never waits.
     bool waitForReadyRead(int msecs) override;
 

@@ -18,6 +18,7 @@ void DeliveryQueue::put(QByteArray bytes) {
     if (waiting == 0)
         lostCount = 0;
     ++waiting;
+    ++receivedCount;
     add({Kind::Delivery, std::move(bytes), {}});
 }
 
@@ -86,6 +87,11 @@ void DeliveryQueue::wakeIfWaiting() {
     const Lock lock(mutex);
     if (!entries.empty())
         wakeUp();
+}
+
+quint64 DeliveryQueue::received() const {
+    const Lock lock(mutex);
+    return receivedCount;
 }
 
 int DeliveryQueue::lost() const {

@@ -45,6 +45,8 @@ public:
     bool isEmpty() const;
     /// Wakes if there is something and no turn is under way.
     void wakeIfWaiting();
+    /// Deliveries that have been taken in.
+    quint64 received() const;
     /// Deliveries dropped since the last one that came while nothing waited.
     int lost() const;
     /// Forgets what waits, and returns how many deliveries that were. From the return on nothing is taken in,
@@ -60,6 +62,7 @@ private:
     const std::function<void()> wake;
     std::deque<Entry> entries;
     int waiting = 0;  // deliveries among them
+    quint64 receivedCount = 0;
     int lostCount = 0;
     bool isTurnUnderWay = false;
     bool isClosed = false;

@@ -3,15 +3,12 @@
 #include <random>
 #include <thread>
 
+#include "control/controllerline.h"
 #include "support/mainwindowtest.h"
 #include "support/recordingcamera.h"
 #include "support/serialline.h"
 
-namespace {
-
-constexpr unsigned long kApart = 150;  // ms between two commands that have to arrive apart, on a busy machine too
-
-}  // namespace
+namespace {}  // namespace
 
 /// Commands on the serial line while the window is busy with something else, and a line that comes and goes.
 class TestSerialBusy : public QObject {
@@ -38,6 +35,7 @@ private:
     void write(const QByteArray& ini) const;
     void start(const QByteArray& ini = {});
     void sendNoise(int tile, QSize size) const;
+    bool sendApart(const QByteArray& command) const;
     QSerialPort* port() const { return window->get()->findChild<QSerialPort*>(); }
     QLabel* note() const { return window->get()->findChild<QLabel*>(QStringLiteral("statusNote")); }
     static QStringList snapshots() { return QDir().entryList({QStringLiteral("snapshot-*")}); }
@@ -45,6 +43,7 @@ private:
 
     std::unique_ptr<WindowUnderTest> window;
     std::unique_ptr<SerialLine> line;
+    const ControllerLine* program = nullptr;  // the window's
 };
 
 void TestSerialBusy::initTestCase() {
@@ -77,11 +76,25 @@ void TestSerialBusy::start(const QByteArray& ini) {
     write(ini);
     window->start();
     QTRY_VERIFY(window->get()->isMaximized());
+    program = qobject_cast<const ControllerLine*>(port());
+    QVERIFY(program);
     QCOMPARE(window->leftText().trimmed(), QString());  // the port is open
     for (int i = 0; i < 3; ++i)
         window->sendFrame(i, 50);
     window->answerer.boxes.clear();
     recording::forgetCalls();
+}
+
+/// Sends it and waits until the program has taken it off the line, so that the next one comes apart from it.
+/// The window may be busy meanwhile. From any thread.
+bool TestSerialBusy::sendApart(const QByteArray& command) const {
+    const quint64 before = program->deliveries();
+    const QDeadlineTimer limit(kWait);
+    if (!line->send(command))
+        return false;
+    while (program->deliveries() == before && !limit.hasExpired())
+        QThread::msleep(2);
+    return program->deliveries() == before + 1;
 }
 
 /// A frame that takes the encoder long.
@@ -112,7 +125,7 @@ void TestSerialBusy::everyTriggerIsAPicture() {
     std::atomic<bool> isSent{true};
     std::thread controller([&] {
         for (int i = 0; i < 10; ++i) {
-            isSent = line->send("TRIGGER") && isSent;
+            isSent = sendApart("TRIGGER") && isSent;
             QThread::msleep(300);
         }
     });
@@ -127,10 +140,9 @@ void TestSerialBusy::commandsWhileTheWindowIsBlocked() {
     start();
     std::mt19937 random(3);
     QStringList sent;
-    for (int i = 0; i < 30; ++i) {
+    for (int i = 0; i < 50; ++i) {
         sent.append(QStringLiteral("GAIN %1 %2").arg(random() % 3).arg(random() % 1000));
-        QVERIFY(line->send(sent.last().toUtf8() + QByteArray(i % 3 == 0 ? "\r\n" : "")));
-        QThread::msleep(kApart);  // the window is busy with this
+        QVERIFY(sendApart(sent.last().toUtf8() + QByteArray(i % 3 == 0 ? "\r\n" : "")));
     }
     QTRY_COMPARE_WITH_TIMEOUT(gainsSet().size(), sent.size(), kWait);
     QCOMPARE(gainsSet(), sent);
@@ -141,8 +153,7 @@ void TestSerialBusy::commandsWhileTheWindowIsBlocked() {
 
 void TestSerialBusy::oneWriteStaysOneCommand() {
     start();
-    QVERIFY(line->send("GAIN 1 TRIGGER"));
-    QThread::msleep(kApart);
+    QVERIFY(sendApart("GAIN 1 TRIGGER"));
     QVERIFY(line->send("GAIN 2 9 GAIN 1 8"));
     QTRY_COMPARE_WITH_TIMEOUT(gainsSet().size(), 2, kWait);
     QCOMPARE(gainsSet(), (QStringList{QStringLiteral("GAIN 1 0"), QStringLiteral("GAIN 2 9")}));
@@ -151,10 +162,8 @@ void TestSerialBusy::oneWriteStaysOneCommand() {
 
 void TestSerialBusy::oldestFirstWhenAskedByHand() {
     start();
-    QVERIFY(line->send("GAIN 1 1"));
-    QThread::msleep(kApart);
-    QVERIFY(line->send("GAIN 1 2"));
-    QThread::msleep(kApart);
+    QVERIFY(sendApart("GAIN 1 1"));
+    QVERIFY(sendApart("GAIN 1 2"));
     window->get()->CheckCom();
     QCOMPARE(gainsSet(), QStringList{QStringLiteral("GAIN 1 1")});
     window->get()->CheckCom();
@@ -174,11 +183,9 @@ void TestSerialBusy::commandsWhileABoxIsUp() {
     };
     window->answerer.beforeAnswer = [&] {
         for (int i = 0; i < 5; ++i) {
-            QVERIFY(line->send("TRIGGER"));
-            QThread::msleep(kApart);
+            QVERIFY(sendApart("TRIGGER"));
             sent.append(QStringLiteral("GAIN 1 %1").arg(i));
-            QVERIFY(line->send(sent.last().toUtf8()));
-            QThread::msleep(kApart);
+            QVERIFY(sendApart(sent.last().toUtf8()));
         }
         window->answerer.beforeAnswer = look;
     };
@@ -265,8 +272,7 @@ void TestSerialBusy::waitingAtTheEnd() {
         QSKIP("No program can pull this line out");
     start(isLost ? "PortRetry=1\n" : "");
     for (const char* command : {"GAIN 1 5", "TRIGGER", "GAIN 1 6"}) {
-        QVERIFY(line->send(command));
-        QThread::msleep(kApart);
+        QVERIFY(sendApart(command));
     }
     if (isLost) {
         QVERIFY(line->unplug());

@@ -81,6 +81,7 @@ void TestDeliveryQueue::dropsTheNewestOfTooMany() {
     for (int i = 1000; i < 1500; ++i)
         queue.put(numbered(i));
     QCOMPARE(queue.lost(), 500);
+    QCOMPARE(queue.received(), 1000ULL);
     QCOMPARE(queue.next()->bytes, numbered(0));
     QCOMPARE(*queue.takeDelivery(), numbered(1));
     queue.put(numbered(1500));
