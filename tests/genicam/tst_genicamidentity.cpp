@@ -38,9 +38,9 @@ int start(bool isSaving) {
         }
         elapsed = operations::since(begin);
         for (int32_t camera = 0; camera < count; ++camera) {
-            const operations::Clock::time_point begin = operations::Clock::now();
+            const operations::Clock::time_point asked = operations::Clock::now();
             while (isSaving && CameraSaveParameter(camera, kSlot) != 0 &&
-                   operations::since(begin) < kLimit / 3)
+                   operations::since(asked) < kLimit / 3)
                 QThread::msleep(20);
             CameraFree(camera);
         }
