@@ -39,6 +39,18 @@ inline QImage rendered(QGraphicsScene& scene, double scale = 1.0) {
     return image;
 }
 
+/// The smallest rectangle that holds every pixel that is not white.
+inline QRect inked(const QImage& image) {
+    QRect rect;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (image.pixel(x, y) != qRgb(255, 255, 255))
+                rect |= QRect(x, y, 1, 1);
+        }
+    }
+    return rect;
+}
+
 /// Adds the mark of a line of the mark file to the scene, which owns it as an item.
 inline Mark* addFromLine(InteractiveScene& scene, const QString& line) {
     auto mark = markFromLine(line, &scene);

@@ -57,18 +57,6 @@ int inkOf(const QImage& image) {
     return count;
 }
 
-/// The smallest rectangle that holds every pixel that is not white.
-QRect inked(const QImage& image) {
-    QRect rect;
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            if (image.pixel(x, y) != qRgb(255, 255, 255))
-                rect |= QRect(x, y, 1, 1);
-        }
-    }
-    return rect;
-}
-
 /// Painted with nothing around it that could clip: the image's corner is the scene's (-900, -900).
 QImage paintedAlone(Mark& mark) {
     QImage image(2400, 2400, QImage::Format_RGB32);
