@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QFontDatabase>
 #include <QGraphicsSceneMouseEvent>
+#include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
 #include <memory>
@@ -11,6 +13,12 @@
 
 // For signal spies.
 Q_DECLARE_METATYPE(Mark*)
+
+/// Sets the letters that kept pictures are made with and that tests measure. False: they are not installed.
+inline bool useKnownLetters() {
+    QGuiApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
+    return QFontDatabase().families().contains(QStringLiteral("DejaVu Sans"));
+}
 
 /// A left press, or a move with the left button held, at a scene point, as a mark gets it.
 inline std::unique_ptr<QGraphicsSceneMouseEvent> sceneMouse(QEvent::Type type, QPointF point) {

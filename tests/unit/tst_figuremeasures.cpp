@@ -1,4 +1,3 @@
-#include <QFontDatabase>
 #include <QGraphicsEffect>
 #include <QGraphicsView>
 #include <QScreen>
@@ -118,8 +117,7 @@ private slots:
 };
 
 void TestFigureMeasures::initTestCase() {
-    QVERIFY(QFontDatabase().families().contains(QStringLiteral("DejaVu Sans")));
-    QGuiApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
+    QVERIFY(useKnownLetters());
 }
 
 // ---- measures ----------------------------------------------------------------------------------

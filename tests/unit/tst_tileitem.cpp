@@ -3,6 +3,7 @@
 #include <random>
 #include <vector>
 
+#include "support/smallpixels.h"
 #include "support/exactmean.h"
 #include "support/tilescreen.h"
 
@@ -31,8 +32,9 @@ private slots:
     void scrolled_data();
     void scrolled();
     void grabbedIsOnScreen();
-    void smallPixels_data();
-    void smallPixels();
+    /// All that is here on screens with more pixels than the desktop says.
+    void smallPixels_data() { addPixelRatios(); }
+    void smallPixels() { runWithPixelRatio(); }
 };
 
 void TestTileItem::meanBelowScaleOne_data() {
@@ -426,29 +428,6 @@ void TestTileItem::grabbedIsOnScreen() {
     if (std::floor(53 * ratio) == 53 * ratio && std::floor(37 * ratio) == 37 * ratio)
         QVERIFY(mostBetween(grabbed, screen) <= 2);
     QVERIFY(qGray(grabbed.pixel(100, 100)) != qGray(grabbed.pixel(0, 0)));
-}
-
-/// All that is above on screens with more pixels than the desktop says.
-void TestTileItem::smallPixels_data() {
-    QTest::addColumn<QString>("ratio");
-    for (const char* ratio : {"1.25", "1.5", "1.75", "2"})
-        QTest::newRow(ratio) << QString::fromLatin1(ratio);
-}
-
-void TestTileItem::smallPixels() {
-    QFETCH(QString, ratio);
-    if (qEnvironmentVariableIsSet("QT_SCALE_FACTOR"))
-        return;
-    QProcess again;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("QT_SCALE_FACTOR"), ratio);
-    environment.insert(QStringLiteral("QT_SCALE_FACTOR_ROUNDING_POLICY"), QStringLiteral("PassThrough"));
-    again.setProcessEnvironment(environment);
-    again.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    again.start(QCoreApplication::applicationFilePath(), QStringList());
-    QVERIFY(again.waitForFinished(120000));
-    const QByteArray said = again.readAllStandardOutput();
-    QVERIFY2(again.exitStatus() == QProcess::NormalExit && again.exitCode() == 0, said.constData());
 }
 
 QTEST_MAIN(TestTileItem)

@@ -1,6 +1,7 @@
 #include <QStyleOptionGraphicsItem>
 #include <vector>
 
+#include "support/smallpixels.h"
 #include "support/tilescreen.h"
 
 /// Where tiles are drawn as Qt draws them, and what drawing them leaves alone.
@@ -20,8 +21,9 @@ private slots:
     void picturesAreLetGo();
     void painterIsAsItWas();
     void nothingBesideTheWidget();
-    void smallPixels_data();
-    void smallPixels();
+    /// All that is here on screens with more pixels than the desktop says.
+    void smallPixels_data() { addPixelRatios(); }
+    void smallPixels() { runWithPixelRatio(); }
 };
 
 /// On tiles of one grey a view is byte for byte that of plain pixmap items.
@@ -250,29 +252,6 @@ void TestTileRendering::nothingBesideTheWidget() {
             QCOMPARE(QColor(image.pixel(right, bottom - 1)), QColor(Qt::red));
         }
     }
-}
-
-/// All that is above on screens with more pixels than the desktop says.
-void TestTileRendering::smallPixels_data() {
-    QTest::addColumn<QString>("ratio");
-    for (const char* ratio : {"1.25", "1.5", "1.75", "2"})
-        QTest::newRow(ratio) << QString::fromLatin1(ratio);
-}
-
-void TestTileRendering::smallPixels() {
-    QFETCH(QString, ratio);
-    if (qEnvironmentVariableIsSet("QT_SCALE_FACTOR"))
-        return;
-    QProcess again;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("QT_SCALE_FACTOR"), ratio);
-    environment.insert(QStringLiteral("QT_SCALE_FACTOR_ROUNDING_POLICY"), QStringLiteral("PassThrough"));
-    again.setProcessEnvironment(environment);
-    again.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    again.start(QCoreApplication::applicationFilePath(), QStringList());
-    QVERIFY(again.waitForFinished(120000));
-    const QByteArray said = again.readAllStandardOutput();
-    QVERIFY2(again.exitStatus() == QProcess::NormalExit && again.exitCode() == 0, said.constData());
 }
 
 QTEST_MAIN(TestTileRendering)

@@ -5,20 +5,6 @@
 
 namespace {
 
-// Pixels of a tile that are darker; the corner between the pixels is half a px before the first of them.
-const QRect kDark(480, 470, 120, 90);
-const QPointF kCorner(479.5, 469.5);  // as the calibration has it
-const QPointF kSeen(480.0, 470.0);    // as it is seen
-constexpr double kFound = 0.15;       // px, from a corner to where it is found
-
-const double kZooms[] = {0.37, 1.0, 3.0};
-
-void addZooms() {
-    QTest::addColumn<double>("zoom");
-    for (const double zoom : kZooms)
-        QTest::addRow("%g", zoom) << zoom;
-}
-
 double distance(QPointF a, QPointF b) {
     return QLineF(a, b).length();
 }

@@ -1,39 +1,10 @@
 #include <cmath>
 #include <optional>
 
+#include "support/measureclicks.h"
 #include "support/measureview.h"
 
 namespace {
-
-/// What draws a figure of a tool, view px from the middle.
-QVector<QPointF> clicksOf(MeasureTool tool) {
-    switch (tool) {
-        case MeasureTool::Select:
-            return {};
-        case MeasureTool::HLine:
-        case MeasureTool::VLine:
-            return {{30, -41}};
-        case MeasureTool::Line:
-        case MeasureTool::Rectangle:
-        case MeasureTool::Ellipse:
-            return {{-90, -41}, {67, 53}};
-        case MeasureTool::Circle:
-        case MeasureTool::Arc:
-            return {{-90, -41}, {67, 53}, {71, -60}};
-        case MeasureTool::Polygon:
-            return {{-90, -41}, {67, 53}, {71, -60}, {-20, -97}};
-    }
-    return {};
-}
-
-const QVector<QPair<const char*, MeasureTool>> kTools = {
-    {"line", MeasureTool::Line},        {"circle", MeasureTool::Circle},
-    {"arc", MeasureTool::Arc},          {"rectangle", MeasureTool::Rectangle},
-    {"ellipse", MeasureTool::Ellipse},  {"polygon", MeasureTool::Polygon},
-    {"horizontal", MeasureTool::HLine}, {"vertical", MeasureTool::VLine},
-};
-
-const double kZooms[] = {0.37, 1.0, 3.0};
 
 void addToolsAtZooms() {
     QTest::addColumn<MeasureTool>("tool");
