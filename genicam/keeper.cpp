@@ -18,9 +18,6 @@ using Late = CommandQueue::Late;
 
 constexpr auto kTick = milliseconds(100);            // between looks after the camera
 constexpr auto kSlice = milliseconds(100);           // that a query waits before it looks what is new
-constexpr auto kSilence = milliseconds(400);         // before the camera is asked whether it lives
-constexpr auto kGone = milliseconds(1000);           // of silence
-constexpr auto kDark = milliseconds(3000);           // without a frame, of a camera that answers
 constexpr auto kPause = milliseconds(1000);          // between tries to open
 constexpr auto kLongestPause = milliseconds(30000);  // the same, for a camera that cannot be used
 constexpr auto kLeavingPause = milliseconds(500);    // the same, while Aravis gives it back
@@ -28,9 +25,7 @@ constexpr auto kLeavingPause = milliseconds(500);    // the same, while Aravis g
 // was killed would hold it for ever.
 constexpr auto kHeldPause = milliseconds(4000);
 constexpr auto kElsewhere = std::chrono::seconds(10);  // of absence, before it is looked for elsewhere
-constexpr auto kBetweenFrameReports = std::chrono::minutes(1);
-constexpr int kGreatestTimeout = 600000;  // ms
-constexpr uint64_t kFewFrames = 10;
+constexpr int kGreatestTimeout = 600000;               // ms
 
 }  // namespace
 
@@ -511,141 +506,6 @@ void Keeper::reportTrouble(Trouble trouble, const QString& reason) {
         return;
     reported_.append(text);
     qWarning("%s %s", qPrintable(label()), qPrintable(text));
-}
-
-void Keeper::watch() {
-    // What was asked for last may have lost it.
-    if (camera_)
-        lookForLoss();
-    notePresence();
-    if (camera_) {
-        reportFrames();
-        reportShots();
-        reportDarkness();
-    }
-}
-
-void Keeper::lookForLoss() {
-    if (camera_->isControlLost()) {
-        lose(QStringLiteral("another program has taken it, or it was switched off"));
-        return;
-    }
-    const auto isSilentFor = [this](Clock::duration duration) {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        return Clock::now() - (queue_ ? std::max(lastAnswer_, queue_->lastArrival()) : lastAnswer_) >=
-               duration;
-    };
-    if (!isSuspect_ && !hasUnanswered() && !isSilentFor(kSilence))
-        return;
-    isSuspect_ = false;
-    forgetAccesses();
-    OpenCamera::Pulse pulse = OpenCamera::Pulse::Silent;
-    {
-        const CommandQueue::Occupied occupied(commands_);
-        pulse = camera_->pulse();
-    }
-    progress();
-    if (pulse == OpenCamera::Pulse::Alive)
-        proveControl();
-    else if (pulse == OpenCamera::Pulse::NotOurs)
-        lose(QStringLiteral("it was switched off and on"));
-    else if (isSilentFor(kSilence))
-        lose(QStringLiteral("no frame and no answer"));
-}
-
-/// The camera answers, and somebody has control: another program may have taken it while ours stood still.
-void Keeper::proveControl() {
-    const auto prove = [this](bool isProving) {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        isProving_ = isProving;
-    };
-    prove(true);
-    bool isOurs = true;
-    {
-        const CommandQueue::Occupied occupied(commands_);
-        isOurs = camera_->isOurs();
-    }
-    if (isOurs)
-        progress();
-    else
-        lose(QString(), Trouble::Held);
-    prove(false);
-}
-
-/// A camera that answers but whose frames do not come: nothing else would say so.
-void Keeper::reportDarkness() {
-    const TimePoint now = Clock::now();
-    if (!camera_->queue() || keepsAll_ || now < nextDarkLook_)
-        return;
-    const TimePoint last = std::max(started_, camera_->queue()->lastArrival());
-    if (last > started_ && now - last < kDark)
-        isDarkReported_ = false;
-    if (isDarkReported_ || now - last < kDark)
-        return;
-    nextDarkLook_ = now + kTick * 5;
-    const auto wait = std::chrono::duration<double, std::milli>(3 * camera_->framePeriod());
-    progress();
-    bool isAnswering = false;
-    {
-        const std::lock_guard<std::mutex> lock(mutex_);
-        isAnswering = Clock::now() - lastAnswer_ < kGone;
-    }
-    if (now - last < wait || !isAnswering)
-        return;
-    isDarkReported_ = true;
-    qWarning(
-        "%s: it answers, but sends no frames. A firewall may keep them out: let the program through; or they "
-        "are too large for the network: try PacketSize=1500 in kvcap2-genicam.ini",
-        qPrintable(label()));
-}
-
-void Keeper::reportShots() {
-    const TimePoint now = Clock::now();
-    if (!camera_->queue() || !keepsAll_ || now < nextShotReport_)
-        return;
-    const uint64_t overtaken = overtakenSum_ + camera_->queue()->counts().overtaken;
-    if (overtaken == overtakenReported_)
-        return;
-    qWarning("%s: %llu shots were not asked for in time and are lost", qPrintable(label()),
-             static_cast<unsigned long long>(overtaken - overtakenReported_));
-    overtakenReported_ = overtaken;
-    nextShotReport_ = now + kBetweenFrameReports;
-}
-
-/// What there is to be told of the stream that ends is kept.
-void Keeper::keepCounts() {
-    if (!camera_->queue())
-        return;
-    const FrameQueue::Counts counts = camera_->queue()->counts();
-    incompleteSum_ += counts.incomplete;
-    overtakenSum_ += keepsAll_ ? counts.overtaken : 0;
-}
-
-void Keeper::reportFrames() {
-    const TimePoint now = Clock::now();
-    if (now < nextFrameReport_ || !camera_->queue())
-        return;
-    const FrameQueue::Counts counts = camera_->queue()->counts();
-    // One or two may be left from before a change.
-    if (counts.foreign > kFewFrames && counts.foreign > counts.good && !isForeignReported_) {
-        isForeignReported_ = true;
-        qWarning(
-            "%s: its frames are of another size or pixel format than it says, and are left out; set "
-            "PixelFormat "
-            "in kvcap2-genicam.ini, or switch it off and on",
-            qPrintable(label()));
-    }
-    const uint64_t incomplete = incompleteSum_ + counts.incomplete;
-    // One now and then is nobody's fault.
-    if (incomplete - incompleteReported_ < kFewFrames)
-        return;
-    qWarning(
-        "%s: %llu frames were incomplete and are left out. Packets get lost: allow jumbo frames (MTU 9000), "
-        "or "
-        "set PacketSize, PacketDelay or SocketBuffer in kvcap2-genicam.ini; Wi-Fi is too slow",
-        qPrintable(label()), static_cast<unsigned long long>(incomplete - incompleteReported_));
-    incompleteReported_ = incomplete;
-    nextFrameReport_ = now + kBetweenFrameReports;
 }
 
 /// The camera that there is does not serve any more.

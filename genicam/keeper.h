@@ -7,6 +7,7 @@
 
 #include <array>
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
@@ -88,12 +89,12 @@ public:
 
 private:
     using Lock = std::unique_lock<std::mutex>;
+    static constexpr std::chrono::milliseconds kGone{1000};  // of silence
 
     Keeper(Place place, Known known);
 
     void run(const std::shared_ptr<Keeper>& previous);
     void tryToOpen();
-    void opened(std::unique_ptr<OpenCamera> camera);
     QString startAnew();
     void lookElsewhere();
     void watch();
@@ -180,7 +181,6 @@ private:
     Clock::duration pause_;                 // before the next try
     QStringList reported_;                  // troubles that the log has, since it was open last
     bool isSuspect_ = false;                // a command got no answer
-    uint64_t incomplete_ = 0;               // of the queue that there is, as last seen
     uint64_t incompleteSum_ = 0;
     uint64_t incompleteReported_ = 0;
     TimePoint nextFrameReport_;

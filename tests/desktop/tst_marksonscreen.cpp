@@ -43,12 +43,8 @@ void TestMarksOnScreen::start(WindowUnderTest& window) {
     QTRY_VERIFY_WITH_TIMEOUT(window.isFitted(), kWait);
 }
 
-/// Runs one xdotool command line while the windows of this process go on.
 bool TestMarksOnScreen::xdo(const QString& command) {
-    QProcess process;
-    process.start(QStringLiteral("xdotool"), command.split(QLatin1Char(' ')));
-    return QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; }, kWait) &&
-           process.exitCode() == 0;
+    return runBeside(QStringLiteral("xdotool"), command.split(QLatin1Char(' ')));
 }
 
 QString TestMarksOnScreen::at(const WindowUnderTest& window, QPointF scenePoint) {

@@ -1,7 +1,5 @@
 #include <QClipboard>
 #include <QDoubleSpinBox>
-#include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 #include <QLineEdit>
 #include <QPushButton>
@@ -15,6 +13,7 @@
 #include "marks/coordinatesmark.h"
 #include "measure/scaledialog.h"
 #include "support/measureonscreen.h"
+#include "support/simulatedstation.h"
 
 namespace {
 
@@ -28,7 +27,7 @@ const QSize kFrame(1280, 720);
 /// Measuring at a station with two simulated cameras, by a real mouse and keys: corners that snap, a
 /// calibration by them, the scale, a line across the seam in mm, and taking it along; and everything that can
 /// happen while a figure is being drawn.
-class TestMeasureAtStation : public QObject {
+class TestMeasureAtStation : public QObject, private SimulatedStation {
     Q_OBJECT
 
 private slots:
@@ -42,7 +41,6 @@ private slots:
 
 private:
     void start(const QByteArray& file = {});
-    QPointF corner(int camera, int index) const;
     QPointF cellCorner(double column, double row) const;
     bool markCorners();
     bool execute();
@@ -50,29 +48,13 @@ private:
     QList<CoordinatesMark*> crossHairs() const;
     static QString otherProgramsClipboard();
 
-    QTemporaryDir files;
-    QJsonArray cameras;
     std::unique_ptr<WindowUnderTest> window;
     std::unique_ptr<MeasureOnScreen> hand;
 };
 
 void TestMeasureAtStation::initTestCase() {
-    const QString truth = files.filePath(QStringLiteral("truth.json"));
-    QFile configuration(files.filePath(QStringLiteral("kvcap2.ini")));
-    QVERIFY(configuration.open(QIODevice::WriteOnly));
-    configuration.write("[Library]\nCount=2\nGroundTruth=" + QFile::encodeName(truth) +
-                        "\n[Camera]\nModes=1280x720\nRate=10\n");
-    configuration.close();
-    qputenv("KVCAP2_CONFIG", QFile::encodeName(configuration.fileName()));
-    int32_t count = 0;
-    QCOMPARE(CameraGetCount(&count), 0);
-    QCOMPARE(count, 2);
-    QFile file(truth);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    const QJsonObject all = QJsonDocument::fromJson(file.readAll()).object();
-    cameras = all["cameras"].toArray();
-    QCOMPARE(cameras.size(), 2);
-    const QJsonObject sheet = all["scene"].toObject();
+    attachCameras("Modes=1280x720\nRate=10\n");
+    const QJsonObject sheet = groundTruth["scene"].toObject();
     QCOMPARE(sheet["cell"].toDouble() / sheet["unitsPerMillimetre"].toDouble(), kCell);
 }
 
@@ -95,13 +77,6 @@ void TestMeasureAtStation::start(const QByteArray& file) {
     QTRY_COMPARE_WITH_TIMEOUT(hand->scene()->sceneRect().width(), 2560.0, kWait);
     QTRY_COMPARE_WITH_TIMEOUT((*window)->width(), (*window)->screen()->size().width(), kWait);
     QTRY_VERIFY_WITH_TIMEOUT(window->isFitted(), kWait);
-}
-
-/// A corner of the reference rectangle, frame px.
-QPointF TestMeasureAtStation::corner(int camera, int index) const {
-    const QJsonArray point =
-        cameras.at(camera)["modes"].toArray().at(0)["corners"].toArray().at(index).toArray();
-    return {point[0].toDouble(), point[1].toDouble()};
 }
 
 /// Where the sheet's grid is seen in the joined picture, scene px; cells from the first rectangle's corner,

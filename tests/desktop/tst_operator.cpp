@@ -1,6 +1,3 @@
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QLineEdit>
 #include <QScreen>
 #include <QToolBar>
@@ -11,11 +8,12 @@
 #include "camera/kvcap2.h"
 #include "support/mainwindowtest.h"
 #include "support/ondesktop.h"
+#include "support/simulatedstation.h"
 
 /// What an operator does at a new station, by mouse and keyboard in the real window, with two simulated
 /// cameras: marks four corners in each picture, calibrates, rearranges, and has one picture; also after a
 /// restart.
-class TestOperator : public QObject {
+class TestOperator : public QObject, private SimulatedStation {
     Q_OBJECT
 
 private slots:
@@ -27,42 +25,14 @@ private:
     static QString at(const QWidget* widget, QPoint place);
     static bool click(const QWidget* widget, QPoint place);
     static bool pressButton(const WindowUnderTest& window, const char* action);
-    QPointF corner(int camera, int index) const;
-
-    QTemporaryDir files;
-    QJsonArray cameras;
 };
 
 void TestOperator::initTestCase() {
-    const QString truth = files.filePath(QStringLiteral("truth.json"));
-    QFile configuration(files.filePath(QStringLiteral("kvcap2.ini")));
-    QVERIFY(configuration.open(QIODevice::WriteOnly));
-    configuration.write("[Library]\nCount=2\nGroundTruth=" + QFile::encodeName(truth) +
-                        "\n[Camera]\nModes=640x480\nRate=20\n");
-    configuration.close();
-    qputenv("KVCAP2_CONFIG", QFile::encodeName(configuration.fileName()));
-    int32_t count = 0;
-    QCOMPARE(CameraGetCount(&count), 0);
-    QCOMPARE(count, 2);
-    QFile file(truth);
-    QVERIFY(file.open(QIODevice::ReadOnly));
-    cameras = QJsonDocument::fromJson(file.readAll()).object()["cameras"].toArray();
-    QCOMPARE(cameras.size(), 2);
+    attachCameras("Modes=640x480\nRate=20\n");
 }
 
-/// A corner of the reference rectangle, frame px.
-QPointF TestOperator::corner(int camera, int index) const {
-    const QJsonArray point =
-        cameras.at(camera)["modes"].toArray().at(0)["corners"].toArray().at(index).toArray();
-    return {point[0].toDouble(), point[1].toDouble()};
-}
-
-/// Runs one xdotool command line while the windows of this process go on.
 bool TestOperator::xdo(const QString& command) {
-    QProcess process;
-    process.start(QStringLiteral("xdotool"), command.split(QLatin1Char(' ')));
-    return QTest::qWaitFor([&] { return process.state() == QProcess::NotRunning; }, kWait) &&
-           process.exitCode() == 0;
+    return runBeside(QStringLiteral("xdotool"), command.split(QLatin1Char(' ')));
 }
 
 QString TestOperator::at(const QWidget* widget, QPoint place) {

@@ -11,11 +11,11 @@
 
 #include <atomic>
 #include <cstring>
-#include <memory>
 #include <thread>
 #include <vector>
 
 #include "framequeue.h"
+#include "streamedcamera.h"
 
 using namespace kvgen;
 using namespace std::chrono_literals;
@@ -24,71 +24,6 @@ namespace {
 
 constexpr int kLimit = 20000;  // ms, of every wait
 constexpr int kBuffers = 4;
-
-void callback(void* queue, ArvStreamCallbackType type, ArvBuffer* buffer) {
-    FrameQueue::callback(queue, type, buffer);
-}
-
-/// Aravis's fake camera within this process, and its stream, which runs by itself and fills what it gets.
-class FakeCamera {
-public:
-    explicit FakeCamera(FrameQueue& queue, int width = 64, uint32_t format = ARV_PIXEL_FORMAT_MONO_8)
-        : camera_(arv_camera_new("Fake_1", nullptr)) {
-        set(ARV_FAKE_CAMERA_REGISTER_ACQUISITION_FRAME_PERIOD_US, 2000);
-        set(ARV_FAKE_CAMERA_REGISTER_WIDTH, static_cast<uint32_t>(width));
-        set(ARV_FAKE_CAMERA_REGISTER_HEIGHT, kHeight);
-        set(ARV_FAKE_CAMERA_REGISTER_PIXEL_FORMAT, format);
-        payload_ = arv_camera_get_payload(camera_, nullptr);
-        stream_ = arv_camera_create_stream(camera_, callback, &queue, nullptr);
-    }
-    ~FakeCamera() {
-        // A stream that is stopped already complains about its end.
-        if (!runs_)
-            start();
-        g_clear_object(&stream_);
-        g_clear_object(&camera_);
-    }
-    FakeCamera(const FakeCamera&) = delete;
-    FakeCamera& operator=(const FakeCamera&) = delete;
-
-    ArvStream* stream() const { return stream_; }
-    size_t payload() const { return payload_; }
-    /// No callback runs afterwards.
-    void stop() {
-        arv_stream_stop_thread(stream_, FALSE);
-        runs_ = false;
-    }
-    void start() {
-        arv_stream_start_thread(stream_);
-        runs_ = true;
-    }
-    /// Buffers that the stream has to fill; none may be left in its other queue.
-    int fillable() const {
-        int input = 0;
-        int output = 0;
-        arv_stream_get_n_buffers(stream_, &input, &output);
-        return output == 0 ? input : -1;
-    }
-    /// Frames for which there was no buffer, those before the queue gave it any included.
-    int missed() const {
-        guint64 underruns = 0;
-        arv_stream_get_statistics(stream_, nullptr, nullptr, &underruns);
-        return static_cast<int>(underruns);
-    }
-
-    static constexpr int kHeight = 48;
-
-private:
-    void set(uint32_t address, uint32_t value) {
-        arv_fake_camera_write_register(
-            arv_fake_device_get_fake_camera(ARV_FAKE_DEVICE(arv_camera_get_device(camera_))), address, value);
-    }
-
-    ArvCamera* camera_;
-    ArvStream* stream_ = nullptr;
-    size_t payload_ = 0;
-    bool runs_ = true;
-};
 
 /// A network of this process's own, with nothing but loopback. Where the system does not allow it, the test
 /// makes do with the machine's.
@@ -364,7 +299,7 @@ void TestFrameQueue::incompleteOnesAreCounted() {
     arv_camera_gv_set_packet_size(camera, 1400, nullptr);
 
     FrameQueue queue;
-    ArvStream* stream = arv_camera_create_stream(camera, callback, &queue, nullptr);
+    ArvStream* stream = arv_camera_create_stream(camera, takeCallback, &queue, nullptr);
     QVERIFY(stream);
     g_object_set(stream, "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size", 1 << 20,
                  "packet-resend", ARV_GV_STREAM_PACKET_RESEND_NEVER, "frame-retention", 20000, nullptr);

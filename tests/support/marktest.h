@@ -1,6 +1,8 @@
 #pragma once
 
+#include <QFontDatabase>
 #include <QGraphicsSceneMouseEvent>
+#include <QGuiApplication>
 #include <QImage>
 #include <QPainter>
 #include <memory>
@@ -11,6 +13,12 @@
 
 // For signal spies.
 Q_DECLARE_METATYPE(Mark*)
+
+/// Sets the letters that kept pictures are made with and that tests measure. False: they are not installed.
+inline bool useKnownLetters() {
+    QGuiApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
+    return QFontDatabase().families().contains(QStringLiteral("DejaVu Sans"));
+}
 
 /// A left press, or a move with the left button held, at a scene point, as a mark gets it.
 inline std::unique_ptr<QGraphicsSceneMouseEvent> sceneMouse(QEvent::Type type, QPointF point) {
@@ -37,6 +45,18 @@ inline QImage rendered(QGraphicsScene& scene, double scale = 1.0) {
     QPainter painter(&image);
     scene.render(&painter);
     return image;
+}
+
+/// The smallest rectangle that holds every pixel that is not white.
+inline QRect inked(const QImage& image) {
+    QRect rect;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            if (image.pixel(x, y) != qRgb(255, 255, 255))
+                rect |= QRect(x, y, 1, 1);
+        }
+    }
+    return rect;
 }
 
 /// Adds the mark of a line of the mark file to the scene, which owns it as an item.

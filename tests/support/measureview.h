@@ -24,6 +24,15 @@ Q_DECLARE_METATYPE(MeasureTool)
 // For signal spies.
 Q_DECLARE_METATYPE(Mark*)
 
+inline const double kZooms[] = {0.37, 1.0, 3.0};
+
+/// A row for each of them.
+inline void addZooms() {
+    QTest::addColumn<double>("zoom");
+    for (const double zoom : kZooms)
+        QTest::addRow("%g", zoom) << zoom;
+}
+
 /// A view of 800 x 600 px with the mouse of the program, two tiles side by side and the tools on. Places are
 /// view px from the middle of the viewport, so that they are in sight at every zoom.
 class MeasureView {

@@ -3,7 +3,6 @@
 #include <QSemaphore>
 #include <QtTest>
 #include <cstring>
-#include <ctime>
 #include <limits>
 
 #include "camera/capturethread.h"
@@ -11,30 +10,15 @@
 #include "camera/kvcap2.h"
 #include "support/recordingcamera.h"
 #include "support/workingfolder.h"
-
-namespace {
-
-constexpr int kWait = 5000;  // ms, limit of every wait
-constexpr int kFull = 800;  // ms for 150 tries: at full speed they take a few, with the waits in between 1200
-constexpr int kTriesOfSpeed = 5;  // a busy PC may keep the thread from running for as long as that
-
-/// What `captured` brought, with the buffers freed and the pixels kept.
-struct Frame {
-    int id;
-    QImage image;
-    quint64 timestamp;
-    bool pixelsLieInBuffer;
-};
-
-}  // namespace
+#include "support/captureowner.h"
 
 /// The capture thread against a recording camera library and against image files.
-class TestCaptureThread : public QObject {
+class TestCaptureThread : public QObject, private CaptureOwner {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init() { setUp(); }
+    void cleanup() { tearDown(); }
     void startsIdle();
     void callsInOrderOnItsOwnThread();
     void monochromeFrame();
@@ -44,14 +28,6 @@ private slots:
     void pauseAndResumeKeepTheThread();
     void stopWhileAQueryIsUnderWay();
     void stopWhileIdle();
-    void idleThreadRests();
-    void failedQueriesAreSilentAndRepeated();
-    void refusalsForEverLeaveTheProcessorToOthers_data();
-    void refusalsForEverLeaveTheProcessorToOthers();
-    void aFrameBringsFullSpeed();
-    void timeOutsAreRepeatedAtOnce();
-    void pauseBringsFullSpeed();
-    void stopIsSeenBetweenSlowTries();
     void noSizeNoQuery_data();
     void noSizeNoQuery();
     void sizeWithoutSenseIsNoFrame_data();
@@ -70,60 +46,7 @@ private slots:
     void demoCallsNoLibrary();
     void framesComeInOrder();
     void everyFrameIsSent();
-
-private:
-    CaptureThread* makeThread(const CaptureTask& task = {});
-    void receive(CaptureThread* thread);
-    bool waitForFrames(int count);
-    void stop(CaptureThread* thread);
-    static recording::Camera refusingCamera();
-    static int sizeQuestions();
-    /// The tries have become slow: so many at once that the next is 8 ms away or more.
-    static bool waitForSlowTries();
-
-    QScopedPointer<WorkingFolder> folder;
-    QObject owner;  // stands for the window: receives on the test's thread
-    QVector<Frame> frames;
 };
-
-void TestCaptureThread::init() {
-    folder.reset(new WorkingFolder);
-    frames.clear();
-    recording::reset(2);
-}
-
-void TestCaptureThread::cleanup() {
-    recording::releaseQueries();
-    const auto threads = owner.findChildren<CaptureThread*>();
-    for (CaptureThread* thread : threads)
-        stop(thread);
-    QCoreApplication::sendPostedEvents(&owner, QEvent::MetaCall);
-    qDeleteAll(threads);
-    folder.reset();
-}
-
-CaptureThread* TestCaptureThread::makeThread(const CaptureTask& task) {
-    auto* thread = new CaptureThread(task, &owner);
-    receive(thread);
-    return thread;
-}
-
-void TestCaptureThread::receive(CaptureThread* thread) {
-    connect(thread, &CaptureThread::captured, &owner,
-            [this](int id, const QImage& image, unsigned char* buffer, quint64 timestamp) {
-                frames.append({id, image.copy(), timestamp, image.isNull() || image.constBits() == buffer});
-                delete[] buffer;
-            });
-}
-
-bool TestCaptureThread::waitForFrames(int count) {
-    return QTest::qWaitFor([&] { return frames.size() >= count; }, kWait);
-}
-
-void TestCaptureThread::stop(CaptureThread* thread) {
-    thread->stopCapturing();
-    QVERIFY(thread->wait(kWait));
-}
 
 void TestCaptureThread::startsIdle() {
     CaptureThread* thread = makeThread();
@@ -248,178 +171,6 @@ void TestCaptureThread::streamAfterTheEndStartsNothing() {
     QVERIFY(!thread->isRunning());
     QVERIFY(!thread->isCapturing());
     QCOMPARE(started.count(), 1);
-}
-
-/// A paused program leaves the processor to others.
-void TestCaptureThread::idleThreadRests() {
-#ifdef Q_OS_UNIX
-    CaptureThread* thread = makeThread();
-    thread->start();
-    QTRY_VERIFY(thread->isRunning());
-    // Processor time of the whole process, which does nothing else.
-    const std::clock_t before = std::clock();
-    QTest::qWait(500);
-    const double seconds = double(std::clock() - before) / CLOCKS_PER_SEC;
-    stop(thread);
-    QVERIFY2(seconds < 0.15, qPrintable(QString::number(seconds)));
-#else
-    QSKIP("Processor time is not told apart from the time here");
-#endif
-}
-
-void TestCaptureThread::failedQueriesAreSilentAndRepeated() {
-    recording::Camera camera;
-    camera.queryStatus = 7;
-    camera.queryDelay = 0;
-    recording::reset({camera});
-    CaptureThread* thread = makeThread();
-    thread->stream(false);
-    QTRY_VERIFY(recording::callsOf(QStringLiteral("CameraQueryImage")).size() > 20);
-    QCOMPARE(frames.size(), 0);
-    camera.queryStatus = 0;
-    recording::setCamera(0, camera);
-    QVERIFY(waitForFrames(1));  // the picture is back by itself
-}
-
-/// It brings no frame, and says so at once.
-recording::Camera TestCaptureThread::refusingCamera() {
-    recording::Camera camera;
-    camera.queryStatus = 7;
-    camera.queryDelay = 0;
-    return camera;
-}
-
-int TestCaptureThread::sizeQuestions() {
-    return recording::callsOf(QStringLiteral("CameraGetImageSize")).size();
-}
-
-bool TestCaptureThread::waitForSlowTries() {
-    return QTest::qWaitFor([] { return sizeQuestions() > 520; }, kWait);
-}
-
-void TestCaptureThread::refusalsForEverLeaveTheProcessorToOthers_data() {
-    QTest::addColumn<int>("status");
-    QTest::addColumn<int>("queryStatus");
-    QTest::addColumn<int>("extra");
-    QTest::addColumn<int>("missing");
-    QTest::newRow("no query") << 0 << 7 << 0 << 0;
-    QTest::newRow("no size") << 7 << 7 << 0 << 0;
-    QTest::newRow("no length") << 0 << 0 << -64 * 48 << 0;
-    QTest::newRow("short buffer") << 0 << 0 << -1 << 0;
-    QTest::newRow("short frame") << 0 << 0 << 0 << 1;
-}
-
-void TestCaptureThread::refusalsForEverLeaveTheProcessorToOthers() {
-    QFETCH(int, status);
-    QFETCH(int, queryStatus);
-    recording::Camera camera;
-    camera.status = status;
-    camera.queryStatus = queryStatus;
-    camera.queryDelay = 0;
-    QFETCH(int, extra);
-    camera.extraLength = extra;
-    QFETCH(int, missing);
-    camera.missing = missing;
-    recording::reset({camera});
-    CaptureThread* thread = makeThread();
-    thread->stream(false);
-    QTRY_VERIFY(sizeQuestions() >= 200);
-    // Without waits they are tens of thousands a second; with the right ones 550 at first, and more after
-    // each that a busy PC has kept waiting: it is not busy in every second.
-    int tries = 0;
-    for (int second = 0; second < 8; ++second) {
-        const int before = sizeQuestions();
-        QTest::qWait(1000);  // what does not happen has no signal
-        tries = sizeQuestions() - before;
-        if (tries < 3000)
-            break;
-    }
-    QVERIFY2(tries < 3000, qPrintable(QString::number(tries)));
-    QCOMPARE(frames.size(), 0);
-    recording::setCamera(0, recording::Camera());
-    QVERIFY(waitForFrames(1));
-}
-
-void TestCaptureThread::aFrameBringsFullSpeed() {
-    recording::reset({refusingCamera()});
-    CaptureThread* thread = makeThread();
-    // A single frame, before the next try.
-    connect(
-        thread, &CaptureThread::captured, thread,
-        [](int, const QImage&, unsigned char*, quint64) {
-            recording::setCamera(0, refusingCamera());
-            recording::forgetCalls();
-        },
-        Qt::DirectConnection);
-    thread->stream(false);
-    QElapsedTimer timer;
-    for (int tries = 0; tries < kTriesOfSpeed && (tries == 0 || timer.elapsed() >= kFull); ++tries) {
-        QVERIFY(waitForSlowTries());
-        frames.clear();
-        recording::Camera well;
-        well.queryDelay = 0;
-        recording::setCamera(0, well);
-        QVERIFY(waitForFrames(1));
-        timer.start();
-        QTRY_VERIFY(sizeQuestions() >= 150);
-        QCOMPARE(frames.size(), 1);
-    }
-    QVERIFY2(timer.elapsed() < kFull, qPrintable(QString::number(timer.elapsed())));
-}
-
-void TestCaptureThread::pauseBringsFullSpeed() {
-    recording::reset({refusingCamera()});
-    CaptureThread* thread = makeThread();
-    thread->stream(false);
-    const auto settled = [] {
-        const int count = sizeQuestions();
-        QTest::qWait(150);  // longer than the longest wait between tries
-        return sizeQuestions() == count;
-    };
-    QElapsedTimer timer;
-    for (int tries = 0; tries < kTriesOfSpeed && (tries == 0 || timer.elapsed() >= kFull); ++tries) {
-        QVERIFY(waitForSlowTries());
-        thread->pauseCapturing();
-        QVERIFY(QTest::qWaitFor(settled, kWait));
-        recording::forgetCalls();
-        timer.start();
-        thread->stream(false);
-        QTRY_VERIFY(sizeQuestions() >= 150);
-    }
-    QVERIFY2(timer.elapsed() < kFull, qPrintable(QString::number(timer.elapsed())));
-}
-
-/// Nearly all of the time a query is under way: nothing comes between one and the next.
-void TestCaptureThread::timeOutsAreRepeatedAtOnce() {
-    recording::reset({refusingCamera()});
-    CaptureThread* thread = makeThread();
-    thread->stream(false);
-    QVERIFY(waitForSlowTries());
-    recording::Camera camera = refusingCamera();
-    camera.queryDelay = 5;
-    recording::setCamera(0, camera);
-    QTRY_COMPARE(recording::queriesUnderWay(), 1);
-    int found = 0;
-    for (int tries = 0; tries < kTriesOfSpeed && found <= 140; ++tries) {
-        found = 0;
-        for (int i = 0; i < 200; ++i) {
-            QThread::msleep(2);
-            found += recording::queriesUnderWay();
-        }
-    }
-    QVERIFY2(found > 140, qPrintable(QString::number(found)));
-}
-
-void TestCaptureThread::stopIsSeenBetweenSlowTries() {
-    recording::reset({refusingCamera()});
-    CaptureThread* thread = makeThread();
-    thread->stream(false);
-    QVERIFY(waitForSlowTries());
-    QElapsedTimer timer;
-    timer.start();
-    stop(thread);
-    QVERIFY2(timer.elapsed() < 600,
-             qPrintable(QString::number(timer.elapsed())));  // what a closing window gives
 }
 
 void TestCaptureThread::noSizeNoQuery_data() {

@@ -1,4 +1,3 @@
-#include <QFontDatabase>
 #include <QGraphicsEffect>
 #include <QGraphicsView>
 #include <QScreen>
@@ -55,18 +54,6 @@ int inkOf(const QImage& image) {
             count += qGreen(image.pixel(x, y)) < 128 ? 1 : 0;
     }
     return count;
-}
-
-/// The smallest rectangle that holds every pixel that is not white.
-QRect inked(const QImage& image) {
-    QRect rect;
-    for (int y = 0; y < image.height(); ++y) {
-        for (int x = 0; x < image.width(); ++x) {
-            if (image.pixel(x, y) != qRgb(255, 255, 255))
-                rect |= QRect(x, y, 1, 1);
-        }
-    }
-    return rect;
 }
 
 /// Painted with nothing around it that could clip: the image's corner is the scene's (-900, -900).
@@ -130,8 +117,7 @@ private slots:
 };
 
 void TestFigureMeasures::initTestCase() {
-    QVERIFY(QFontDatabase().families().contains(QStringLiteral("DejaVu Sans")));
-    QGuiApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
+    QVERIFY(useKnownLetters());
 }
 
 // ---- measures ----------------------------------------------------------------------------------

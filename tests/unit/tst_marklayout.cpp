@@ -1,4 +1,3 @@
-#include <QFontDatabase>
 #include <QPainterPath>
 #include <QtTest>
 
@@ -75,8 +74,7 @@ private slots:
 };
 
 void TestMarkLayout::initTestCase() {
-    QVERIFY(QFontDatabase().families().contains(QStringLiteral("DejaVu Sans")));
-    QGuiApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
+    QVERIFY(useKnownLetters());
 }
 
 void TestMarkLayout::hitAreas_data() {

@@ -1,9 +1,9 @@
-#include <QFontDatabase>
 #include <QGraphicsView>
 #include <QScreen>
 #include <QtTest>
 
 #include "marks/ellipsemark.h"
+#include "support/smallpixels.h"
 #include "support/marktest.h"
 #include "support/workingfolder.h"
 
@@ -69,13 +69,13 @@ private slots:
     void removingAfterTheZoomChanged();
     void draggedOverPicturesThatChange_data();
     void draggedOverPicturesThatChange();
-    void smallPixels_data();
-    void smallPixels();
+    /// All that is here on screens with more pixels than the desktop says.
+    void smallPixels_data() { addPixelRatios(); }
+    void smallPixels() { runWithPixelRatio(); }
 };
 
 void TestMarkRepaint::initTestCase() {
-    QVERIFY(QFontDatabase().families().contains(QStringLiteral("DejaVu Sans")));
-    QGuiApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 9));
+    QVERIFY(useKnownLetters());
 }
 
 void TestMarkRepaint::rectangleIsThatOfTheCorners_data() {
@@ -324,29 +324,6 @@ void TestMarkRepaint::lettersAreNotThoseOfTheWidget() {
     QCOMPARE(rendered(scene), saved);
     QCOMPARE(shown(false), usual);
     QApplication::setFont(QFont(QStringLiteral("DejaVu Sans"), 9), "QWidget");
-}
-
-/// All that is above on screens with more pixels than the desktop says.
-void TestMarkRepaint::smallPixels_data() {
-    QTest::addColumn<QString>("ratio");
-    for (const char* ratio : {"1.25", "1.5", "1.75", "2"})
-        QTest::newRow(ratio) << QString::fromLatin1(ratio);
-}
-
-void TestMarkRepaint::smallPixels() {
-    QFETCH(QString, ratio);
-    if (qEnvironmentVariableIsSet("QT_SCALE_FACTOR"))
-        return;
-    QProcess again;
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("QT_SCALE_FACTOR"), ratio);
-    environment.insert(QStringLiteral("QT_SCALE_FACTOR_ROUNDING_POLICY"), QStringLiteral("PassThrough"));
-    again.setProcessEnvironment(environment);
-    again.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    again.start(QCoreApplication::applicationFilePath(), QStringList());
-    QVERIFY(again.waitForFinished(120000));
-    const QByteArray said = again.readAllStandardOutput();
-    QVERIFY2(again.exitStatus() == QProcess::NormalExit && again.exitCode() == 0, said.constData());
 }
 
 QTEST_MAIN(TestMarkRepaint)

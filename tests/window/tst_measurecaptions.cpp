@@ -3,28 +3,10 @@
 
 #include "marks/figure.h"
 #include "measure/captionoverlay.h"
+#include "support/measureclicks.h"
 #include "support/measureview.h"
 
 namespace {
-
-struct Drawn {
-    const char* name;
-    MeasureTool tool;
-    QVector<QPointF> clicks;  // view px from the middle
-};
-
-const QVector<Drawn>& drawings() {
-    static const QVector<Drawn> kDrawings{
-        {"line", MeasureTool::Line, {{-150, 60}, {120, -70}}},
-        {"circle", MeasureTool::Circle, {{-90, 10}, {90, 10}, {0, -80}}},
-        {"arc", MeasureTool::Arc, {{-90, 60}, {110, 30}, {-20, -90}}},
-        {"rectangle", MeasureTool::Rectangle, {{-110, -70}, {90, 80}}},
-        {"ellipse", MeasureTool::Ellipse, {{-110, -60}, {120, 70}}},
-        {"polygon", MeasureTool::Polygon, {{-130, -80}, {110, -60}, {130, 70}, {-70, 90}}},
-        {"horizontal", MeasureTool::HLine, {{0, -20}}},
-        {"vertical", MeasureTool::VLine, {{30, 0}}}};
-    return kDrawings;
-}
 
 QRect pixelsOf(const CaptionPlate& plate) {
     return plate.area.toRect();

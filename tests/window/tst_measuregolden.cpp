@@ -3,32 +3,15 @@
 #include <cstdlib>
 
 #include "marks/figure.h"
+#include "support/goldenpicture.h"
 #include "support/mainwindowtest.h"
+#include "support/measureclicks.h"
 #include "support/measureview.h"
 #include "support/recordingcamera.h"
 
 namespace {
 
 constexpr double kPerPixel = 0.25;  // mm
-
-struct Drawn {
-    const char* name;
-    MeasureTool tool;
-    QVector<QPointF> clicks;  // view px from the middle
-};
-
-const QVector<Drawn>& drawings() {
-    static const QVector<Drawn> kDrawings{
-        {"line", MeasureTool::Line, {{-150, 60}, {120, -70}}},
-        {"circle", MeasureTool::Circle, {{-90, 10}, {90, 10}, {0, -80}}},
-        {"arc", MeasureTool::Arc, {{-90, 60}, {110, 30}, {-20, -90}}},
-        {"rectangle", MeasureTool::Rectangle, {{-110, -70}, {90, 80}}},
-        {"ellipse", MeasureTool::Ellipse, {{-110, -60}, {120, 70}}},
-        {"polygon", MeasureTool::Polygon, {{-130, -80}, {110, -60}, {130, 70}, {-70, 90}}},
-        {"hline", MeasureTool::HLine, {{0, -20}}},
-        {"vline", MeasureTool::VLine, {{30, 0}}}};
-    return kDrawings;
-}
 
 /// As a scale and calibrated tiles make it.
 PlaneFigure millimetres(const QVector<QPointF>& points) {
@@ -38,23 +21,6 @@ PlaneFigure millimetres(const QVector<QPointF>& points) {
     figure.unit = 1;
     figure.pixel = kPerPixel;
     return figure;
-}
-
-/// Pixels of clearly another colour; all for another size.
-int difference(const QImage& a, const QImage& b) {
-    if (a.size() != b.size())
-        return a.width() * a.height();
-    int count = 0;
-    for (int y = 0; y < a.height(); ++y) {
-        for (int x = 0; x < a.width(); ++x) {
-            const QRgb p = a.pixel(x, y);
-            const QRgb q = b.pixel(x, y);
-            const int far = std::max({std::abs(qRed(p) - qRed(q)), std::abs(qGreen(p) - qGreen(q)),
-                                      std::abs(qBlue(p) - qBlue(q))});
-            count += far > 40 ? 1 : 0;
-        }
-    }
-    return count;
 }
 
 }  // namespace
@@ -114,21 +80,7 @@ void TestMeasureGolden::figures() {
     view.paint();
     const QImage picture =
         view.view->grab(view.viewport()->geometry()).toImage().convertToFormat(QImage::Format_RGB32);
-    const QString name =
-        QString::fromLatin1(QTest::currentDataTag()).replace(QLatin1Char(' '), QLatin1Char('-')) +
-        QStringLiteral(".png");
-    if (qEnvironmentVariableIsSet("BIVISTA_NEW_PICTURES")) {
-        QVERIFY(picture.save(qEnvironmentVariable("BIVISTA_NEW_PICTURES") + QLatin1Char('/') + name));
-        return;
-    }
-#ifdef Q_OS_WIN
-    QSKIP("other letters");
-#endif
-    const QImage golden(QStringLiteral(TEST_DATA "/measure/") + name);
-    QVERIFY2(!golden.isNull(), qPrintable(name));
-    const int count = difference(picture, golden.convertToFormat(QImage::Format_RGB32));
-    // A few, for the rounding of another processor; the smallest part of a figure has more.
-    QVERIFY2(count <= 5, qPrintable(QStringLiteral("%1 pixels differ").arg(count)));
+    compareWithGolden(picture, QStringLiteral(TEST_DATA "/measure"));
 }
 
 void TestMeasureGolden::strokesCoverNoPixelsThatAreMeasured_data() {

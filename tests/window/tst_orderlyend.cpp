@@ -1,4 +1,5 @@
 #include <QDialog>
+#include <QElapsedTimer>
 
 #include "app/orderlyend.h"
 #include "camera/kvcap2.h"
@@ -33,8 +34,8 @@ const QStringList kBothFreed{QStringLiteral("CameraFree(0)"), QStringLiteral("Ca
 
 }  // namespace
 
-/// The end of the program by others than the operator, within the process. tests/desktop has the signals and
-/// the lost display.
+/// The end of the window, and of the program by others than the operator, within the process. tests/desktop
+/// has the signals and the lost display.
 class TestOrderlyEnd : public QObject {
     Q_OBJECT
 
@@ -50,6 +51,9 @@ private slots:
     void askedWhileTheWindowIsBuilt();
     void nothingToDoAfterwards();
     void questionClosesNothing();
+    void destroyedWithoutClosing();
+    void streamAfterCloseStartsNothing();
+    void queuedFramesAreFreed();
 #ifdef Q_OS_WIN
     void sessionEnds();
 #endif
@@ -293,6 +297,48 @@ void TestOrderlyEnd::questionClosesNothing() {
     window.start();
     QVERIFY(window.waitForTiles(2));
     QVERIFY(!QGuiApplication::isFallbackSessionManagementEnabled());
+}
+
+void TestOrderlyEnd::destroyedWithoutClosing() {
+    recording::reset(4);
+    auto answerer = std::make_unique<BoxAnswerer>();
+    const WorkingFolder folder;
+    auto window = std::make_unique<MainWindow>(nullptr);
+    window->streamVideo();
+    QTRY_VERIFY(!recording::callsOf(QStringLiteral("CameraQueryImage")).isEmpty());
+    window.reset();
+    QCOMPARE(recording::calls().last().text(), QStringLiteral("CameraFree(3)"));
+}
+
+void TestOrderlyEnd::streamAfterCloseStartsNothing() {
+    recording::reset(4);
+    WindowUnderTest window;
+    window.start();
+    QVERIFY(window->close());
+    recording::forgetCalls();
+    window->sizeWindow();
+    const auto threads = window->findChildren<CaptureThread*>();
+    QCOMPARE(threads.size(), 4);
+    for (auto* thread : threads)
+        QVERIFY(!thread->isRunning());
+    QVERIFY(recording::calls().isEmpty());
+}
+
+void TestOrderlyEnd::queuedFramesAreFreed() {
+    recording::reset(4);
+    WindowUnderTest window;
+    window.start();
+    QVERIFY(window.waitForTiles(4));
+    // Frames of a blocked event loop: still queued when the window goes. The leak check is the judge of the
+    // buffers.
+    const int before = recording::callsOf(QStringLiteral("CameraQueryImage")).size();
+    QElapsedTimer limit;
+    limit.start();
+    while (recording::callsOf(QStringLiteral("CameraQueryImage")).size() < before + 20 &&
+           limit.elapsed() < kWait)
+        QThread::msleep(1);
+    QVERIFY(limit.elapsed() < kWait);
+    window.end();
 }
 
 #ifdef Q_OS_WIN

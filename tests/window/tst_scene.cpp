@@ -1,24 +1,18 @@
-#include <QGraphicsRectItem>
-#include <QGraphicsView>
-#include <QMouseEvent>
 #include <QSignalSpy>
 #include <QtTest>
 
 #include "marks/coordinatesmark.h"
 #include "marks/interactivescene.h"
-#include "marks/textmark.h"
 #include "support/boxanswerer.h"
-#include "support/marktest.h"
-#include "support/workingfolder.h"
+#include "support/sceneview.h"
 
-/// Placing, grabbing, moving and deleting marks, and typing barcodes, through a view: mouse and keys take the
-/// way that they take in the window.
-class TestScene : public QObject {
+/// Placing, grabbing, moving and deleting marks through a view.
+class TestScene : public QObject, private SceneView {
     Q_OBJECT
 
 private slots:
-    void init();
-    void cleanup();
+    void init() { setUp(); }
+    void cleanup() { tearDown(); }
     void crossHairFollowsTheMouseUntilItIsPlaced();
     void anyButtonButTheRightOnePlaces();
     void tellsWhetherItIsPlacing();
@@ -45,126 +39,9 @@ private slots:
     void removedMarkIsGrabbedNoMore();
     void clearing();
     void clearingWhilePlacingIsRefused();
-    void overlaysArePlaced();
-    void overlayPlacedAgain();
-    void barcodeIsTyped();
-    void barcodeEnter();
-    void backspaceAndOtherKeys();
-    void noBarcodeOverlayNoTyping();
-    void keysWhileAnOverlayIsPlacedAreNotCollected();
-    void returnWithNothingTyped();
-    void overlayClearedByTheListener();
-    void stuckKeyIsBounded();
-    void nudgedAndTyped();
-    void overlayShowsWhatIsTyped();
-    void longCodesAreWhole();
     void middlePressDoesNotGrabWhereItIs();
     void everyChangeIsRepainted();
-
-private:
-    Mark* place(QPointF point);
-    void press(QPointF point, Qt::MouseButton button = Qt::LeftButton);
-    void release(QPointF point, Qt::MouseButton button = Qt::LeftButton);
-    void click(QPointF point, Qt::MouseButton button = Qt::LeftButton);
-    void move(QPointF point, Qt::MouseButtons buttons = Qt::NoButton);
-    void key(int key) { QTest::keyClick(view.get(), static_cast<Qt::Key>(key)); }
-    /// A line end is the Return key.
-    void type(const QByteArray& text) {
-        QTest::keyClicks(view.get(), QString::fromLatin1(text.endsWith('\n') ? text.chopped(1) : text));
-        if (text.endsWith('\n'))
-            key(Qt::Key_Return);
-    }
-    QList<CoordinatesMark*> crossHairs() const;
-    QStringList texts() const;
-    void build(int options);
-
-    std::unique_ptr<WorkingFolder> folder;
-    std::unique_ptr<InteractiveScene> scene;
-    std::unique_ptr<QGraphicsView> view;
-    QGraphicsRectItem* tile = nullptr;
-    std::unique_ptr<QSignalSpy> finished;
-    std::unique_ptr<QSignalSpy> scanned;
 };
-
-void TestScene::init() {
-    qRegisterMetaType<Mark*>("Mark*");
-    folder = std::make_unique<WorkingFolder>();
-    build(1);
-}
-
-void TestScene::build(int options) {
-    cleanup();
-    folder = std::make_unique<WorkingFolder>();
-    scene = std::make_unique<InteractiveScene>(nullptr, options);
-    scene->setSceneRect(0, 0, 640, 480);
-    tile = scene->addRect(0, 0, 640, 480, Qt::NoPen, Qt::lightGray);
-    view = std::make_unique<QGraphicsView>(scene.get());
-    view->setFrameShape(QFrame::NoFrame);
-    view->viewport()->setMouseTracking(true);
-    view->setGeometry(0, 0, 640, 480);
-    view->show();
-    QVERIFY(QTest::qWaitForWindowExposed(view.get()));
-    finished = std::make_unique<QSignalSpy>(scene.get(), &InteractiveScene::finished);
-    scanned = std::make_unique<QSignalSpy>(scene.get(), &InteractiveScene::scanned);
-}
-
-void TestScene::cleanup() {
-    finished.reset();
-    scanned.reset();
-    view.reset();
-    scene.reset();
-    folder.reset();
-}
-
-void TestScene::press(QPointF point, Qt::MouseButton button) {
-    QTest::mousePress(view->viewport(), button, {}, view->mapFromScene(point));
-}
-
-void TestScene::release(QPointF point, Qt::MouseButton button) {
-    QTest::mouseRelease(view->viewport(), button, {}, view->mapFromScene(point));
-}
-
-void TestScene::click(QPointF point, Qt::MouseButton button) {
-    press(point, button);
-    release(point, button);
-}
-
-/// QTest's own moves carry no buttons.
-void TestScene::move(QPointF point, Qt::MouseButtons buttons) {
-    const QPointF local = view->mapFromScene(point);
-    QMouseEvent event(QEvent::MouseMove, local, view->viewport()->mapToGlobal(local.toPoint()), Qt::NoButton,
-                      buttons, Qt::NoModifier);
-    QCoreApplication::sendEvent(view->viewport(), &event);
-}
-
-Mark* TestScene::place(QPointF point) {
-    scene->setMode(7);
-    move(point);
-    click(point);
-    return crossHairs().last();
-}
-
-/// In the order of placing.
-QList<CoordinatesMark*> TestScene::crossHairs() const {
-    QList<CoordinatesMark*> found;
-    const auto items = scene->items(Qt::AscendingOrder);
-    for (QGraphicsItem* item : items) {
-        if (auto* mark = dynamic_cast<CoordinatesMark*>(item))
-            found.append(mark);
-    }
-    return found;
-}
-
-/// The overlays' lines.
-QStringList TestScene::texts() const {
-    QStringList lines;
-    const auto items = scene->items(Qt::AscendingOrder);
-    for (QGraphicsItem* item : items) {
-        if (auto* mark = dynamic_cast<TextMark*>(item))
-            lines.append(mark->toText());
-    }
-    return lines;
-}
 
 void TestScene::crossHairFollowsTheMouseUntilItIsPlaced() {
     scene->setMode(7);
@@ -499,186 +376,6 @@ void TestScene::clearingWhilePlacingIsRefused() {
     scene->clearMarks();
     QCOMPARE(answerer.boxes.size(), 1);
     QCOMPARE(scene->items().size(), 1);
-}
-
-void TestScene::overlaysArePlaced() {
-    scene->setDateTimeFormat(QStringLiteral("HH"));
-    scene->setMode(10);
-    QCOMPARE(texts().size(), 1);
-    click({50, 300});
-    QCOMPARE(finished->count(), 1);
-    QCOMPARE(finished->at(0).mid(0, 3), (QVariantList{50.0, 300.0, 10}));
-    scene->setMode(11);
-    click({60, 400});
-    QCOMPARE(finished->count(), 2);
-    QCOMPARE(finished->at(1).mid(0, 3), (QVariantList{60.0, 400.0, 11}));
-    for (const int index : {0, 1}) {
-        const auto* mark = finished->at(index)[3].value<Mark*>();
-        QCOMPARE(mark->zValue(), 1000.0);
-        QCOMPARE(static_cast<int>(mark->flags()), 0x803);
-        QCOMPARE(mark->markType, 10 + index);
-    }
-    QVERIFY(texts()[0].startsWith(QStringLiteral("Text #ff0000 1 1 | 50 300 ")));
-    QVERIFY(texts()[1].contains(QStringLiteral("| 1 HH 0 ")));
-    // Placed: the next click places nothing.
-    click({10, 10});
-    QCOMPARE(finished->count(), 2);
-    QVERIFY(scene->markCount() == 0);
-}
-
-void TestScene::overlayPlacedAgain() {
-    scene->restoreDateTimeMark(QStringLiteral("Text #ff0000 1 1 | 1 1 0 0 | 1 x 0 y 0 0 0 0"));
-    scene->setDateTimeFormat(QStringLiteral("mm"));
-    scene->setMode(11);
-    QCOMPARE(texts().size(), 1);
-    click({60, 300});
-    QCOMPARE(texts().size(), 1);
-    QVERIFY(texts()[0].startsWith(QStringLiteral("Text #ff0000 1 1 | 60 300 ")));
-    QVERIFY(texts()[0].contains(QStringLiteral("| 1 mm 0 ")));
-    QCOMPARE(finished->first()[3].value<Mark*>()->markType, 11);
-    // Typed so far is gone when the barcode is placed anew.
-    scene->setMode(10);
-    scene->setMode(0);
-    type("old");
-    scene->setMode(10);
-    scene->setMode(0);
-    type("new\n");
-    QCOMPARE(scanned->last().first().toString(), QStringLiteral("new"));
-}
-
-void TestScene::barcodeIsTyped() {
-    scene->setMode(10);
-    click({50, 300});
-    type("4006381333931");
-    QCOMPARE(scanned->count(), 0);
-    key(Qt::Key_Return);
-    QCOMPARE(scanned->count(), 1);
-    QCOMPARE(scanned->first().first().toString(), QStringLiteral("4006381333931"));
-    type("Ab-1 %2");
-    key(Qt::Key_Return);
-    QCOMPARE(scanned->last().first().toString(), QStringLiteral("Ab-1 %2"));
-}
-
-void TestScene::barcodeEnter() {
-    scene->setMode(10);
-    click({50, 300});
-    type("77");
-    key(Qt::Key_Enter);
-    QCOMPARE(scanned->count(), 1);
-    QCOMPARE(scanned->first().first().toString(), QStringLiteral("77"));
-}
-
-void TestScene::backspaceAndOtherKeys() {
-    scene->setMode(10);
-    click({50, 300});
-    key(Qt::Key_Backspace);
-    type("12");
-    key(Qt::Key_Backspace);
-    key(Qt::Key_Shift);
-    key(Qt::Key_Left);
-    type("3\n");
-    QCOMPARE(scanned->first().first().toString(), QStringLiteral("13"));
-}
-
-void TestScene::noBarcodeOverlayNoTyping() {
-    type("123\n");
-    QCOMPARE(scanned->count(), 0);
-    scene->setMode(11);  // a date-time overlay collects nothing
-    click({50, 300});
-    type("123\n");
-    QCOMPARE(scanned->count(), 0);
-}
-
-void TestScene::keysWhileAnOverlayIsPlacedAreNotCollected() {
-    scene->setMode(10);
-    type("123\n");
-    QCOMPARE(scanned->count(), 0);
-    click({50, 300});
-    type("4\n");
-    QCOMPARE(scanned->first().first().toString(), QStringLiteral("4"));
-}
-
-void TestScene::returnWithNothingTyped() {
-    scene->setMode(10);
-    click({50, 300});
-    key(Qt::Key_Return);
-    QCOMPARE(scanned->count(), 1);
-    QCOMPARE(scanned->first().first().toString(), QString());
-}
-
-/// A listener that shows a box lets people clear the marks before it returns.
-void TestScene::overlayClearedByTheListener() {
-    scene->setMode(10);
-    click({50, 300});
-    connect(scene.get(), &InteractiveScene::scanned, scene.get(), &InteractiveScene::clearMarks);
-    type("12\n");
-    QVERIFY(texts().isEmpty());
-}
-
-void TestScene::stuckKeyIsBounded() {
-    scene->setMode(10);
-    click({50, 300});
-    QKeyEvent stuck(QEvent::KeyPress, Qt::Key_1, Qt::NoModifier, QStringLiteral("1"), true);
-    for (int i = 0; i < 6000; ++i)
-        QCoreApplication::sendEvent(scene.get(), &stuck);
-    key(Qt::Key_Return);
-    QVERIFY(scanned->first().first().toString().size() < 5000);
-}
-
-/// With a barcode overlay, letters that move the grabbed cross-hair are typed as well.
-void TestScene::nudgedAndTyped() {
-    scene->setMode(10);
-    click({50, 300});
-    auto* mark = static_cast<CoordinatesMark*>(place({400, 100}));
-    click({400, 100});
-    type("AD\n");
-    QCOMPARE(mark->point(), QPointF(400, 100));
-    type("W\n");
-    QCOMPARE(mark->point(), QPointF(400, 99));
-    QCOMPARE(scanned->at(0).first().toString(), QStringLiteral("AD"));
-    QCOMPARE(scanned->at(1).first().toString(), QStringLiteral("W"));
-}
-
-void TestScene::overlayShowsWhatIsTyped() {
-    scene->setMode(10);
-    click({50, 300});
-    TextMark* overlay = nullptr;
-    for (QGraphicsItem* item : scene->items()) {
-        if (auto* text = dynamic_cast<TextMark*>(item))
-            overlay = text;
-    }
-    QVERIFY(overlay);
-    QCOMPARE(overlay->text(), QStringLiteral("########"));
-    type("12");
-    QCOMPARE(overlay->text(), QStringLiteral("12"));
-    key(Qt::Key_Backspace);
-    QCOMPARE(overlay->text(), QStringLiteral("1"));
-    key(Qt::Key_Return);
-    QCOMPARE(overlay->text(), QStringLiteral("1"));  // until the next code begins
-    type("9");
-    QCOMPARE(overlay->text(), QStringLiteral("9"));
-    key(Qt::Key_Backspace);
-    QCOMPARE(overlay->text(), QStringLiteral("########"));
-    type("77");
-    scene->setMode(10);
-    QCOMPARE(overlay->text(), QStringLiteral("########"));
-    scene->setMode(0);
-    key(Qt::Key_Return);
-    QCOMPARE(scanned->last().first().toString(), QString());
-    QCOMPARE(overlay->text(), QStringLiteral("########"));
-}
-
-void TestScene::longCodesAreWhole() {
-    scene->setMode(10);
-    click({50, 300});
-    // As many as the densest code holds.
-    const QString code = QStringLiteral("0123456789").repeated(429) + QStringLiteral("012345");
-    for (const QChar digit : code) {
-        QKeyEvent press(QEvent::KeyPress, Qt::Key_0, Qt::NoModifier, QString(digit));
-        QCoreApplication::sendEvent(scene.get(), &press);
-    }
-    key(Qt::Key_Return);
-    QCOMPARE(scanned->first().first().toString(), code);
 }
 
 /// What counts is where the left button went down last.

@@ -1,5 +1,4 @@
 #include <QMutex>
-#include <QSignalSpy>
 #include <QTimer>
 
 #include "camera/kvcap2.h"
@@ -94,9 +93,6 @@ private slots:
     void formIsWired();
     void scannedBarcodeSaves();
     void closingEndsThreadsThenFreesCameras();
-    void destroyedWithoutClosing();
-    void streamAfterCloseStartsNothing();
-    void queuedFramesAreFreed();
 };
 
 void TestStartup::initTestCase() {
@@ -567,45 +563,6 @@ void TestStartup::closingEndsThreadsThenFreesCameras() {
     for (const auto& thread : threads)
         QVERIFY(thread.isNull());
     QCOMPARE(recording::callsOf(QStringLiteral("CameraFree")).size(), 4);
-}
-
-void TestStartup::destroyedWithoutClosing() {
-    auto answerer = std::make_unique<BoxAnswerer>();
-    const WorkingFolder folder;
-    auto window = std::make_unique<MainWindow>(nullptr);
-    window->streamVideo();
-    QTRY_VERIFY(!recording::callsOf(QStringLiteral("CameraQueryImage")).isEmpty());
-    window.reset();
-    QCOMPARE(recording::calls().last().text(), QStringLiteral("CameraFree(3)"));
-}
-
-void TestStartup::streamAfterCloseStartsNothing() {
-    WindowUnderTest window;
-    window.start();
-    QVERIFY(window->close());
-    recording::forgetCalls();
-    window->sizeWindow();
-    const auto threads = window->findChildren<CaptureThread*>();
-    QCOMPARE(threads.size(), 4);
-    for (auto* thread : threads)
-        QVERIFY(!thread->isRunning());
-    QVERIFY(recording::calls().isEmpty());
-}
-
-void TestStartup::queuedFramesAreFreed() {
-    WindowUnderTest window;
-    window.start();
-    QVERIFY(window.waitForTiles(4));
-    // Frames of a blocked event loop: still queued when the window goes. The leak check is the judge of the
-    // buffers.
-    const int before = recording::callsOf(QStringLiteral("CameraQueryImage")).size();
-    QElapsedTimer limit;
-    limit.start();
-    while (recording::callsOf(QStringLiteral("CameraQueryImage")).size() < before + 20 &&
-           limit.elapsed() < kWait)
-        QThread::msleep(1);
-    QVERIFY(limit.elapsed() < kWait);
-    window.end();
 }
 
 QTEST_MAIN(TestStartup)
