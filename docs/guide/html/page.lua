@@ -1,15 +1,16 @@
 -- Makes a page of the guide out of what pandoc has read: links to the other pages, the list of pages, the table of keys.
 --
--- Metadata: page (its name), order (the names of all pages, in order), folder (of the guide's texts), lang (en or zh).
+-- Metadata: page (its name), order (the names of all pages, in order), folder (of the guide's texts), language (en or zh),
+-- version (of the program).
 
 local page, lang, folder
 local words = {
     en = {
-        guide = 'Bivista: user guide', contents = 'Pages', previous = 'Previous', next = 'Next', other = '中文',
+        contents = 'Pages', previous = 'Previous', next = 'Next', other = '中文',
         key = 'Key', default = 'Default', meaning = 'Meaning', none = 'none',
     },
     zh = {
-        guide = 'Bivista 使用指南', contents = '目录', previous = '上一页', next = '下一页', other = 'English',
+        contents = '目录', previous = '上一页', next = '下一页', other = 'English',
         key = '键', default = '默认值', meaning = '含义', none = '无',
     },
 }
@@ -35,20 +36,20 @@ end
 -- The text behind the first "# ".
 local function titleOf(name)
     local text = read(lang .. '/' .. name .. '.md') or ''
-    return (('\n' .. text):match('\n# +([^\n]*)') or name):gsub('%s+$', ''), nil
+    return ((('\n' .. text):match('\n# +([^\n]*)') or name):gsub('%s+$', ''))
 end
 
 local function linkTo(name, before, after)
     return string.format('<a href="%s.html">%s%s%s</a>', name, before or '', escaped(titleOf(name)), after or '')
 end
 
--- The list of pages, and the ways to the neighbours.
+-- The lists of pages before and after this one, and the ways to the neighbours.
 local function navigation(order)
-    local list, neighbours = {}, {}
+    local before, after, neighbours = {}, {}, {}
+    local list = before
     for i, name in ipairs(order) do
         if name == page then
-            list[#list + 1] = '<li class="here"><a href="' .. name .. '.html" aria-current="page">' ..
-                escaped(titleOf(name)) .. '</a></li>'
+            list = after
             if order[i - 1] then
                 neighbours.previous = linkTo(order[i - 1], '<span>' .. words[lang].previous .. '</span> ')
             end
@@ -59,7 +60,7 @@ local function navigation(order)
             list[#list + 1] = '<li>' .. linkTo(name) .. '</li>'
         end
     end
-    return table.concat(list, '\n'), neighbours
+    return table.concat(before, '\n'), table.concat(after, '\n'), neighbours
 end
 
 -- keys.txt says at its head how it is written.
@@ -93,18 +94,19 @@ end
 
 local function Meta(meta)
     page = pandoc.utils.stringify(meta.page)
-    lang = pandoc.utils.stringify(meta.lang)
+    lang = pandoc.utils.stringify(meta.language)
     folder = pandoc.utils.stringify(meta.folder)
     local order = {}
     for name in pandoc.utils.stringify(meta.order):gmatch('%S+') do
         order[#order + 1] = name
     end
-    local list, neighbours = navigation(order)
+    local before, after, neighbours = navigation(order)
     local other = lang == 'en' and 'zh' or 'en'
-    meta.pages = html(list)
+    meta.before, meta.after = html(before), html(after)
+    meta.here = html('<a href="' .. page .. '.html" aria-current="page">' .. escaped(titleOf(page)) .. '</a>')
     meta.previous = neighbours.previous and html(neighbours.previous)
     meta.next = neighbours.next and html(neighbours.next)
-    meta.guide = pandoc.MetaString(words[lang].guide)
+    meta.guide = pandoc.MetaString(titleOf('index'))
     meta.contents = pandoc.MetaString(words[lang].contents)
     meta.pagetitle = pandoc.MetaString(titleOf(page))
     meta.isindex = page == 'index'
@@ -141,4 +143,17 @@ local function Table(tbl)
     return pandoc.Div({ tbl }, { class = 'table' })
 end
 
-return { { Meta = Meta }, { RawBlock = RawBlock }, { Image = Image }, { Link = Link, Table = Table } }
+-- Under the page's name in the list of pages stand its headings.
+local function Pandoc(document)
+    local list = {}
+    for _, block in ipairs(document.blocks) do
+        if block.t == 'Header' and block.level == 2 then
+            list[#list + 1] = string.format('<li><a href="#%s">%s</a></li>', escaped(block.identifier),
+                escaped(pandoc.utils.stringify(block)))
+        end
+    end
+    document.meta.headings = #list > 0 and html(table.concat(list, '\n')) or nil
+    return document
+end
+
+return { { Meta = Meta }, { RawBlock = RawBlock }, { Image = Image }, { Link = Link, Table = Table }, { Pandoc = Pandoc } }
