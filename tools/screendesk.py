@@ -67,9 +67,6 @@ class Picture:
     def row(self, y, left, right):
         return self.pixels[3 * (y * self.width + left) : 3 * (y * self.width + right)]
 
-    def part(self, left, top, right, bottom):
-        return b"".join(self.row(y, left, right) for y in range(top, bottom))
-
 
 class Icon:
     """An icon of a tool bar, found on the screen by the pixels that it covers altogether."""
@@ -102,8 +99,6 @@ class Icon:
 
 class Desk:
     """An X server, a window manager, and at most one program on them. To be used by `with`."""
-
-    root = "root"  # the window of everything
 
     def __init__(self, folder, icons):
         self.folder, self.icons = folder, icons
@@ -260,40 +255,43 @@ class Desk:
 
     # ---- what is on the screen ---------------------------------------------------------------------
 
-    def screen(self):
-        done = subprocess.run(
-            ["import", "-window", "root", "-depth", "8", "ppm:-"], env=self.environment, capture_output=True, timeout=LIMIT
-        )
+    def ppm(self, window="root", box=None):
+        """A window with its frame, or the whole screen, or a box (left, top, right, bottom) of that."""
+        crop = ["-crop", f"{box[2] - box[0]}x{box[3] - box[1]}+{box[0]}+{box[1]}", "+repage"] if box else []
+        command = ["import", "-frame", "-window", window, *crop, "-depth", "8", "ppm:-"]
+        done = subprocess.run(command, env=self.environment, capture_output=True, timeout=LIMIT)
         if done.returncode != 0:
             raise Missing("The screen cannot be read: " + done.stderr.decode(errors="replace"))
-        return Picture.from_ppm(done.stdout)
+        return done.stdout
 
-    def window_picture(self, window):
-        """A window with its frame, or "root", as PPM."""
-        return subprocess.run(
-            ["import", "-frame", "-window", window, "-depth", "8", "ppm:-"],
-            env=self.environment,
-            capture_output=True,
-            timeout=LIMIT,
-            check=True,
-        ).stdout
+    def screen(self, box=None):
+        return Picture.from_ppm(self.ppm(box=box))
 
-    def wait_until_still(self, seconds=1.0, top=0, bottom=SIZE[1] - 30):
-        """Until nothing changes any more in these rows; at first, in all but the status bar's."""
-        end, since, last = time.monotonic() + LIMIT, time.monotonic(), None
-        while True:
-            now = self.screen().part(0, top, SIZE[0], bottom)
+    def _is_still(self, box, seconds, limit):
+        end, since, last = time.monotonic() + limit, time.monotonic(), None
+        while time.monotonic() < end:
+            now = self.screen(box).pixels
             if now != last:
                 last, since = now, time.monotonic()
             elif time.monotonic() - since > seconds:
-                return
-            if time.monotonic() > end:
-                raise Missing("The screen does not come to rest.")
-            time.sleep(0.15)
+                return True
+            time.sleep(0.25)
+        return False
 
-    def wait_for_status(self):
-        """Until the status bar says the same for some seconds: at first rates take a while to settle."""
-        self.wait_until_still(3.0, SIZE[1] - 24, SIZE[1])
+    def wait_until_still(self):
+        """Until nothing changes any more on the screen, but for the status bar."""
+        if not self._is_still((0, 0, SIZE[0], SIZE[1] - 30), 1.0, LIMIT):
+            raise Missing("The screen does not come to rest.")
+
+    def wait_for_rates(self):
+        """Until the status bar says the same for some seconds: at first rates rise, later a message may come. On a busy
+        machine they never settle."""
+        self.wait_until_still()
+        self._is_still((0, SIZE[1] - 24, SIZE[0], SIZE[1]), 3.0, 20)
+
+    def centre(self):
+        """Of the view, when it has scroll bars."""
+        return (SIZE[0] - 14) / 2, (self.view[0] + self.view[1] - 14) / 2
 
     def _find_view(self):
         """The rows (top, bottom) that the view has: dark beside or around the pictures."""
