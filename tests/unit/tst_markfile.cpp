@@ -75,6 +75,7 @@ private slots:
     void dateTimeFormatIsMended();
     void overlaysAreNotReplaced();
     void kinds();
+    void documentedLines_data();
     void documentedLines();
     void keptInputs_data();
     void keptInputs();
@@ -557,9 +558,16 @@ void TestMarkFile::kinds() {
                 .startsWith(QStringLiteral("VLine ")));
 }
 
-/// The file that docs/marks.md shows is one, and has every kind.
+void TestMarkFile::documentedLines_data() {
+    QTest::addColumn<QString>("page");
+    QTest::newRow("English") << QStringLiteral("en");
+    QTest::newRow("Chinese") << QStringLiteral("zh");
+}
+
+/// The file that the guide shows in both languages is one, and has every kind.
 void TestMarkFile::documentedLines() {
-    QFile document(QStringLiteral(DOCUMENTS "/marks.md"));
+    QFETCH(QString, page);
+    QFile document(QStringLiteral(GUIDE "/%1/marks.md").arg(page));
     QVERIFY(document.open(QIODevice::ReadOnly));
     QString file = QString::fromUtf8(document.readAll()).section(QStringLiteral("```\n"), 1, 1);
     file.replace(QLatin1Char('\n'), QStringLiteral("\r\n"));
