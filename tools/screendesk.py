@@ -67,6 +67,16 @@ class Picture:
     def row(self, y, left, right):
         return self.pixels[3 * (y * self.width + left) : 3 * (y * self.width + right)]
 
+    def differs(self, other):
+        """In more than a text cursor that blinks."""
+        if self.pixels == other.pixels:
+            return False
+        rows = [y for y in range(self.height) if self.row(y, 0, self.width) != other.row(y, 0, self.width)]
+        if len(rows) > 40:
+            return True
+        changed = sum(self.at(x, y) != other.at(x, y) for y in rows for x in range(self.width))
+        return changed > 60
+
 
 class Icon:
     """An icon of a tool bar, found on the screen by the pixels that it covers altogether."""
@@ -270,8 +280,8 @@ class Desk:
     def _is_still(self, box, seconds, limit):
         end, since, last = time.monotonic() + limit, time.monotonic(), None
         while time.monotonic() < end:
-            now = self.screen(box).pixels
-            if now != last:
+            now = self.screen(box)
+            if last is None or now.differs(last):
                 last, since = now, time.monotonic()
             elif time.monotonic() - since > seconds:
                 return True
