@@ -293,10 +293,19 @@ class Desk:
         if not self._is_still((0, 0, SIZE[0], SIZE[1] - 30), 1.0, LIMIT):
             raise Missing("The screen does not come to rest.")
 
+    def wait_for_change(self, before):
+        """Until the view shows something else than `before`, a screen()."""
+        rows = range(*self.view)
+
+        def changed():
+            now = self.screen()
+            return any(now.row(y, 0, SIZE[0]) != before.row(y, 0, SIZE[0]) for y in rows)
+
+        wait_for(changed, "Nothing changes in the view.")
+
     def wait_for_rates(self):
         """Until the status bar says the same for some seconds: at first rates rise, later a message may come. On a busy
         machine they never settle."""
-        self.wait_until_still()
         self._is_still((0, SIZE[1] - 24, SIZE[0], SIZE[1]), 3.0, 20)
 
     def centre(self):

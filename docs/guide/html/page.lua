@@ -86,7 +86,7 @@ local function keyTables()
     for _, group in ipairs(groups) do
         local text = string.format('| %s | %s | %s |\n|---|---|---|\n', words[lang].key, words[lang].default,
             words[lang].meaning) .. table.concat(group.rows, '\n') .. '\n'
-        blocks:insert(pandoc.Header(2, pandoc.Str('[' .. group.name .. ']'), { id = 'group-' .. group.name:lower() }))
+        blocks:insert(pandoc.Header(3, pandoc.Str('[' .. group.name .. ']'), { id = 'group-' .. group.name:lower() }))
         blocks:extend(pandoc.read(text, 'gfm').blocks)
     end
     return blocks
@@ -119,6 +119,10 @@ local function Meta(meta)
 end
 
 local function Link(link)
+    local name = link.target:match('^([%w-]+)%.md')
+    if name and pandoc.utils.stringify(link.content) == name .. '.md' then
+        link.content = pandoc.Str(titleOf(name))
+    end
     if not link.target:match('^%a[%w+.-]*:') then
         link.target = link.target:gsub('%.md$', '.html'):gsub('%.md#', '.html#')
     end
