@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """A desktop without a screen, and the program on it, for tools/screenshots: looks at the pixels, presses keys and buttons.
 
 Every wait looks for what it waits for and has a limit; Missing says what did not come.

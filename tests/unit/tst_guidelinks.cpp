@@ -1,11 +1,12 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <QHash>
 #include <QSet>
 #include <QtTest>
 
 #include "support/guidepages.h"
 
-/// No link of the guide and of the other documents is dead, and no anchor and no picture; in the texts, and in the HTML that
-/// is made of them.
+/// No link of the guide and of the other documents is dead, and no anchor and no picture; in the texts, and
+/// in the HTML that is made of them.
 class TestGuideLinks : public QObject {
     Q_OBJECT
 
@@ -112,7 +113,8 @@ void TestGuideLinks::guideStaysWithinItself() {
                 if (isElsewhere(link.target) || (link.isPicture ? link.target.startsWith(pictures)
                                                                 : otherPage.match(link.target).hasMatch()))
                     continue;
-                strays.append(QStringLiteral("%1/%2:%3: %4").arg(language, name).arg(link.line).arg(link.target));
+                strays.append(
+                    QStringLiteral("%1/%2:%3: %4").arg(language, name).arg(link.line).arg(link.target));
             }
         }
     }
@@ -144,9 +146,11 @@ void TestGuideLinks::everyPageIsMade() {
         for (QString name : texts) {
             name.replace(QStringLiteral(".md"), QStringLiteral(".html"));
             const QString page = guide::contentOf(QStringLiteral("%1/%2/%3").arg(kHtml, language, name));
-            QVERIFY2(page.contains(QStringLiteral("</html>")), qPrintable(language + QLatin1Char('/') + name));
+            QVERIFY2(page.contains(QStringLiteral("</html>")),
+                     qPrintable(language + QLatin1Char('/') + name));
             // In the other language too, and beside all others.
-            const QString other = language == QLatin1String("en") ? QStringLiteral("zh") : QStringLiteral("en");
+            const QString other =
+                language == QLatin1String("en") ? QStringLiteral("zh") : QStringLiteral("en");
             QVERIFY2(page.contains(QStringLiteral("href=\"../%1/%2\"").arg(other, name)), qPrintable(name));
             for (QString neighbour : texts) {
                 neighbour.replace(QStringLiteral(".md"), QStringLiteral(".html"));
@@ -205,9 +209,10 @@ void TestGuideLinks::anchorsAreMadeAsGitHubMakesThem() {
     const QString text = QStringLiteral(
         "# Keys of setting.ini\n```\n# none\n```\n## In full screen, in \"Chinese\"\n## Twice\n### Twice\n"
         "## 保存，四种方式\n");
-    QCOMPARE(guide::anchorsOf(text),
-             (QStringList{QStringLiteral("keys-of-settingini"), QStringLiteral("in-full-screen-in-chinese"),
-                          QStringLiteral("twice"), QStringLiteral("twice-1"), QStringLiteral("保存四种方式")}));
+    QCOMPARE(
+        guide::anchorsOf(text),
+        (QStringList{QStringLiteral("keys-of-settingini"), QStringLiteral("in-full-screen-in-chinese"),
+                     QStringLiteral("twice"), QStringLiteral("twice-1"), QStringLiteral("保存四种方式")}));
     const auto links = guide::linksOf(QStringLiteral("a [b](c.md#d) ![e](f.png)\n```\n[g](h)\n```\n[i](j)"));
     QCOMPARE(links.size(), 3);
     QCOMPARE(links[0].target, QStringLiteral("c.md#d"));

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include <QAction>
 #include <QApplication>
 #include <QHash>
@@ -10,8 +11,8 @@
 #include "settings/settingkeys.h"
 #include "support/guidepages.h"
 
-/// The guide has every action, control and key, in both languages, and says the same in both: the same pages, headings and
-/// pictures.
+/// The guide has every action, control and key, in both languages, and says the same in both: the same pages,
+/// headings and pictures.
 class TestGuideTexts : public QObject {
     Q_OBJECT
 
@@ -244,9 +245,9 @@ void TestGuideTexts::samePictures() {
     for (const QString& name : names) {
         const QStringList english = picturesOf(pageText(QStringLiteral("en"), name));
         const QStringList inChinese = picturesOf(pageText(QStringLiteral("zh"), name));
-        QVERIFY2(english == inChinese,
-                 qPrintable(QStringLiteral("%1: en %2; zh %3")
-                                .arg(name, english.join(QLatin1Char(' ')), inChinese.join(QLatin1Char(' ')))));
+        QVERIFY2(english == inChinese, qPrintable(QStringLiteral("%1: en %2; zh %3")
+                                                      .arg(name, english.join(QLatin1Char(' ')),
+                                                           inChinese.join(QLatin1Char(' ')))));
     }
     QCOMPARE(guide::filesIn(kGuide + QStringLiteral("/pictures/en"), QStringLiteral("png")),
              guide::filesIn(kGuide + QStringLiteral("/pictures/zh"), QStringLiteral("png")));
@@ -311,8 +312,8 @@ void TestGuideTexts::everyShortcut() {
     QVERIFY(wanted.contains(QStringLiteral("Ctrl+Z")));
     const QString text = allText(language);
     for (const QString& shortcut : qAsConst(wanted)) {
-        const QRegularExpression whole(QStringLiteral("(?<![\\w+])%1(?![\\w+])")
-                                           .arg(QRegularExpression::escape(shortcut)));
+        const QRegularExpression whole(
+            QStringLiteral("(?<![\\w+])%1(?![\\w+])").arg(QRegularExpression::escape(shortcut)));
         QVERIFY2(text.contains(whole), qPrintable(language + QStringLiteral(" does not name ") + shortcut));
     }
 }
@@ -344,7 +345,8 @@ void TestGuideTexts::everyKeyIsExplained() {
     const QStringList blocks = keyBlocks.keys();
     for (const QString& name : blocks) {
         for (const QString& language : guide::kLanguages)
-            QVERIFY2(!keyBlocks[name].meaning[language].isEmpty(), qPrintable(name + QLatin1Char(' ') + language));
+            QVERIFY2(!keyBlocks[name].meaning[language].isEmpty(),
+                     qPrintable(name + QLatin1Char(' ') + language));
     }
 }
 

@@ -1,3 +1,4 @@
+-- SPDX-License-Identifier: Apache-2.0
 -- Makes a page of the guide out of what pandoc has read: links to the other pages, the list of pages, the table of keys.
 --
 -- Metadata: page (its name), order (the names of all pages, in order), folder (of the guide's texts), language (en or zh),
