@@ -159,11 +159,15 @@ class Desk:
     # ---- the program ------------------------------------------------------------------------------
 
     def start(self, program, folder):
-        """Starts it in a working folder and waits until its window fills the screen."""
+        """Starts it in a working folder and waits until its window fills the screen and shows pictures."""
         with open(os.path.join(folder, "output.txt"), "w", encoding="utf-8") as output:
             self.program = subprocess.Popen([program], cwd=folder, env=self.environment, stdout=output, stderr=output)
         self.window = wait_for(self._filling_window, "The window does not come up, or not as large as the screen.")
+        # In two steps: bars may still come and go while the first pictures do.
         self.view = wait_for(self._find_view, "There is no view.")
+        self.pictures()
+        self.wait_until_still()
+        self.view = wait_for(self._find_view, "There is no view any more.")
 
     def end(self):
         """Ends it as its operator would not, but in order."""
