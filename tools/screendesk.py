@@ -145,7 +145,10 @@ class Desk:
         self.children.append(subprocess.Popen(server, pass_fds=[writable], stderr=subprocess.DEVNULL))
         os.close(writable)
         with os.fdopen(readable) as pipe:
-            self.environment["DISPLAY"] = ":" + pipe.readline().strip()
+            number = pipe.readline().strip()
+        if not number:
+            raise Missing("Xvfb does not start.")
+        self.environment["DISPLAY"] = ":" + number
         settings = os.path.join(self.folder, "openbox.xml")
         with open(settings, "w", encoding="utf-8") as file:
             file.write(OPENBOX)
