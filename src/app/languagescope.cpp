@@ -2,12 +2,17 @@
 
 #include <QCoreApplication>
 
+int LanguageScope::lastSet = LanguageScope::kEnglish;
+
 LanguageScope::LanguageScope(int language) {
+    lastSet = kEnglish;
     if (language != kChinese)
         return;
     const QString file = QStringLiteral("lang/tilecam_zh_CN");
-    if (translator.load(file))
+    if (translator.load(file)) {
         QCoreApplication::installTranslator(&translator);
-    else  // The texts stay English, without a word on screen.
+        lastSet = kChinese;
+    } else {  // The texts stay English, without a word on screen.
         qWarning("No Chinese texts: %s.qm cannot be read in the working folder", qPrintable(file));
+    }
 }

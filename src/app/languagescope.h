@@ -12,6 +12,10 @@ public:
 
     explicit LanguageScope(int language);
 
+    /// The language in which texts were last set: that of the forms.
+    static int onScreen() { return lastSet; }
+
 private:
+    static int lastSet;
     QTranslator translator;  // takes itself away
 };

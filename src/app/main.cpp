@@ -5,6 +5,7 @@
 
 #include "app/commandline.h"
 #include "app/crashtrace.h"
+#include "app/guidekey.h"
 #include "app/mainwindow.h"
 #include "app/onlyprogram.h"
 #include "app/orderlyend.h"
@@ -51,6 +52,7 @@ int main(int argc, char* argv[]) {
         qWarning("There is no %s since the working folder has no name",
                  options.logFile.isEmpty() ? "log file and no trace of a crash" : "trace of a crash");
     OrderlyEnd end;
+    const GuideKey guideKey(QCoreApplication::applicationDirPath());
     MainWindow window(nullptr);
     // Or, left from full screen, its status bar and close button were beyond the edge.
     fitToScreen(&window);

@@ -75,6 +75,7 @@ private slots:
     void saysWhatItIs();
     void iconOf256Pixels();
     void readmeNamesTheVersion();
+    void guideInBothLanguages();
     void symbolsFit_data();
     void symbolsFit();
     void manifestsForWinget();
@@ -132,6 +133,19 @@ void TestWindowsPackage::readmeNamesTheVersion() {
     QVERIFY2(text.startsWith("Bivista " VERSION " for Windows\r\n"), text.left(80).constData());
     QVERIFY(!text.contains('@'));
     QCOMPARE(text.count('\n'), text.count("\r\n"));
+}
+
+/// What F1 opens; beside the program it is found first.
+void TestWindowsPackage::guideInBothLanguages() {
+    const QStringList english = QDir(package.filePath("guide/en")).entryList(QDir::Files);
+    QVERIFY2(english.contains("index.html") && english.size() >= 13, qPrintable(english.join(' ')));
+    QCOMPARE(QDir(package.filePath("guide/zh")).entryList(QDir::Files), english);
+    const QStringList pictures = QDir(package.filePath("guide/pictures/en")).entryList(QDir::Files);
+    QVERIFY(pictures.contains("joined.png"));
+    QCOMPARE(QDir(package.filePath("guide/pictures/zh")).entryList(QDir::Files), pictures);
+    QVERIFY(package.exists("guide/guide.css"));
+    const QByteArray text = content(package.filePath("README.txt"));
+    QVERIFY(text.contains("guide\\en\\index.html") && text.contains("guide\\zh\\index.html"));
 }
 
 void TestWindowsPackage::symbolsFit_data() {
