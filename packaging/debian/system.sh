@@ -36,6 +36,7 @@ debian_system() {
     fi
     mkdir -p "$2"
     tar --zstd -C "$2" --numeric-owner -xpf "$archive"
+    chmod 755 "$2"
     echo 'APT::Keep-Downloaded-Packages "true";' >"$2/etc/apt/apt.conf.d/80keep"
     echo 'force-unsafe-io' >"$2/etc/dpkg/dpkg.cfg.d/80quick" # it does not live long
 }
