@@ -367,8 +367,22 @@ void TestCalibration::fileComesBack() {
     QCOMPARE(QDir().entryList(QDir::Files), QStringList{QStringLiteral("Cal0.xml")});  // nothing beside it
 }
 
-/// A file that the program wrote on Linux, in a folder whose name no one-byte code page has: read and written
-/// again it is the same file, on every system.
+/// What a calibration file says, however its numbers are written: 0.979 is 9.79e-01.
+static QStringList numbersAndWords(const QByteArray& file) {
+    static const QRegularExpression between(QStringLiteral("[\\s<>]+"));
+    QStringList said = QString::fromUtf8(file).split(between, Qt::SkipEmptyParts);
+    for (QString& word : said) {
+        bool isNumber = false;
+        const double number = word.toDouble(&isNumber);
+        if (isNumber)
+            word = QString::number(number, 'g', 17);
+    }
+    return said;
+}
+
+/// A file that the program wrote on Linux, with OpenCV 4.6, in a folder whose name no one-byte code page has:
+/// read and written again it says the same, and with one OpenCV it is the same file, on every system. Newer
+/// ones write numbers otherwise.
 void TestCalibration::keptFileComesBackByteForByte() {
     const WorkingFolder folder;
     const QString station = QStringLiteral("\u5de5\u4f4d 1 \u00e9");
@@ -381,8 +395,16 @@ void TestCalibration::keptFileComesBackByteForByte() {
     QVERIFY(read);
     QCOMPARE(read->cornerSrc.at<float>(0, 0), 100.25F);
     QCOMPARE(writeCalibrations({*read, *read}), QString());
-    QCOMPARE(WorkingFolder::read(QStringLiteral("Cal0.xml")), bytes);
-    QCOMPARE(WorkingFolder::read(QStringLiteral("Cal1.xml")), bytes);
+    const QByteArray written = WorkingFolder::read(QStringLiteral("Cal0.xml"));
+    QCOMPARE(WorkingFolder::read(QStringLiteral("Cal1.xml")), written);
+    QVERIFY(numbersAndWords(bytes).size() > 9 + 8 + 8);
+    QCOMPARE(numbersAndWords(written), numbersAndWords(bytes));
+    if (CV_VERSION_MAJOR == 4 && CV_VERSION_MINOR == 6)
+        QCOMPARE(written, bytes);
+    const auto again = readCalibration(QStringLiteral("Cal0.xml"));
+    QVERIFY(again);
+    QCOMPARE(writeCalibrations({*again}), QString());
+    QCOMPARE(WorkingFolder::read(QStringLiteral("Cal0.xml")), written);
     QVERIFY(QFile::exists(folder.path() + QLatin1Char('/') + station + QStringLiteral("/Cal1.xml")));
 }
 
@@ -416,9 +438,13 @@ void TestCalibration::allFilesOrNone() {
     QCOMPARE(WorkingFolder::read(names[0]), QByteArray("old Cal0.xml"));
     QCOMPARE(allFiles(), names.mid(0, 2));
     QVERIFY(QDir().rmdir(names[2]) && WorkingFolder::write(names[2], "old Cal2.xml"));
-    // The disk is full, sooner or later.
+    // The disk is full, sooner or later; in the end one byte is missing.
 #ifdef HAS_FULL_DISK
-    for (const int bytes : {0, 10, 100, 700}) {
+    QVERIFY(QDir().mkdir(QStringLiteral("there")));
+    QCOMPARE(writeCalibrations(result.tiles, QStringLiteral("there")), QString());
+    const int length = int(QFileInfo(QStringLiteral("there/Cal0.xml")).size());
+    QVERIFY(length > 100 && QDir(QStringLiteral("there")).removeRecursively());
+    for (const int bytes : {0, 10, 100, length - 1}) {
         const FullDisk full{rlim_t(bytes)};
         QVERIFY(fails());
         QVERIFY(areOld());

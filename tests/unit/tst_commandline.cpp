@@ -21,7 +21,6 @@ private slots:
     void senseless();
     void logOfAFolderThatIsGone();
     void ofThisProcess();
-    void desktopEntry();
 
 private:
     static CommandLine parse(const QStringList& arguments) {
@@ -157,45 +156,6 @@ void TestCommandLine::logOfAFolderThatIsGone() {
     QVERIFY2(line.answer->text.contains("--log a.log"), qPrintable(line.answer->text));
     const QString absolute = QDir::rootPath() + "a.log";
     QCOMPARE(CommandLine::parse({"bivista", "--log", absolute}, QString()).logFile, absolute);
-}
-
-/// A way to start the program for each camera library, when it is filled in.
-void TestCommandLine::desktopEntry() {
-    QFile form(QStringLiteral(DESKTOP_ENTRY));
-    QVERIFY(form.open(QIODevice::ReadOnly));
-    QString text = QString::fromUtf8(form.readAll());
-    text.replace("@BIVISTA_PROGRAM@", "/usr/bin/bivista");
-    text.replace("@BIVISTA_LIBRARIES@", "/usr/lib/bivista");
-    text.replace("@BIVISTA_STATIONS@", "/srv/bivista");
-    QVERIFY2(!text.contains('@'), qPrintable(text));
-    QMap<QString, QString> folders;  // by the library's
-    for (const QString& line : text.split('\n').filter(QRegularExpression("^Exec="))) {
-        QStringList words = line.mid(5).split(' ');
-        QCOMPARE(words.takeFirst(), QString("env"));
-        QVERIFY2(words.first().startsWith("LD_LIBRARY_PATH=/usr/lib/bivista/"), qPrintable(line));
-        const QString library = words.takeFirst().section('/', -1);
-        QCOMPARE(words.first(), QString("/usr/bin/bivista"));
-        const CommandLine options = CommandLine::parse(words, "/");
-        QVERIFY2(!options.answer, qPrintable(line));
-        folders.insert(library, options.folder);
-    }
-    QCOMPARE(folders, (QMap<QString, QString>{{"genicam", "/srv/bivista/genicam"},
-                                              {"maker", "/srv/bivista/maker"},
-                                              {"simulator", "/srv/bivista/simulator"}}));
-    const QString validator = QStandardPaths::findExecutable("desktop-file-validate");
-    if (validator.isEmpty())
-        QSKIP("There is no desktop-file-validate here");
-    const QTemporaryDir place;
-    QFile file(place.filePath("bivista.desktop"));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    file.write(text.toUtf8());
-    file.close();
-    QProcess validate;
-    validate.setProcessChannelMode(QProcess::MergedChannels);
-    validate.start(validator, {file.fileName()});
-    QVERIFY(validate.waitForFinished(20'000));
-    const QByteArray said = validate.readAll();
-    QVERIFY2(validate.exitCode() == 0 && said.isEmpty(), said.constData());
 }
 
 void TestCommandLine::ofThisProcess() {
