@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How well the corrected pictures join, end to end: simulated cameras whose every point is known, exact
 // corners marked, Load Corner, Execute, Rearrange in the real window, the composite saved as PNG, and the
 // crossings of the reference grid looked for in that file.

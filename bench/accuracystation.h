@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The window with simulated cameras whose every point is known, and how far its composite is off. What the
 /// figures mean is told in accuracy.cpp. GUI thread.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How long a save holds the GUI thread: at once, and where it is only taken and written in the background. A
 // scene of four 2560 x 1440 tiles with marks; medians.
 //

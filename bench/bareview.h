@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The least that shows four cameras: a QGraphicsView with four pixmaps and smooth transformation, every
 /// frame corrected by the plain way. For comparison.
 #pragma once

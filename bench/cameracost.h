@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What the cameras themselves cost: the processor time that is spent inside the camera library for frames.
 #pragma once
 

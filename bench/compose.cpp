@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Four grey cameras of 2560 x 1440 px corrected, cut and joined to one picture, off screen, on one core:
 // composites a second of the plain way and of run tables, and, with --export, everything that another program
 // needs to do the same work (bench/compare-others runs some of them).

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What a screen shows at best of the pictures of a scene: their mean over the rectangle of each of its
 /// pixels, in double. Slow and plain, to measure what is painted against.
 #pragma once

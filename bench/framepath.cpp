@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What one frame costs on its way from the capture thread to the pixmap of its tile, in ms and as a multiple
 // of a plain copy of the same frame in the same run; and what the screen's pixels of a corrected picture
 // cost.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // GenICam cameras: four of 1280 x 1024 px and 25 frames a second, each a process of its own on this machine,
 // by Aravis alone, by the camera library, and in the real window on an X server of its own.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Whether figures drawn on the composite measure what the sheet under the cameras is known to be.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The whole way of the frames, live: the real window on an X server of its own, the simulated camera library,
 // four cameras of 2560 x 1440 px with the correction on. The cameras are not in step, as real ones are not:
 // their phases are spread, their frames jitter, and their rates differ by 0.1 to 0.5 %.

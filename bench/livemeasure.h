@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Measuring of live pictures: what is shown of the frames that cameras deliver, how late, and for how much
 /// processor time. GUI thread, but for what is said.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What marks cost a view that is busy with live pictures: four tiles of 2320 x 1300 px, all of them with a
 // new picture for every painting, as at 30 frames a second, with 500 marks of all kinds over them and
 // without.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the screen shows of the tiles, measured against the best that it could show: the real window on an X
 // server of its own, four pictures of fine texture (letters, lines of one px, noise), 2560 x 1440 px each,
 // corrected and joined. The screen is read back from the X server and compared with the exact mean of the

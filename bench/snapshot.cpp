@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What saving the composite costs beside the encoder alone: a scene of four 2560 x 1440 tiles with marks,
 // rendered and written as the program does it, over QImage::save of the ready picture. PNG also without the
 // noise of the cameras, and how large the files are over those of QImage::save. Medians; ratios within one

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Aravis, which speaks to GenICam cameras, as the target aravis; ARAVIS_FOUND and ARAVIS_VERSION tell.
 #
 # Elsewhere it is the system's. For Windows it is a folder of static libraries, of the kind that

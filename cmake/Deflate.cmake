@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # libdeflate, shared or static, as the target deflate. Nobody's package of it for CMake can be counted on.
 #
 # DEFLATE_INCLUDE_DIR   folder of libdeflate.h

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # OpenCV 4, core and imgproc only, as the targets opencv_core and opencv_imgproc.
 #
 # A full OpenCV installation brings its CMake package. Debian ships that package only together with every module and

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Compiler options shared by everything we build, as one interface target: link to bivista_options.
 #
 # BIVISTA_WERROR     warnings are errors (on in the dev preset and in CI)

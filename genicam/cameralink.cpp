@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // OpenCamera: what network cameras have besides: packets, and one who has control.
 
 #include <arv.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Keeper: what callers have asked for, on its thread, with a camera.
 
 #include "keeper.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Keeper: looking after the camera that is open, on the keeper's thread, and what the log is told of it.
 
 #include "keeper.h"

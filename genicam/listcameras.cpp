@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What there is to know of the GenICam cameras that this machine sees, for the first minute with a new one.
 // Changes nothing in any of them.
 #include <arv.h>

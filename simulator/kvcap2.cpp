@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The exported operations: check the arguments, find the camera, keep exceptions inside.
 
 #if defined(__GNUC__) && !defined(_WIN32)

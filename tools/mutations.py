@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 """What tools/mutate can change of a C++ file: an operator, a constant, a branch, a call, a returned value."""
 
 import difflib

@@ -1,3 +1,4 @@
+; SPDX-License-Identifier: Apache-2.0
 ; Of the installer: a program that runs in a folder, and how it is closed. Needs its texts and $MayClose, and sets $HasClosed.
 
 ; A program that runs cannot be written to: $1 is 1. The errors flag says nothing afterwards.

@@ -1,3 +1,4 @@
+; SPDX-License-Identifier: Apache-2.0
 ; Of the installer: the shortcuts that are a choice, and the page that asks. Needs its texts and variables.
 
 ; What was chosen, else what was there and still is: a shortcut that somebody deleted does not come back.

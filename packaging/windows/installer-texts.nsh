@@ -1,3 +1,4 @@
+; SPDX-License-Identifier: Apache-2.0
 ; What the installer says, in both languages.
 LangString isRunning ${LANG_ENGLISH} "${NAME} is running. Close it, then try again."
 LangString isRunning ${LANG_SIMPCHINESE} "${NAME} 正在运行。请先关闭它，然后重试。"

@@ -1,3 +1,4 @@
+; SPDX-License-Identifier: Apache-2.0
 ; The installer: bivista-VERSION-win64-setup.exe. Made by packaging/windows/build, which gives these on the command line:
 ;   VERSION   "0.1.0"
 ;   STAGE     the folder of the portable archive

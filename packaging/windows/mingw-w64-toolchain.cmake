@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # From Debian to 64-bit Windows, by MinGW-w64 with POSIX threads. Lies in the SDK's folder, beside qt5 and opencv.
 set(CMAKE_SYSTEM_NAME Windows)
 set(CMAKE_SYSTEM_PROCESSOR x86_64)

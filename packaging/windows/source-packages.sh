@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: Apache-2.0
 # Debian's source packages, for the scripts beside this one, which read it by "source". $work is a folder for what is
 # fetched.
 

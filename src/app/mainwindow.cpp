@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "app/mainwindow.h"
 
 #include <QCloseEvent>
@@ -35,7 +36,6 @@
 #include "ui_mainwindow.h"
 
 namespace {
-
 constexpr int kRatePeriod = 1000;      // ms
 constexpr int kShutdownSleep = 600;    // ms
 constexpr int kSizeWindowDelay = 100;  // ms

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Where each corrected picture is cut so that the pictures join. Pure functions; any thread.
 #pragma once
 

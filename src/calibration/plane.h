@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What the joined tiles show: one even plane, and how large its cells are. Pure functions; any thread.
 #pragma once
 

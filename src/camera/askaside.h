@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Questions for the camera library that may never be answered: a library may keep everybody out of a camera
 /// while a query of that camera is under way, and that query may hang.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Which cameras are used and which tile each of them feeds. Pure functions; any thread.
 #pragma once
 

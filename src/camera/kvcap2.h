@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The operations of the camera maker's capture library `KVCap2`, as this program calls them.
 ///
 /// The library is a shared library with C linkage (`libKVCap2.so`, `KVCap2.dll`). The program links to it in

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "live/framerate.h"
 
 bool isStale(quint64 now, quint64 timestamp) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Age and rate of frames. Pure functions; any thread.
 #pragma once
 

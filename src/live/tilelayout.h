@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Arithmetic of the tiles' places and of the view on them. Pure functions; any thread.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The arithmetic of the measuring marks. Points and lengths are scene px unless said otherwise; y grows
 /// downwards. Pure; any thread.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// One line of the mark file: fields between spaces. Pure; any thread.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What figures measure, as values. Pure; any thread.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Snapping in pictures that are corrected by the nearest pixel. Pure functions; any thread.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The middle of crossings: of two lines, of the fields of a board, of marks of two opposite quadrants. They
 /// look the same turned by half a turn, which tells their middle from few pixels, however bright the print
 /// is beside the paper, and from what ends or begins beside it. Pure; any thread.

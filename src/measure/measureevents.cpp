@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The view's events as MeasureTools takes them: which are whose, and what a press, a move or a key begins.
 
 #include "measure/measuretools.h"

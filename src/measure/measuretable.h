@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The measures of figures as a table, to be taken along. Texts are the same in all languages, numbers have a
 /// point. GUI thread, as the marks are.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What MeasureTools does: drawing, selecting and changing, and what is shown of it. The view's events are in
 // measureevents.cpp.
 

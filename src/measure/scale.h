@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What a px of the corrected pictures is worth. Pure; any thread.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Snapping where tiles meet that show one plane. Pure functions; any thread.
 #pragma once
 

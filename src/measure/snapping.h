@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Where a point that was clicked beside a corner or an edge belongs. Pure functions; any thread.
 #pragma once
 

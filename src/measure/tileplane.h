@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// The one plane that corrected tiles show. Pure; any thread.
 #pragma once
 

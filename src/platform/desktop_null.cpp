@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "platform/desktop.h"
 
 // A desktop that has neither of the two: the window says so once at the start and works without them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "platform/fonts.h"
 
 // Desktops tell Qt which font is theirs.

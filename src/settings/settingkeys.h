@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Every key of `setting.ini`: its name, type and default, written down here and nowhere else.
 #pragma once
 

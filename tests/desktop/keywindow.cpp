@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bivista_key_window TITLE
 //
 // A window that does what its standard input says and tells what reaches it, a line each: the part of the

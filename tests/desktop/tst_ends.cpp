@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the program ends when it is not the operator who ends it: a signal, a display that is lost. A camera
 // library writes down what it is asked for.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The desktop-wide hot key and the window message, with real key presses while another program has the
 // keyboard.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The log's file of the real program, whatever ends it; and what the operator saw, in it.
 
 #include <QRegularExpression>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A Qt platform without an X server below: no hot key, no messages, and no crash.
 
 #include "platform/desktop.h"

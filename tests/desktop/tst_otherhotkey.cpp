@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Another hot key than Ctrl+W, or none: with real key presses while another program has the keyboard, first
 // of the platform functions, then of the program whose setting.ini says so.
 

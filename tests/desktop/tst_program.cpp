@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The program as its users have it: on a desktop with a window manager, beside other programs, with the
 // camera library it is built with.
 

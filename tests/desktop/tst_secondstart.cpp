@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One working folder, one program: what a second start does to the first, what a killed one leaves, and the
 // options of the command line. A camera library writes down what it is asked for.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Faults around the program as its users have it: a process on a desktop, with simulated cameras.
 
 #include "support/runningbivista.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Calibration files and all that follows from them: maps, crops, the corrected picture, which the fast way
 // and the plain one must agree about, and the files written anew. The first byte chooses layout, number of
 // tiles and frames; then the files, one behind the other. The last one stands for those that are missing.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Demo pictures. First byte: the frame's format, and whether the rest is a picture file or the shape of a
 // picture (width, height, format).
 #include <algorithm>

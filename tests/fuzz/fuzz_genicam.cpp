@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the library for GenICam cameras reads and reckons without one. The first byte says what the rest is:
 // its configuration, a file of parameter slots (the serial number, then the content), a frame, or numbers.
 

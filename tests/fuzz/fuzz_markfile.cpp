@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A whole file through the reader of the scene, then written and read again: the second writing must equal
 // the first.
 #include <QBuffer>

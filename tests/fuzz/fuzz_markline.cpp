@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One line: what reads as a mark must come back from its own text, be painted and moved without harm.
 #include "fuzz/fuzzgui.h"
 #include "marks/textmark.h"

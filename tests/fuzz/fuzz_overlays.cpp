@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The saved lines of the overlays and the date-time format, as the start takes them from setting.ini; then
 // what a barcode reader types. Parts: barcode line, date-time line, format, keys. The first byte chooses a
 // zoom.

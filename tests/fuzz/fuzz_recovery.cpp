@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The note that an unfinished writing of calibration files leaves, and the folder that it speaks of.
 //
 // First byte 'n': the rest is the note, in a folder with what such notes name. Any other first byte is the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Deliveries of the serial line, one behind the other, as the window hands them on: each is parsed and
 // carried out. The first byte is the number of cameras.
 #include <QEventLoop>

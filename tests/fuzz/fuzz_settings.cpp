@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // setting.ini: every key read, what the start makes of the values (cameras, tiles, their places, file names,
 // grid counts), and the file written and read again. The first byte is the number of attached cameras.
 #include <cmath>

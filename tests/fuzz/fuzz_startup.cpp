@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The whole main window, in demo mode or without any camera: setting.ini, then the calibration files of its
 // tiles (the last one stands for those that are missing); pictures on all tiles, and what an operator does
 // first.

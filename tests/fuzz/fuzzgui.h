@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What the fuzz targets share. A target is one function, LLVMFuzzerTestOneInput: libFuzzer calls it with new
 /// inputs (the fuzz preset), replay.cpp with the kept ones (every other preset).
 #pragma once

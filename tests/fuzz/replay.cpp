@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs a fuzz target over the files of the folders that it is given, in a build without libFuzzer.
 #include <QDirIterator>
 

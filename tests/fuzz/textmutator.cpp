@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Changes of structured text that bytes alone would take long to come upon: a number becomes one at the edge
 // of what arithmetic can do, a line goes, comes twice or elsewhere. Every other change is libFuzzer's own.
 #include <algorithm>

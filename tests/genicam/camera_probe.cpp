@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A program on the library for GenICam cameras, of which a test wants to know how it starts and ends:
 //
 //   camera_probe hold ADDRESS      opens the camera, says "held", keeps it until it is killed

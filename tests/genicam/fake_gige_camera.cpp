@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A GigE Vision camera on a loopback address, as a process of its own: it can be killed, stopped and started
 // again as a real one can be unplugged. Says "ready" when it listens. Ends with its parent, or after a time.
 #include <QCoreApplication>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Functions of Aravis and of the C library that our program has under the same names, so that Aravis's fake
 // camera calls these: a write acts before it is answered, shots are counted one by one, and a camera can have
 // any loopback address although the system only names 127.0.0.1.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// Where a fake camera keeps what its features say. Those below 0x1000 are fixed by Aravis's fake camera and
 /// by GigE Vision; the others are in the range that is the maker's.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What the fake cameras see, and what a camera makes of it: pure functions that the fakes and their tests
 /// share. Positions are sensor px, levels 0 ... 255.
 #pragma once

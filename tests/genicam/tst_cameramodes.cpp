@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Before Qt, which takes a word that a header of GLib uses.
 #include <arv.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Callers and a worker double: who waits how long for whom.
 
 #include <QtTest>

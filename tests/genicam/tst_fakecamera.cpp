@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The fake cameras themselves, by Aravis alone: what the tests of the library take for granted.
 #include "directcamera.h"
 

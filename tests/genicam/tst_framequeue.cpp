@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Before Qt, whose "signals" is a name in it.
 #include <arv.h>
 

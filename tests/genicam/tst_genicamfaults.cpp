@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What goes wrong with cameras, by the library's operations alone: each camera is a process that is killed,
 // frozen, started again and made to talk nonsense, while others run.
 #include <QProcess>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Which camera is which: with addresses, cameras that are off, others in their places, two of one number.
 // Each start of a program is a process of its own, this one with an argument, in the folder of the test.
 #include <QCoreApplication>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The trouble table of docs/genicam.md has the log's own lines.
 #include <QDir>
 #include <QFile>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Parameters that act on pixels, and shots, by the library's operations alone; the pictures are compared with
 // the scene that the fake cameras see.
 #include <QDir>

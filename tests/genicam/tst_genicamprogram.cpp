@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The program as its users have it, on a desktop, with four GigE cameras of its own: what is on the screen
 // and in saved pictures is compared with what the cameras see.
 #include "support/runningbivista.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How programs on the library for GenICam cameras start and end: each time another process, since the library
 // looks for cameras once.
 #include <QJsonArray>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What becomes of values that are set and asked for while a camera is slow, away, exchanged or in automatic,
 // and what a slot brings back: by the library's operations alone.
 #include <QTemporaryDir>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the library watches a camera for, by its operations alone: limits of every call, who has control,
 // whether frames come, and what is still true after a change.
 #include <QProcess>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // list-cameras beside fake cameras: what it tells of them, and that it leaves them as they were.
 // Before Qt, which has a macro of a name that this uses.
 #include <arv.h>

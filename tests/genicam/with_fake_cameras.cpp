@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Starts fake cameras and a program beside them, in a network and a working folder of their own, and ends
 // with the program's result.
 //

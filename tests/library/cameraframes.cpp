@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "cameraframes.h"
 
 cv::Mat frameOf(int32_t camera, int32_t format) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #pragma once
 
 // Every parameter of a camera with values that the program sends, and what the conformance list needs to

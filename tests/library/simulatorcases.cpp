@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SimulatorCases: configuration, scene and ground truth, noise.
 
 #include "simulatorcases.h"

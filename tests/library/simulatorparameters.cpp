@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SimulatorCases: what the parameters do to the pictures, and the slots that keep them.
 
 #include "simulatorcases.h"

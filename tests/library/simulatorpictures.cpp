@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SimulatorCases: whole pictures, against pictures that were looked at.
 
 #include "simulatorcases.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SimulatorCases: pacing, faults, and calls that no careful program makes.
 
 #include "simulatorcases.h"

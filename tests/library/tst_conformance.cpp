@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Whether a KVCap2 library keeps the contract of camera/kvcap2.h, operation by operation. Nothing here knows
 // which library answers: it works with however many cameras are attached, uses only values that the program
 // itself sends, and leaves every camera as it found it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the simulated cameras promise beyond the contract of the operations: docs/simulator.md. Runs
 // SimulatorCases, each case in a process of its own, and the parts that only reckon right here.
 

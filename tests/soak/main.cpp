@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // soak [--seconds N] [--seed N] ...   works the real program for a shift
 // soak --kills N [--seed N]           kills it N times while it writes
 // soak --selftest                     a short one with three faults, each of which has to be found

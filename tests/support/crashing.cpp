@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A program that crashes in the way it is told and leaves a trace in the folder it is told: crashing KIND
 // FOLDER
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bivista_crash_other WINDOW
 //
 // Crashes another program: lets a thread run in it that begins where nothing is. WINDOW is the title of its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "support/ondesktop.h"
 
 int runOnDesktop(int argc, char* argv[], int (*test)(int argc, char* argv[])) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bivista_press_keys [--own-window] KEYS...
 //
 // Another process that presses and releases keys, one after the other: "ctrl+w", "F4". They go wherever the

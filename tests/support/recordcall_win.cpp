@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Stands in for a program of Windows' own that a test does not want to run: adds its command line, without
 // its own name, to called.txt beside itself, and says that all went well.
 

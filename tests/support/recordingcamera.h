@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// A `KVCap2` library that records every call and answers as a test tells it: a real shared library under the
 /// real name, so that the code under test is linked and called as it is with cameras. The functions here are
 /// extra exports of that library. All are thread-safe.

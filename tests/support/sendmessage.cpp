@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bivista_send_message WINDOW [NAME]
 //
 // Another process that sends a message to a window: a client message of the atom NAME ("KV CAMERA" if none is

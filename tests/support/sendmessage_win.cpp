@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // bivista_send_message WINDOW [NAME]
 //
 // Another process that sends a message to a window: posts the registered message NAME ("KV CAMERA" if none is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /// What four simulated cameras show of their sheet, corrected and joined as the program does, with the true
 /// places of its crossings. Needs the parts of the simulator that draw.
 #pragma once

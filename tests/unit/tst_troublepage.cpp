@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The guide's trouble page has what the program says, in both languages.
 #include <QDirIterator>
 #include <QFile>

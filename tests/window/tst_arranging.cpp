@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "support/greytiles.h"
 #include "support/mainwindowtest.h"
 #include "support/recordingcamera.h"

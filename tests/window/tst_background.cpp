@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "app/orderlyend.h"
 #include "platform/files.h"
 #include "support/diskcalls.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "live/livetiles.h"
 #include "marks/interactivescene.h"
 #include "support/fulldisk.h"

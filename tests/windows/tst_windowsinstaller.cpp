@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the installer for Windows does, run by Wine on a desktop with a window manager. Made by
 // packaging/windows/build and run by packaging/windows/test.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What is in the packages for Windows, looked at without running anything. Made by packaging/windows/build
 // and run by packaging/windows/test.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The packages for Windows as their users have them, run by Wine on a desktop with a window manager: real
 // keys, another Windows program, a serial line. Made by packaging/windows/build and run by
 // packaging/windows/test.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // How the packaged program starts and ends on Windows, run by Wine: where it works, the one program of a
 // folder, its log, what a killed and a crashed one leave, screens of other scales. Made by
 // packaging/windows/build and run by packaging/windows/test.

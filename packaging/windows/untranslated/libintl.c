@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "libintl.h"
 
 /* The interface promises text that may be written to, and nobody does. */

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 /* Stands for gettext in the cross build of GLib and Aravis, which nobody reads a translation of: every text
    comes back as it went in. Only what they call. */
 #ifndef UNTRANSLATED_LIBINTL_H
