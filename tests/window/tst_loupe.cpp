@@ -13,12 +13,6 @@ const QColor kFoundColour(64, 224, 128);
 const QColor kEdgeColour(255, 160, 40);
 const QColor kMissedColour(168, 174, 180);
 
-void addZooms() {
-    QTest::addColumn<double>("zoom");
-    for (const double zoom : {0.37, 1.0, 3.0})
-        QTest::addRow("%g", zoom) << zoom;
-}
-
 int pixelsOf(const QImage& picture, QColor colour) {
     int count = 0;
     for (int y = 0; y < picture.height(); ++y) {
