@@ -7,47 +7,21 @@
 //   bench_snapshot [--quick]
 
 #include <QApplication>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
 #include <QGraphicsPixmapItem>
 #include <QTemporaryDir>
 #include <QThreadPool>
-#include <algorithm>
 #include <cstdio>
-#include <functional>
 #include <vector>
 
-#include "camera/kvcap2.h"
+#include "composite.h"
 #include "control/picturefile.h"
 #include "control/scenepicture.h"
 #include "marks/interactivescene.h"
 #include "marks/markfile.h"
 
 namespace {
-
-double milliseconds(const std::function<void()>& work) {
-    QElapsedTimer timer;
-    timer.start();
-    work();
-    return double(timer.nsecsElapsed()) / 1e6;
-}
-
-double median(std::vector<double> times) {
-    std::nth_element(times.begin(), times.begin() + times.size() / 2, times.end());
-    return times[times.size() / 2];
-}
-
-/// A colour frame of a simulated camera, as tiles have it: encoders depend on what is in a picture.
-QPixmap tilePicture(int32_t camera) {
-    QImage image(2560, 1440, QImage::Format_RGB888);
-    auto length = static_cast<int32_t>(image.sizeInBytes());
-    CameraInit(camera);
-    if (CameraQueryImage(camera, image.bits(), &length, kFormatRgb24) != 0)
-        qFatal("no picture of camera %d", camera);
-    CameraFree(camera);
-    return QPixmap::fromImage(image, Qt::NoFormatConversion);
-}
 
 /// The same as if the camera had no noise and nothing were in focus.
 QPixmap unfocused(const QPixmap& picture) {

@@ -116,7 +116,6 @@ private:
 
     QString prepare(const QByteArray& localAddress, Memory& memory, Trouble& trouble);
     void setUp();
-    void lockTransport(bool locked);
     QByteArray readSerial() const;
     QString findModes(Memory& memory);
     void preparePackets(const QByteArray& localAddress, const Memory& memory);

@@ -29,8 +29,6 @@ public:
 
     /// 0, 0, width, height: where marks that go across the scene are drawn, px.
     QRectF wholeRect() const { return QRectF(QPointF(0.0, 0.0), extent); }
-    /// "pix", "mm" or "um".
-    QString unitText() const { return unitName(unit); }
     /// What figures are measured by: as many points as given, scene px. By default the px with unitScale and
     /// unit, not calibrated.
     virtual PlaneFigure planeFigure(const QVector<QPointF>& scenePoints) const;

@@ -28,8 +28,6 @@ public:
     void retranslate();
     /// What it says that the point snaps to; nothing while it is not to snap.
     QString snapText(const Aim& aimed) const;
-    /// Loupe px per scene px.
-    double magnification() const { return magnified; }
 
 protected:
     void paintEvent(QPaintEvent* event) override;
