@@ -59,6 +59,8 @@ private slots:
     void counts();
     void nonsenseIsToldAndLeftOut_data();
     void nonsenseIsToldAndLeftOut();
+    void whatACameraCannotDoIsTold_data();
+    void whatACameraCannotDoIsTold();
     void noCameraIsFound();
     void foundCamerasAreSorted();
     void ofNineEightAreUsed();
@@ -111,6 +113,29 @@ void GenicamStartTest::nonsenseIsToldAndLeftOut() {
     QVERIFY2(seen["first"].toBool(), qPrintable(seen["log"].toString()));
     const QString log = seen["log"].toString();
     QVERIFY2(log.count("makes no sense") + log.count("unknown key") >= lines, qPrintable(log));
+}
+
+void GenicamStartTest::whatACameraCannotDoIsTold_data() {
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QString>("told");
+    QTest::newRow("pixel format") << "PixelFormat=RGB8\n"
+                                  << "has no pixel format RGB8; another one is taken";
+    QTest::newRow("region outside") << "Regions=100x100+5000+0\n"
+                                    << "no resolution mode for the region 100x100+5000+0: it lies outside";
+    QTest::newRow("region too far right") << "Regions=100x100+316+0\n"
+                                          << "the region 100x100+316+0 becomes 4x100+316+0";
+}
+
+/// Once, and it serves all the same, by what it can do.
+void GenicamStartTest::whatACameraCannotDoIsTold() {
+    QFETCH(QString, text);
+    QFETCH(QString, told);
+    FakeCameras fakes(1, kSmall);
+    QCOMPARE(fakes.start(), QString());
+    const QJsonObject seen = look(addresses(fakes, 1) + "[Camera]\n" + text);
+    const QString log = seen["log"].toString();
+    QVERIFY2(log.count(told) == 1, qPrintable(log));
+    QVERIFY2(seen["first"].toBool(), qPrintable(log));
 }
 
 void GenicamStartTest::noCameraIsFound() {

@@ -20,8 +20,8 @@ const QPointF kMeet(kTile, kTile);
 
 using Picture = std::function<double(double x, double y)>;
 
-// ms, for one aim.
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+// ms, for one aim; what is not optimised takes longer.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__) || !defined(__OPTIMIZE__)
 constexpr double kMostTime = 150.0;
 #else
 constexpr double kMostTime = 15.0;
