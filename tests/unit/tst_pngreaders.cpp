@@ -63,7 +63,12 @@ void TestPngReaders::sameAsQtsOwn() {
         QVERIFY(picture.save(qts, nullptr, quality));
         // Strict, and silent when all is well.
         const Result check = run(QStringLiteral("pngcheck"), {QStringLiteral("-q"), ours});
-        QVERIFY2(check.code == 0 && check.output.isEmpty(), check.output.constData());
+        // But for what it says of itself where it was built with another zlib than there is.
+        QByteArray said;
+        for (const QByteArray& line : check.output.split('\n'))
+            if (!line.startsWith("zlib warning:"))
+                said += line;
+        QVERIFY2(check.code == 0 && said.isEmpty(), check.output.constData());
         const auto kind = [](const QString& file) {
             const Result result =
                 run(QStringLiteral("identify"),

@@ -189,7 +189,7 @@ void TestFrames::emptyAndOddFrames() {
     WindowUnderTest window;
     startQuiet(window);
     const auto now = [] { return static_cast<quint64>(QDateTime::currentMSecsSinceEpoch()); };
-    window->process(0, QImage(), new unsigned char[0], now());
+    window->process(0, QImage(), new unsigned char[1], now());
     QCOMPARE(window.tiles().size(), 1);
     window->process(1, QImage(), nullptr, now());
     window.sendFrame(0, 33, 0, {61, 3});
@@ -197,7 +197,7 @@ void TestFrames::emptyAndOddFrames() {
     window.sendFrame(0, 33, 0, {1, 1});
     window.sendFrame(0, 33, 0, {1, 999});
     window.action("actionZoom_Fit")->trigger();
-    window->process(0, QImage(), new unsigned char[0], now());
+    window->process(0, QImage(), new unsigned char[1], now());
     QVERIFY(window.tiles()[0]->pixmap().isNull());
     window.sendFrame(0, 44);
     QCOMPARE(WindowUnderTest::greyOf(window.tiles()[0]), 44);
