@@ -1,6 +1,6 @@
 ; SPDX-License-Identifier: Apache-2.0
 ; The installer: bivista-VERSION-win64-setup.exe. Made by packaging/windows/build, which gives these on the command line:
-;   VERSION   "0.1.0"
+;   VERSION   "1.2.3"
 ;   STAGE     the folder of the portable archive
 ;   ICON      the application's icon
 ;   OUTPUT    the file to make
