@@ -1,6 +1,6 @@
 ; SPDX-License-Identifier: Apache-2.0
 ; The installer: bivista-VERSION-win64-setup.exe. Made by packaging/windows/build, which gives these on the command line:
-;   VERSION   "0.1.0"
+;   VERSION   "1.2.3"
 ;   STAGE     the folder of the portable archive
 ;   ICON      the application's icon
 ;   OUTPUT    the file to make
@@ -492,15 +492,21 @@ Section
     SetOutPath "$WorkingFolder"
     SetOverwrite off
     ${IfNot} ${FileExists} "$WorkingFolder\setting.ini"
-        ; They are about the simulated cameras.
         ${If} $Cameras == "simulated"
+            ; They are about the simulated cameras.
             File "${STAGE}\*.ini"
             File "${STAGE}\mark*.txt"
-            !insertmacro endIfIncomplete
+        ${Else}
+            ; Without it a camera's colours are shown grey.
+            WriteINIStr "$WorkingFolder\setting.ini" File Color 1
         ${EndIf}
+        ; In the language of whoever installs: without it the program is Chinese, as its texts are there.
         ${If} $LANGUAGE = ${LANG_SIMPCHINESE}
             WriteINIStr "$WorkingFolder\setting.ini" File Lang 2
+        ${Else}
+            WriteINIStr "$WorkingFolder\setting.ini" File Lang 1
         ${EndIf}
+        !insertmacro endIfIncomplete
     ${EndIf}
     SetOverwrite on
     DetailPrint "$(workingFolderText)"

@@ -11,13 +11,23 @@
 
 #include "app/languagescope.h"
 
+namespace {
+
+QString folderOf(int language) {
+    return language == LanguageScope::kChinese ? QStringLiteral("zh") : QStringLiteral("en");
+}
+
+}  // namespace
+
 QString guidePage(const QString& programFolder, int language) {
-    const QString page = language == LanguageScope::kChinese ? QStringLiteral("zh/index.html")
-                                                             : QStringLiteral("en/index.html");
-    for (const char* place : {"guide", "../guide", "../share/doc/bivista/guide"}) {
-        const QDir guide(QDir(programFolder).filePath(QLatin1String(place)));
-        if (QFileInfo(guide.filePath(page)).isFile())
-            return QDir::cleanPath(guide.filePath(page));
+    const int other = language == LanguageScope::kChinese ? LanguageScope::kEnglish : LanguageScope::kChinese;
+    for (const int tried : {language, other}) {
+        const QString page = folderOf(tried) + QStringLiteral("/index.html");
+        for (const char* place : {"guide", "../guide", "../share/doc/bivista/guide"}) {
+            const QDir guide(QDir(programFolder).filePath(QLatin1String(place)));
+            if (QFileInfo(guide.filePath(page)).isFile())
+                return QDir::cleanPath(guide.filePath(page));
+        }
     }
     return {};
 }
@@ -40,9 +50,15 @@ bool GuideKey::eventFilter(QObject* watched, QEvent* event) {
 }
 
 void GuideKey::open() const {
-    const QString page = guidePage(folder, LanguageScope::onScreen());
-    if (page.isEmpty())
+    const int language = LanguageScope::onScreen();
+    const QString page = guidePage(folder, language);
+    if (page.isEmpty()) {
         qWarning("There is no guide with this program: %s", qUtf8Printable(QDir::toNativeSeparators(folder)));
-    else if (!QDesktopServices::openUrl(QUrl::fromLocalFile(page)))
+        return;
+    }
+    if (QFileInfo(page).dir().dirName() != folderOf(language))
+        qInfo("The guide is only there in the other language: %s",
+              qUtf8Printable(QDir::toNativeSeparators(page)));
+    if (!QDesktopServices::openUrl(QUrl::fromLocalFile(page)))
         qWarning("The guide could not be opened: %s", qUtf8Printable(QDir::toNativeSeparators(page)));
 }

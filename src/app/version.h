@@ -3,5 +3,5 @@
 
 #include <QString>
 
-/// The program's version, as "0.1.0". It stands in CMakeLists.txt and nowhere else.
+/// The program's version, as "1.2.3". It stands in CMakeLists.txt and nowhere else.
 QString programVersion();

@@ -3,6 +3,7 @@
 // camera library it is built with.
 
 #include <QRegularExpression>
+#include <QUrl>
 
 #include "support/runningbivista.h"
 
@@ -22,6 +23,7 @@ private slots:
     void wrongSerialNumberEndsTheProgram();
     void otherLibraryOnThePathIsUsed();
     void pullsThroughWithoutCameras();
+    void guideOnF1();
 
 private:
     std::unique_ptr<XServer> server;
@@ -241,6 +243,39 @@ void TestProgram::pullsThroughWithoutCameras() {
     QCOMPARE(bivista.process->exitCode(), 0);
     QVERIFY(bivista.pictures().isEmpty());
     QVERIFY(!bivista.read("setting.ini").contains("Cam0="));
+}
+
+/// With a copy of the program, so that there is a guide beside it, and a stand-in for what opens files.
+void TestProgram::guideOnF1() {
+    const QTemporaryDir place;
+    const auto path = [&place](const char* name) { return place.filePath(QLatin1String(name)); };
+    QVERIFY(QDir().mkpath(path("bin")) && QDir().mkpath(path("guide/en")) && QDir().mkpath(path("tools")));
+    QVERIFY(QFile::copy(QStringLiteral(BIVISTA), path("bin/bivista")));
+    QFile page(path("guide/en/index.html"));
+    QVERIFY(page.open(QIODevice::WriteOnly));
+    page.close();
+    QFile opener(path("tools/xdg-open"));
+    QVERIFY(opener.open(QIODevice::WriteOnly));
+    opener.write("#!/bin/sh\nprintf '%s' \"$1\" >\"$OPENED.new\" && mv \"$OPENED.new\" \"$OPENED\"\n");
+    opener.close();
+    QVERIFY(opener.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+
+    RunningBivista bivista(*server, path("bin/bivista"));
+    bivista.start({{"LD_LIBRARY_PATH", QStringLiteral(RECORDING_LIBRARY)},
+                   {"RECORDING_CAMERAS", "2"},
+                   {"OPENED", path("opened")},
+                   {"PATH", path("tools") + ':' + qEnvironmentVariable("PATH")}});
+    const quint32 window = server->waitForWindow("Bivista");
+    QVERIFY2(window, bivista.process->errors().constData());
+    QVERIFY(server->activate(window));
+    QVERIFY(server->key("F1"));
+    QVERIFY2(waitFor([&] { return QFile::exists(path("opened")); }), bivista.process->errors().constData());
+    QFile opened(path("opened"));
+    QVERIFY(opened.open(QIODevice::ReadOnly));
+    QCOMPARE(QUrl(QString::fromUtf8(opened.readAll())).toLocalFile(), page.fileName());
+    QVERIFY(server->closeWindow(window));
+    QVERIFY(bivista.process->waitForEnd());
+    QCOMPARE(bivista.process->exitCode(), 0);
 }
 
 QTEST_GUILESS_MAIN(TestProgram)

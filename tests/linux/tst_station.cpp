@@ -3,7 +3,15 @@
 
 #include <QtTest>
 
+#include <unistd.h>
+
 #include "linux/installed.h"
+
+namespace {
+
+const QStringList kCameras{QStringLiteral("simulator"), QStringLiteral("genicam"), QStringLiteral("maker")};
+
+}  // namespace
 
 class TestStation : public QObject {
     Q_OBJECT
@@ -17,7 +25,11 @@ private slots:
     void completesWhatIsHalfMade();
     void homeFolderAndNoCameras();
     void camerasThatTheFolderWasMadeFor();
+    void otherCamerasFolderIsRefused_data();
     void otherCamerasFolderIsRefused();
+    void folderOfAnOlderVersion_data();
+    void folderOfAnOlderVersion();
+    void camerasThatAreNone();
     void makersLibrary();
     void libraryThatIsNotThere();
     void operatorsLanguage_data();
@@ -26,6 +38,8 @@ private slots:
     void optionsAreHandedOn();
     void oddFolders();
     void folderThatCannotBe();
+    void linkThatLeadsNowhere();
+    void folderThatMayNotBeWritten();
     void senseless_data();
     void senseless();
 
@@ -84,10 +98,11 @@ QByteArray TestStation::read(const QString& name) const {
 
 void TestStation::makesAFolderReady_data() {
     QTest::addColumn<QStringList>("files");
-    QTest::newRow("simulator") << QStringList{"kvcap2.ini", "lang", "mark0.txt", "setting.ini"};
+    QTest::newRow("simulator") << QStringList{"cameras.txt", "kvcap2.ini", "lang", "mark0.txt",
+                                              "setting.ini"};
     if (HAS_GENICAM)
-        QTest::newRow("genicam") << QStringList{"kvcap2-genicam.ini", "lang", "setting.ini"};
-    QTest::newRow("maker") << QStringList{"lang", "setting.ini"};
+        QTest::newRow("genicam") << QStringList{"cameras.txt", "kvcap2-genicam.ini", "lang", "setting.ini"};
+    QTest::newRow("maker") << QStringList{"cameras.txt", "lang", "setting.ini"};
 }
 
 void TestStation::makesAFolderReady() {
@@ -101,8 +116,9 @@ void TestStation::makesAFolderReady() {
     QCOMPARE(QDir(place->filePath(folder)).entryList(QDir::AllEntries | QDir::NoDotAndDotDot | QDir::Hidden),
              files);
     for (const QString& file : qAsConst(files))
-        if (file != "lang")
+        if (file != "lang" && file != "cameras.txt")
             QCOMPARE(read(folder + '/' + file), example(cameras + '/' + file));
+    QCOMPARE(read(folder + "/cameras.txt"), cameras.toLatin1() + '\n');
     QVERIFY(!read(folder + "/lang/tilecam_zh_CN.qm").isEmpty());
     QCOMPARE(started(), (QStringList{installed.libraries() + '/' + cameras, "--folder",
                                      QFileInfo(place->path()).canonicalFilePath() + '/' + folder}));
@@ -149,24 +165,98 @@ void TestStation::homeFolderAndNoCameras() {
 
 void TestStation::camerasThatTheFolderWasMadeFor() {
     QVERIFY(QFile::copy(installed.libraries() + "/simulator/libKVCap2.so", makersFile()));
-    for (const auto& cameras : {QStringLiteral("simulator"), QStringLiteral("genicam")}) {
+    for (const auto& cameras : kCameras) {
         if (cameras == "genicam" && !HAS_GENICAM)
             continue;
         QCOMPARE(run({"--cameras", cameras, cameras}).code, 7);
         QCOMPARE(run({cameras}).code, 7);
         QCOMPARE(started().value(0), installed.libraries() + '/' + cameras);
     }
+    // Its library gone, the folder is still the maker's, and not that of the next best.
+    QVERIFY(QFile::remove(makersFile()));
+    QCOMPARE(run({"maker"}).code, 5);
+    QVERIFY(started().isEmpty());
+}
+
+void TestStation::otherCamerasFolderIsRefused_data() {
+    QTest::addColumn<QString>("made");
+    QTest::addColumn<QString>("wanted");
+    for (const auto& made : kCameras) {
+        for (const auto& wanted : kCameras) {
+            if (made != wanted)
+                QTest::addRow("%s, then %s", qPrintable(made), qPrintable(wanted)) << made << wanted;
+        }
+    }
 }
 
 void TestStation::otherCamerasFolderIsRefused() {
+    QFETCH(QString, made);
+    QFETCH(QString, wanted);
+    if (made == "genicam" && !HAS_GENICAM)
+        QSKIP("The library for GenICam cameras was not built");
     QVERIFY(QFile::copy(installed.libraries() + "/simulator/libKVCap2.so", makersFile()));
-    QCOMPARE(run({"--cameras", "simulator", "s"}).code, 7);
+    QCOMPARE(run({"--cameras", made, "s"}).code, 7);
     const QByteArray before = read("s/setting.ini");
-    const Ended ended = run({"--cameras", "maker", "s"});
+    const QStringList files = QDir(place->filePath("s")).entryList(QDir::AllEntries | QDir::Hidden);
+    const Ended ended = run({"--cameras", wanted, "s"});
     QCOMPARE(ended.code, 2);
-    QVERIFY2(ended.errors.contains("simulated cameras"), ended.errors);
+    QVERIFY2(ended.errors.contains(QString("is a folder for --cameras " + made).toLatin1()), ended.errors);
     QVERIFY(started().isEmpty());
     QCOMPARE(read("s/setting.ini"), before);
+    QCOMPARE(read("s/cameras.txt"), made.toLatin1() + '\n');
+    QCOMPARE(QDir(place->filePath("s")).entryList(QDir::AllEntries | QDir::Hidden), files);
+}
+
+void TestStation::folderOfAnOlderVersion_data() {
+    QTest::addColumn<QString>("file");  // what tells
+    QTest::addColumn<QString>("made");  // what it tells of, empty: nothing
+    QTest::newRow("simulator") << "kvcap2.ini"
+                               << "simulator";
+    if (HAS_GENICAM)
+        QTest::newRow("genicam") << "kvcap2-genicam.ini"
+                                 << "genicam";
+    QTest::newRow("maker or anything") << QString() << QString();
+}
+
+/// Without cameras.txt, which it does not get either: it is left as it is.
+void TestStation::folderOfAnOlderVersion() {
+    QFETCH(QString, file);
+    QFETCH(QString, made);
+    QVERIFY(QFile::copy(installed.libraries() + "/simulator/libKVCap2.so", makersFile()));
+    QVERIFY(QDir(place->path()).mkdir("s"));
+    for (const QString& name : {QStringLiteral("setting.ini"), file}) {
+        QFile empty(place->filePath("s/" + name));
+        QVERIFY(name.isEmpty() || empty.open(QIODevice::WriteOnly));
+    }
+    for (const auto& wanted : kCameras) {
+        if (wanted == "genicam" && !HAS_GENICAM)
+            continue;
+        QCOMPARE(run({"--cameras", wanted, "s"}).code, made.isEmpty() || made == wanted ? 7 : 2);
+        QCOMPARE(started().isEmpty(), !made.isEmpty() && made != wanted);
+    }
+    QCOMPARE(run({"s"}).code, 7);
+    QCOMPARE(started().value(0), installed.libraries() + '/' + (made.isEmpty() ? "maker" : made));
+    QVERIFY(!QFile::exists(place->filePath("s/cameras.txt")));
+}
+
+/// Whoever edits it, with whatever program.
+void TestStation::camerasThatAreNone() {
+    QVERIFY(QDir(place->path()).mkdir("s"));
+    for (const char* text : {"film\n", "", "simulator genicam\n"}) {
+        QFile file(place->filePath("s/cameras.txt"));
+        QVERIFY(file.open(QIODevice::WriteOnly));
+        file.write(text);
+        file.close();
+        const Ended ended = run({"s"});
+        QCOMPARE(ended.code, 2);
+        QVERIFY2(ended.errors.contains("cameras.txt has to say"), ended.errors);
+        QVERIFY(started().isEmpty());
+    }
+    QFile file(place->filePath("s/cameras.txt"));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(" simulator\r\n") > 0);
+    file.close();
+    QCOMPARE(run({"s"}).code, 7);
+    QCOMPARE(started().value(0), installed.libraries() + "/simulator");
 }
 
 void TestStation::makersLibrary() {
@@ -234,6 +324,56 @@ void TestStation::folderThatCannotBe() {
         QVERIFY2(ended.errors.contains("cannot be made or entered"), ended.errors);
         QVERIFY(started().isEmpty());
     }
+}
+
+/// As when the disk that it leads to is not there: it is the operator's, and nothing takes its place.
+void TestStation::linkThatLeadsNowhere() {
+    const QDir folder(place->path());
+    for (const auto& name :
+         {QStringLiteral("setting.ini"), QStringLiteral("kvcap2.ini"), QStringLiteral("cameras.txt")}) {
+        const QString link = folder.filePath(name + "/s/" + name);
+        QVERIFY(folder.mkpath(name + "/s"));
+        QVERIFY(QFile::link("/nowhere/" + name, link));
+        const Ended ended = run({"--cameras", "simulator", name + "/s"});
+        QVERIFY2(ended.code == 4, qPrintable(name));
+        QVERIFY2(ended.errors.contains(name.toLatin1() + " is a link that leads nowhere"), ended.errors);
+        QVERIFY(started().isEmpty());
+        QCOMPARE(QFile::symLinkTarget(link), "/nowhere/" + name);
+    }
+    // One that leads to a file is as good as the file.
+    QVERIFY(QFile::copy(installed.path("share/bivista/example/simulator/setting.ini"),
+                        folder.filePath("elsewhere.ini")));
+    const QString link = folder.filePath("s/setting.ini");
+    QVERIFY(folder.mkdir("s") && QFile::link(folder.filePath("elsewhere.ini"), link));
+    QCOMPARE(run({"--cameras", "simulator", "s"}).code, 7);
+    QCOMPARE(QFile::symLinkTarget(link), folder.filePath("elsewhere.ini"));
+}
+
+/// With settings it starts there, and the program says what it cannot write. Without, or in a home that
+/// cannot be written to, there is no station.
+void TestStation::folderThatMayNotBeWritten() {
+    if (geteuid() == 0)
+        QSKIP("Root may write everywhere");
+    constexpr auto kReadOnly = QFile::ReadOwner | QFile::ExeOwner;
+    constexpr auto kWritable = kReadOnly | QFile::WriteOwner;
+    QCOMPARE(run({"--cameras", "simulator", "s"}).code, 7);
+    QVERIFY(QDir(place->path()).mkdir("empty") && QDir(place->path()).mkdir("home"));
+    for (const char* name : {"s", "empty", "home"})
+        QVERIFY(QFile::setPermissions(place->filePath(name), kReadOnly));
+    const Ended withSettings = run({"--cameras", "simulator", "s"});
+    const Ended without = run({"--cameras", "simulator", "empty"});
+    const bool isStarted = !started().isEmpty();
+    const Ended home = run({"--cameras", "simulator"});
+    // So that they can be removed.
+    for (const char* name : {"s", "empty", "home"})
+        QVERIFY(QFile::setPermissions(place->filePath(name), kWritable));
+    QCOMPARE(withSettings.code, 7);
+    QCOMPARE(without.code, 4);
+    QVERIFY2(without.errors.contains("cannot be written to"), without.errors);
+    QVERIFY(!isStarted);
+    QVERIFY(QDir(place->filePath("empty")).isEmpty());
+    QCOMPARE(home.code, 4);
+    QVERIFY2(home.errors.contains("cannot be made or entered"), home.errors);
 }
 
 void TestStation::senseless_data() {

@@ -12,6 +12,10 @@ private slots:
     void initTestCase();
     void warnings_data() { pages(); }
     void warnings();
+    void simulator_data() { pages(); }
+    void simulator();
+    void station_data() { pages(); }
+    void station();
     void boxes_data() { pages(); }
     void boxes();
     void notes_data() { pages(); }
@@ -115,6 +119,24 @@ void TestTroublePage::warnings() {
                        "\"((?:[^\"\\\\]|\\\\.)*)\"",
                        sources),
         70);
+}
+
+/// Of the library for simulated cameras: every text of a message, since a value comes between them.
+void TestTroublePage::simulator() {
+    const QString code =
+        sourcesIn(QStringLiteral("simulator"), {QStringLiteral("*.cpp"), QStringLiteral("*.h")});
+    QStringList texts;
+    for (const QString& message : capturedBy("q(?:Warning|Critical)\\(([^;]*);", code))
+        texts += capturedBy("\"((?:[^\"\\\\]|\\\\.)*)\"", message);
+    texts.removeAll(QStringLiteral("KVCap2:"));
+    compare(texts, 6);
+}
+
+/// What bivista-station says, whose values are the shell's.
+void TestTroublePage::station() {
+    QString script = contentOf(QStringLiteral(SOURCE_FOLDER "/packaging/linux/bivista-station.in"));
+    script.replace(QRegularExpression(QStringLiteral("\\$(?:\\w+|\\{[^}]*\\})")), QStringLiteral("%s"));
+    compare(capturedBy("\\btell \\d+ \"([^\"]*)\"", script), 14);
 }
 
 void TestTroublePage::boxes() {

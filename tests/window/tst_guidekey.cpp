@@ -24,6 +24,7 @@ private slots:
     void cleanup();
     void besideTheProgramFirst();
     void eachLanguageForItself();
+    void onlyTheOtherLanguage();
     void languageOnScreen();
     void chineseWithoutItsTexts();
     void fromEverywhere();
@@ -73,11 +74,28 @@ void TestGuideKey::besideTheProgramFirst() {
     }
 }
 
+/// Wherever it is; the other one is better than none.
 void TestGuideKey::eachLanguageForItself() {
+    const QString chinese = page(QStringLiteral("guide"), QStringLiteral("zh"));
+    const QString english = page(QStringLiteral("share/doc/bivista/guide"));
     QVERIFY(makePage(QStringLiteral("guide"), QStringLiteral("zh")));
-    QCOMPARE(guidePage(programFolder(), LanguageScope::kChinese),
-             page(QStringLiteral("guide"), QStringLiteral("zh")));
-    QCOMPARE(guidePage(programFolder(), LanguageScope::kEnglish), QString());
+    QCOMPARE(guidePage(programFolder(), LanguageScope::kChinese), chinese);
+    QCOMPARE(guidePage(programFolder(), LanguageScope::kEnglish), chinese);
+    QVERIFY(makePage(QStringLiteral("share/doc/bivista/guide")));
+    QCOMPARE(guidePage(programFolder(), LanguageScope::kChinese), chinese);
+    QCOMPARE(guidePage(programFolder(), LanguageScope::kEnglish), english);
+    QVERIFY(QFile::remove(chinese));
+    QCOMPARE(guidePage(programFolder(), LanguageScope::kChinese), english);
+}
+
+void TestGuideKey::onlyTheOtherLanguage() {
+    QVERIFY(makePage(QStringLiteral("guide"), QStringLiteral("zh")));
+    const GuideKey key(programFolder());
+    QWidget widget;  // its texts are English
+    QTest::ignoreMessage(QtInfoMsg, QRegularExpression(QStringLiteral(
+                                        "^The guide is only there in the other language: .*index\\.html$")));
+    QTest::keyClick(&widget, Qt::Key_F1);
+    QCOMPARE(opened, QStringList{page(QStringLiteral("guide"), QStringLiteral("zh"))});
 }
 
 void TestGuideKey::languageOnScreen() {

@@ -3,6 +3,7 @@
 // packaging/windows/build and run by packaging/windows/test.
 
 #include <QProcess>
+#include <QSettings>
 
 #include "support/runningbivista.h"
 #include "windowspc.h"
@@ -30,6 +31,8 @@ private slots:
     void installs();
     void shortcutsAreChoices();
     void closesTheProgram();
+    void firstSettings_data();
+    void firstSettings();
     void installsForOtherCameras();
     void firewallIsTold();
     void newerVersionTakesOldFilesAway();
@@ -277,6 +280,40 @@ void TestWindowsInstaller::closesTheProgram() {
     QVERIFY(other.waitForEnd());
     QCOMPARE(other.exitCode(), 0);
     QVERIFY(!pc.isRunning("Bivista.bivista.exe"));
+    uninstall();
+}
+
+void TestWindowsInstaller::firstSettings_data() {
+    QTest::addColumn<bool>("areSimulated");
+    QTest::newRow("simulated") << true;
+    QTest::newRow("maker") << false;
+    if (hasGenicam)
+        QTest::newRow("genicam") << false;
+}
+
+/// Whatever the cameras are, the program first comes in the installer's language, and with colours. Settings
+/// that are there stay as they are.
+void TestWindowsInstaller::firstSettings() {
+    QFETCH(bool, areSimulated);
+    const QDir folder(pc.unixPath(userFolder() + "\\Bivista"));
+    QVERIFY(QDir(folder).removeRecursively());
+    const QString cameras = QStringLiteral("/CAMERAS=") + QTest::currentDataTag();
+    QCOMPARE(install({cameras}), 0);
+    QCOMPARE(pc.unixPath(pc.registered("HKCU", "WorkingFolder")), folder.path());
+    const QSettings settings(folder.filePath("setting.ini"), QSettings::IniFormat);
+    QCOMPARE(settings.value("File/Lang").toString(), QString("1"));
+    QCOMPARE(settings.value("File/Color").toString(), QString("1"));
+    QCOMPARE(folder.exists("kvcap2.ini"), areSimulated);
+    QCOMPARE(folder.exists("mark0.txt"), areSimulated);
+
+    QFile file(folder.filePath("setting.ini"));
+    const QByteArray own = "[File]\nLang=2\n";
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(own) == own.size());
+    file.close();
+    QCOMPARE(install({cameras}), 0);
+    QVERIFY(file.open(QIODevice::ReadOnly));
+    QCOMPARE(file.readAll(), own);
+    file.close();
     uninstall();
 }
 
