@@ -418,11 +418,13 @@ QString whatToCheck(const QVector<LocalAddress>& locals) {
            asText(locals) +
            QStringLiteral(
                "  3. Is another program's firewall in between? Cameras answer by UDP, from port 3956.\n"
-               "  4. Do you know the camera's address? list-cameras --addresses ADDRESS asks it alone, "
+               "  4. Do you know the camera's address? The option --addresses ADDRESS asks it alone, "
                "without a\n"
                "     search; it has to be in a subnet of this machine.\n"
-               "  5. USB: may you open it? On Linux packaging/linux/70-bivista-cameras.rules is needed.\n"
-               "  docs/genicam.md tells more.\n");
+               "  5. USB: may you open it? On Linux the package bivista-genicam, or\n"
+               "     packaging/linux/70-bivista-cameras.rules of the sources, gives access.\n"
+               "  genicam.md tells more: beside the library, in /usr/share/doc/bivista-genicam, or in "
+               "docs.\n");
 }
 
 }  // namespace kvgen
