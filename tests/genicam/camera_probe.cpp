@@ -116,7 +116,7 @@ int main(int argc, char** argv) {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     QCoreApplication application(argc, argv);
     const QStringList arguments = QCoreApplication::arguments();
-    const QTemporaryDir folder;
+    QTemporaryDir folder;
     if (arguments.size() < 2 || !folder.isValid() || !QDir::setCurrent(folder.path()))
         return 2;
     const QString what = arguments[1];
@@ -128,13 +128,16 @@ int main(int argc, char** argv) {
         if (!file.open(QIODevice::WriteOnly) || file.write(text.toUtf8()) < 0)
             return 2;
     }
-    if (what == "hold")
-        return hold();
+    if (what == "hold" || what == "follow") {
+        // Read by the first call. Those two are killed, and would leave it.
+        int32_t count = 0;
+        CameraGetCount(&count);
+        folder.remove();
+        return what == "hold" ? hold() : follow();
+    }
     if (what == "open")
         return CameraInit(0) == 0 ? 0 : 1;
     if (what == "look")
         return look();
-    if (what == "end")
-        return end();
-    return what == "follow" ? follow() : 2;
+    return what == "end" ? end() : 2;
 }

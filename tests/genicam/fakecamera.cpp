@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fakecamera.h"
 
+#include <QTemporaryFile>
 #include <QtEndian>
 
 #include <atomic>
@@ -57,11 +58,13 @@ FakeCamera* FakeCamera::theOne() {
 }
 
 FakeCamera::FakeCamera(const Options& options) : options_(options), sensor_(options) {
+    // Read when the server is made. This process is killed more often than it ends, and would leave it.
+    QTemporaryFile xml;
     QString file = options_.xmlFile;
-    if (file.isEmpty() && xml_.open()) {
-        xml_.write(description(options_));
-        xml_.flush();
-        file = xml_.fileName();
+    if (file.isEmpty() && xml.open()) {
+        xml.write(description(options_));
+        xml.flush();
+        file = xml.fileName();
     }
     server_ = arv_gv_fake_camera_new_full(options_.address.toLatin1().constData(),
                                           options_.serial.constData(), file.toLocal8Bit().constData());

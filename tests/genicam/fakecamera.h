@@ -4,7 +4,6 @@
 #include <arv.h>
 
 #include <QByteArray>
-#include <QTemporaryFile>
 
 #include <array>
 #include <chrono>
@@ -60,7 +59,6 @@ private:
 
     const Options options_;
     Sensor sensor_;
-    QTemporaryFile xml_;
     ArvGvFakeCamera* server_ = nullptr;
     ArvFakeCamera* registers_ = nullptr;
     QByteArray readUserSet() const;
