@@ -24,20 +24,18 @@ bool PictureWorker::startThread() {
             thread = std::thread(&PictureWorker::run, this);
     } catch (const std::system_error&) {
         return false;
-    } catch (const std::bad_alloc&) {
-        return false;
     }
     return true;
 }
 
 bool PictureWorker::add(QImage picture, const QString& fileName, int quality, const Companion& companion) {
-    // Whoever has the pixels too may write into them, as tiles do once nobody seems to share them any more.
-    if (!picture.isDetached())
-        picture = picture.copy();
-    if (picture.isNull() || !startThread())
-        return false;
     std::list<Job> added;
     try {
+        // Whoever has the pixels too may write into them, as tiles do once nobody seems to share them.
+        if (!picture.isDetached())
+            picture = picture.copy();
+        if (picture.isNull() || !startThread())
+            return false;
         added.push_back({std::move(picture), fileName, quality, companion, {}, {}});
     } catch (const std::bad_alloc&) {
         return false;

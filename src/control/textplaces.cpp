@@ -50,6 +50,10 @@ protected:
                 return size.width();
             case PdmHeight:
                 return size.height();
+            case PdmWidthMM:
+                return qRound(size.width() * 1000.0 / dot.dotsPerMeterX());
+            case PdmHeightMM:
+                return qRound(size.height() * 1000.0 / dot.dotsPerMeterY());
             case PdmDevicePixelRatio:
                 return 1;
             case PdmDevicePixelRatioScaled:

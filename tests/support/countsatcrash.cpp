@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
-// Coverage builds only: a program that crashes on purpose writes what it counted before it ends. gcov does so at exit() alone,
-// and how a crash is traced would count as never run. In place of the C library's function, by which the trace sends
-// its own thread the signal a second time, now to end by it.
+// Coverage builds only: a program that crashes on purpose writes what it counted before it ends. gcov does so
+// at exit() alone, and how a crash is traced would count as never run. In place of the C library's function,
+// by which the trace sends its own thread the signal a second time, now to end by it.
 #include <dlfcn.h>
 #include <sys/syscall.h>
 

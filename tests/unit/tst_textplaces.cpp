@@ -31,6 +31,21 @@ QImage rendered(QGraphicsScene& scene) {
     return picture;
 }
 
+/// What painting may ask of the device that it goes to.
+QMap<QByteArray, double> answersOf(const QPaintDevice& device) {
+    return {{"width", device.width()},
+            {"height", device.height()},
+            {"width, mm", device.widthMM()},
+            {"height, mm", device.heightMM()},
+            {"logical dpi, x", device.logicalDpiX()},
+            {"logical dpi, y", device.logicalDpiY()},
+            {"physical dpi, x", device.physicalDpiX()},
+            {"physical dpi, y", device.physicalDpiY()},
+            {"pixel ratio", device.devicePixelRatio()},
+            {"exact pixel ratio", device.devicePixelRatioF()},
+            {"bits", device.depth()}};
+}
+
 /// Everything that is not white, px of the picture.
 QRect inked(const QImage& picture) {
     QRect rect;
@@ -60,6 +75,7 @@ private slots:
     void nothingElseIsText();
     void theSceneIsLeft();
     void emptyScene();
+    void answersAsAPicture();
 
 private:
     std::unique_ptr<QGraphicsScene> scene;
@@ -159,6 +175,17 @@ void TestTextPlaces::theSceneIsLeft() {
 
 void TestTextPlaces::emptyScene() {
     QVERIFY(textPlaces(scene.get()).isEmpty());
+}
+
+/// What is painted by them, such as letters of a height in mm, has to be the same.
+void TestTextPlaces::answersAsAPicture() {
+    QMap<QByteArray, double> answers;
+    scene->addItem(new PaintedItem([&](QPainter& painter) { answers = answersOf(*painter.device()); }));
+    rendered(*scene);
+    const auto ofPicture = std::exchange(answers, {});
+    QVERIFY(!ofPicture.isEmpty());
+    textPlaces(scene.get());
+    QCOMPARE(answers, ofPicture);
 }
 
 QTEST_MAIN(TestTextPlaces)
