@@ -72,7 +72,7 @@ void TestLinuxPackage::filesAreInTheirPlaces_data() {
           "share/bivista/example/maker/setting.ini", "share/applications/bivista.desktop",
           "share/metainfo/example.bivista.bivista.metainfo.xml", "share/doc/bivista/copyright",
           "share/doc/bivista/changelog.gz", "share/doc/bivista/changelog.Debian.gz",
-          "share/doc/bivista/examples/bivista.service"})
+          "share/doc/bivista/examples/bivista.service", "share/doc/bivista/simulator.md"})
         QTest::newRow(name) << false;
     if (HAS_GENICAM) {
         QTest::newRow("bin/bivista-list-cameras") << true;
@@ -80,7 +80,8 @@ void TestLinuxPackage::filesAreInTheirPlaces_data() {
         for (const char* name :
              {"share/bivista/example/genicam/setting.ini", "share/bivista/example/genicam/kvcap2-genicam.ini",
               "lib/udev/rules.d/70-bivista-cameras.rules", "lib/sysctl.d/60-bivista-cameras.conf",
-              "share/doc/bivista-genicam/copyright", "share/doc/bivista-genicam/changelog.Debian.gz"})
+              "share/doc/bivista-genicam/copyright", "share/doc/bivista-genicam/changelog.Debian.gz",
+              "share/doc/bivista-genicam/genicam.md"})
             QTest::newRow(name) << false;
     }
 }

@@ -80,18 +80,46 @@ struct Link {
     int line;  // from 1
 };
 
+/// What a link shows may go on in the next line, but not beyond a paragraph.
 inline QVector<Link> linksOf(const QString& text) {
-    // What a link shows may be a picture, which is a link itself.
-    static const QRegularExpression link(QStringLiteral("(!?)\\[[^\\]]*\\]\\(([^)\\s]+)\\)"));
+    static const QRegularExpression link(
+        QStringLiteral("(!?)\\[(?:[^\\[\\]\n]|\n(?![ \\t]*\n))*\\]\\(([^)\\s]+)\\)"));
     QVector<Link> found;
-    const QStringList lines = withoutFences(text).split(QLatin1Char('\n'));
-    for (int i = 0; i < lines.size(); ++i) {
-        for (auto match = link.globalMatch(lines[i]); match.hasNext();) {
-            const auto next = match.next();
-            found.append({next.captured(2), !next.captured(1).isEmpty(), i + 1});
-        }
+    const QString searched = withoutFences(text);
+    int line = 1;
+    int counted = 0;  // characters whose line ends are in `line`
+    for (auto match = link.globalMatch(searched); match.hasNext();) {
+        const auto next = match.next();
+        const int start = next.capturedStart();
+        line += searched.midRef(counted, start - counted).count(QLatin1Char('\n'));
+        counted = start;
+        found.append({next.captured(2), !next.captured(1).isEmpty(), line});
     }
     return found;
+}
+
+/// A heading and what is under it, up to the next one that is not below it; empty where there is no such
+/// heading.
+inline QString sectionOf(const QString& text, const QString& heading) {
+    static const QRegularExpression head(QStringLiteral("^(#{1,6}) +(.*?) *$"));
+    const QStringList lines = withoutFences(text).split(QLatin1Char('\n'));
+    QStringList section;
+    int level = 0;  // of the heading, 0: it has not come yet
+    for (const QString& line : lines) {
+        const auto match = head.match(line);
+        if (match.hasMatch() && level == 0 && match.captured(2) == heading)
+            level = match.capturedLength(1);
+        else if (match.hasMatch() && level > 0 && match.capturedLength(1) <= level)
+            break;
+        if (level > 0)
+            section.append(line);
+    }
+    return section.join(QLatin1Char('\n'));
+}
+
+/// Rows of tables, their heads too, in the order of the text.
+inline QStringList rowsOf(const QString& text) {
+    return withoutFences(text).split(QLatin1Char('\n')).filter(QRegularExpression(QStringLiteral("^\\| ")));
 }
 
 }  // namespace guide

@@ -14,17 +14,21 @@ private slots:
     void linksOfTheTexts_data();
     void linksOfTheTexts();
     void guideStaysWithinItself();
+    void packagedPagesStandAlone();
+    void packagedPagesAreForTheirReaders();
     void indexNamesEveryPage();
     void everyPageIsMade();
     void linksOfTheHtml();
     void everyKeyIsInItsTable();
     void anchorsAreMadeAsGitHubMakesThem();
+    void linksMayGoOnInTheNextLine();
 
 private:
     static bool isElsewhere(const QString& target);
     static QString problemOf(const QString& page, const QString& target,
                              QStringList (*anchors)(const QString& text));
     static QStringList anchorsOfHtml(const QString& text);
+    static QStringList packagedPages();
 };
 
 namespace {
@@ -116,6 +120,63 @@ void TestGuideLinks::guideStaysWithinItself() {
                 strays.append(
                     QStringLiteral("%1/%2:%3: %4").arg(language, name).arg(link.line).arg(link.target));
             }
+        }
+    }
+    QVERIFY2(strays.isEmpty(), qPrintable(QLatin1Char('\n') + strays.join(QLatin1Char('\n'))));
+}
+
+/// The documents that the packages for Linux and for Windows have, as their makers name them.
+QStringList TestGuideLinks::packagedPages() {
+    static const QRegularExpression install(QStringLiteral("/docs/([a-z]+\\.md)"));
+    static const QRegularExpression copy(QStringLiteral("^ *cp .*\\bdocs/([a-z]+\\.md)"),
+                                         QRegularExpression::MultilineOption);
+    QStringList found;
+    const auto take = [&found](const QString& file, const QRegularExpression& expression) {
+        for (auto match = expression.globalMatch(guide::contentOf(kRoot + file)); match.hasNext();)
+            found.append(match.next().captured(1));
+    };
+    take(QStringLiteral("/packaging/linux/CMakeLists.txt"), install);
+    const int ofLinux = found.size();
+    take(QStringLiteral("/packaging/windows/build"), copy);
+    if (ofLinux == 0 || found.size() == ofLinux)
+        return {};
+    found.removeDuplicates();
+    return found;
+}
+
+/// In each package they lie in another place, away from their neighbours here: only what they link to in
+/// themselves, or in the net, is there for all.
+void TestGuideLinks::packagedPagesStandAlone() {
+    const QStringList names = packagedPages();
+    QVERIFY2(names.contains(QStringLiteral("genicam.md")) && names.contains(QStringLiteral("simulator.md")),
+             qPrintable(names.join(QLatin1Char(' '))));
+    QStringList strays;
+    for (const QString& name : names) {
+        const auto links = guide::linksOf(guide::contentOf(kRoot + QStringLiteral("/docs/") + name));
+        for (const guide::Link& link : links) {
+            if (!isElsewhere(link.target) && !link.target.startsWith(QLatin1Char('#')))
+                strays.append(QStringLiteral("%1:%2: %3").arg(name).arg(link.line).arg(link.target));
+        }
+    }
+    QVERIFY2(strays.isEmpty(), qPrintable(QLatin1Char('\n') + strays.join(QLatin1Char('\n'))));
+}
+
+/// Who has a package has no sources: what is in these has a section of its own.
+void TestGuideLinks::packagedPagesAreForTheirReaders() {
+    static const QRegularExpression ofTheSources(
+        QStringLiteral("(?<![\\w/])(?:\\./run\\b|(?:tools|packaging|build|src|tests|docs|guide)/)"));
+    const QStringList names = packagedPages();
+    QVERIFY(!names.isEmpty());
+    QStringList strays;
+    for (const QString& name : names) {
+        QString text = guide::contentOf(kRoot + QStringLiteral("/docs/") + name);
+        const int from = text.indexOf(QStringLiteral("\n## From the sources\n"));
+        QVERIFY2(from > 0, qPrintable(name));
+        const int end = text.indexOf(QStringLiteral("\n## "), from + 1);
+        text.remove(from, (end < 0 ? text.size() : end) - from);
+        for (auto match = ofTheSources.globalMatch(text); match.hasNext();) {
+            const int at = match.next().capturedStart();
+            strays.append(name + QStringLiteral(": ") + text.mid(at, 40).section(QLatin1Char('\n'), 0, 0));
         }
     }
     QVERIFY2(strays.isEmpty(), qPrintable(QLatin1Char('\n') + strays.join(QLatin1Char('\n'))));
@@ -213,11 +274,18 @@ void TestGuideLinks::anchorsAreMadeAsGitHubMakesThem() {
         guide::anchorsOf(text),
         (QStringList{QStringLiteral("keys-of-settingini"), QStringLiteral("in-full-screen-in-chinese"),
                      QStringLiteral("twice"), QStringLiteral("twice-1"), QStringLiteral("保存四种方式")}));
-    const auto links = guide::linksOf(QStringLiteral("a [b](c.md#d) ![e](f.png)\n```\n[g](h)\n```\n[i](j)"));
-    QCOMPARE(links.size(), 3);
-    QCOMPARE(links[0].target, QStringLiteral("c.md#d"));
-    QVERIFY(links[1].isPicture);
-    QCOMPARE(links[2].line, 5);
+}
+
+void TestGuideLinks::linksMayGoOnInTheNextLine() {
+    const auto links =
+        guide::linksOf(QStringLiteral("a [b](c.md#d) ![e](f.png)\n```\n[g](h)\n```\n[i](j)\n"
+                                      "x ([k\n  l](m.md), ![n\no](p.png))\n[q\n\nr](s.md) [t](u.md)"));
+    QStringList found;
+    for (const guide::Link& link : links)
+        found.append(QStringLiteral("%1%2:%3")
+                         .arg(link.isPicture ? QStringLiteral("!") : QString(), link.target)
+                         .arg(link.line));
+    QCOMPARE(found.join(QLatin1Char(' ')), QStringLiteral("c.md#d:1 !f.png:1 j:5 m.md:6 !p.png:7 u.md:11"));
 }
 
 QTEST_GUILESS_MAIN(TestGuideLinks)

@@ -23,6 +23,9 @@ private slots:
     void samePages();
     void sameHeadings();
     void samePictures();
+    void sameRows();
+    void chineseWords_data();
+    void chineseWords();
     void everyControl_data() { languages(); }
     void everyControl();
     void everyMeasureAction_data() { languages(); }
@@ -39,6 +42,8 @@ private:
         QString form;
         QString object;
         QString text;
+        bool isTitle;        // of a tab or a box
+        QStringList inside;  // titles of the tab and the boxes that it is in, the outermost first
     };
     /// A block of keys.txt.
     struct Key {
@@ -52,7 +57,11 @@ private:
     static QString allText(const QString& language);
     static QStringList picturesOf(const QString& text);
     static QString shown(QString text);
+    static QSet<QString> namesOf(const QString& text);
     QSet<QString> namedIn(const QString& language) const;
+    QSet<QString> namedFor(const Control& control, const QString& language) const;
+    QString onScreen(const Control& control, const QString& text, const QString& language) const;
+    QSet<QString> translationsOf(const QString& text) const;
     void readForms();
     void readTranslation();
     void readKeys();
@@ -120,14 +129,19 @@ void TestGuideTexts::readForms() {
         QString className;
         QString object;
         QString property;
+        QStringList titles;  // of the widgets that are open
         while (!xml.atEnd()) {
             xml.readNext();
+            if (xml.isEndElement() && xml.name() == QLatin1String("widget"))
+                titles.removeLast();
             if (!xml.isStartElement())
                 continue;
             const QStringRef name = xml.name();
             if (name == QLatin1String("class") && className.isEmpty()) {
                 className = xml.readElementText();
             } else if (name == QLatin1String("widget") || name == QLatin1String("action")) {
+                if (name == QLatin1String("widget"))
+                    titles.append(QString());
                 object = xml.attributes().value(QStringLiteral("name")).toString();
             } else if (name == QLatin1String("property") || name == QLatin1String("attribute")) {
                 property = xml.attributes().value(QStringLiteral("name")).toString();
@@ -139,8 +153,13 @@ void TestGuideTexts::readForms() {
                 // The about box is a text, not controls.
                 const bool isSeen = !isFixed && !text.isEmpty() && !text.contains(QLatin1Char('<')) &&
                                     QStringList{"text", "title", "windowTitle"}.contains(property);
+                const bool isTitle = property == QLatin1String("title");
+                QStringList inside = titles;
+                inside.removeAll(QString());
                 if (isSeen || (text.contains(QLatin1String("<->")) && property == QLatin1String("text")))
-                    controls.append({className, object, text});
+                    controls.append({className, object, text, isTitle, inside});
+                if (isTitle && !titles.isEmpty())
+                    titles.last() = text;
             }
         }
         QVERIFY2(!xml.hasError(), qPrintable(form + QStringLiteral(": ") + xml.errorString()));
@@ -190,20 +209,60 @@ void TestGuideTexts::readKeys() {
 }
 
 /// What stands in bold letters or in quotes, or is a heading: names of what is on the screen.
-QSet<QString> TestGuideTexts::namedIn(const QString& language) const {
+QSet<QString> TestGuideTexts::namesOf(const QString& text) {
     static const QRegularExpression name(QStringLiteral("\\*\\*([^*]+)\\*\\*|\"([^\"\n]+)\"|“([^”\n]+)”"));
-    QString text = guide::withoutFences(allText(language));
-    const auto headings = guide::headingsOf(text);
-    for (const Key& key : keyBlocks)
-        text += key.meaning[language] + QLatin1Char('\n');
+    const QString searched = guide::withoutFences(text);
     QSet<QString> found;
-    for (auto match = name.globalMatch(text); match.hasNext();) {
+    for (auto match = name.globalMatch(searched); match.hasNext();) {
         const auto next = match.next();
         for (int group = 1; group <= 3; ++group)
             found.insert(shown(next.captured(group).simplified()));
     }
+    const auto headings = guide::headingsOf(searched);
     for (const guide::Heading& heading : headings)
         found.insert(shown(heading.text));
+    return found;
+}
+
+/// On any page.
+QSet<QString> TestGuideTexts::namedIn(const QString& language) const {
+    QString text = allText(language);
+    for (const Key& key : keyBlocks)
+        text += key.meaning[language] + QLatin1Char('\n');
+    return namesOf(text);
+}
+
+QString TestGuideTexts::onScreen(const Control& control, const QString& text, const QString& language) const {
+    return shown(language == QLatin1String("zh") ? chinese.value(control.form + QLatin1Char('|') + text)
+                                                 : text);
+}
+
+/// Where the guide has to name what is in a tab of the settings: in the section of the box that it is in, or
+/// of the tab where the box has none; a title anywhere in it, all else in the first column of a table, so
+/// that one of two controls of a name does not stand for the other.
+QSet<QString> TestGuideTexts::namedFor(const Control& control, const QString& language) const {
+    const QString page = pageText(language, QStringLiteral("settings.md"));
+    QString section;
+    for (const QString& title : control.inside) {
+        const QString inner = guide::sectionOf(page, onScreen(control, title, language));
+        section = inner.isEmpty() ? section : inner;
+    }
+    if (control.isTitle)
+        return namesOf(section);
+    QString columns;
+    const QStringList rows = guide::rowsOf(section);
+    for (const QString& row : rows)
+        columns += row.section(QLatin1Char('|'), 1, 1) + QLatin1Char('\n');
+    return namesOf(columns);
+}
+
+/// What a text may be on the screen in Chinese.
+QSet<QString> TestGuideTexts::translationsOf(const QString& text) const {
+    QSet<QString> found;
+    for (auto entry = chinese.cbegin(); entry != chinese.cend(); ++entry) {
+        if (shown(entry.key().section(QLatin1Char('|'), 1)) == text)
+            found.insert(shown(entry.value()));
+    }
     return found;
 }
 
@@ -267,22 +326,102 @@ void TestGuideTexts::samePictures() {
     }
 }
 
+/// A row has the texts of the program, the keys, the names of buttons and the links of the row beside it in
+/// the other language.
+void TestGuideTexts::sameRows() {
+    static const QRegularExpression piece(
+        QStringLiteral("`([^`]+)`|\\*\\*([^*]+)\\*\\*|\\(([a-z-]+\\.md)[)#]"));
+    constexpr int kBold = 2;
+    static const QRegularExpression number(QStringLiteral("%\\d"));
+    const QStringList names = pagesOf(QStringLiteral("en"));
+    QStringList others;
+    int compared = 0;
+    for (const QString& name : names) {
+        const QStringList english = guide::rowsOf(pageText(QStringLiteral("en"), name));
+        const QStringList inChinese = guide::rowsOf(pageText(QStringLiteral("zh"), name));
+        QVERIFY2(
+            english.size() == inChinese.size(),
+            qPrintable(
+                QStringLiteral("%1: %2 and %3 rows").arg(name).arg(english.size()).arg(inChinese.size())));
+        for (int i = 0; i < english.size(); ++i) {
+            for (auto match = piece.globalMatch(english[i]); match.hasNext();) {
+                const auto next = match.next();
+                const QString text = next.captured(next.lastCapturedIndex());
+                // As the row shows it, which leaves values out, and as the translation has it.
+                QString withValue = text;
+                withValue.replace(QStringLiteral("…"), QStringLiteral("%1"));
+                QSet<QString> allowed = translationsOf(shown(text));
+                if (next.lastCapturedIndex() == kBold && allowed.isEmpty())
+                    continue;  // no name on the screen
+                const auto translations = translationsOf(shown(withValue));
+                for (QString translation : translations)
+                    allowed.insert(translation.replace(number, QStringLiteral("…")));
+                allowed.insert(text);
+                ++compared;
+                if (std::none_of(allowed.cbegin(), allowed.cend(),
+                                 [&](const QString& each) { return inChinese[i].contains(each); }))
+                    others.append(QStringLiteral("%1: %2\n    %3").arg(name, text, inChinese[i]));
+            }
+        }
+    }
+    QVERIFY2(others.isEmpty(), qPrintable(QStringLiteral("not in its row:") + lines(others)));
+    QVERIFY(compared > 300);
+}
+
+void TestGuideTexts::chineseWords_data() {
+    QTest::addColumn<QString>("chosen");
+    QTest::addColumn<QString>("rejected");
+    // Its meaning, the word, and what would be another word for the same thing, or a wrong one.
+    const auto word = [](const char* meaning, const char* chosen, const char* rejected) {
+        QTest::newRow(meaning) << QString::fromUtf8(chosen) << QString::fromUtf8(rejected);
+    };
+    word("tile", "画面格", "图块|瓦片|磁贴");
+    word("cross-hair", "十字标记", "十字线|十字光标|十字准线|准星");
+    word("tab of a dialog", "选项卡", "标签页");
+    word("maker", "厂商", "厂家|制造商");
+    word("how cameras are counted", "台相机", "个(?:\\*\\* ?)?相机(?!库|参数|号)");
+    word("composite", "合成图像", "合成图(?!像)|拼接图像|全景图");
+    word("barcode reader", "条码阅读器", "扫码枪|条码枪|扫描枪|读码器");
+    word("machine controller", "设备控制器", "机器控制器|机床控制器");
+    word("section of setting.ini", "节", "\\]`? ?(?:小节|段|部分)");
+    word("working folder", "工作文件夹", "工作目录");
+}
+
+/// One word for one thing, whoever writes a page.
+void TestGuideTexts::chineseWords() {
+    QFETCH(const QString, chosen);
+    QFETCH(const QString, rejected);
+    const QString language = QStringLiteral("zh");
+    QString text = allText(language);
+    for (const Key& key : keyBlocks)
+        text += key.meaning[language] + QLatin1Char('\n');
+    QVERIFY(text.contains(chosen));
+    const QRegularExpression wrong(QStringLiteral(".*(?:%1).*").arg(rejected));
+    QVERIFY(wrong.isValid());
+    QStringList found;
+    for (auto match = wrong.globalMatch(text); match.hasNext();)
+        found.append(match.next().captured());
+    QVERIFY2(found.isEmpty(),
+             qPrintable(chosen + QStringLiteral(" is the word, not that in") + lines(found)));
+}
+
 // ---- all is there --------------------------------------------------------------------------------
 
 void TestGuideTexts::everyControl() {
     QFETCH(const QString, language);
     const QSet<QString> named = namedIn(language);
     QStringList missing;
+    int ofTabs = 0;
     for (const Control& control : qAsConst(controls)) {
-        QString text = control.text;
-        if (language == QLatin1String("zh")) {
-            text = chinese.value(control.form + QLatin1Char('|') + text);
-            QVERIFY2(!text.isEmpty(), qPrintable(control.text));
-        }
-        if (!named.contains(shown(text)))
-            missing.append(QStringLiteral("%1, %2: \"%3\"").arg(control.form, control.object, shown(text)));
+        const QString text = onScreen(control, control.text, language);
+        QVERIFY2(!text.isEmpty(), qPrintable(control.text));
+        const bool isOfTab = control.form == QLatin1String("SettingDialog") && !control.inside.isEmpty();
+        ofTabs += isOfTab;
+        if (!(isOfTab ? namedFor(control, language) : named).contains(text))
+            missing.append(QStringLiteral("%1, %2: \"%3\"").arg(control.form, control.object, text));
     }
     QVERIFY2(missing.isEmpty(), qPrintable(language + QStringLiteral(" does not name") + lines(missing)));
+    QVERIFY2(ofTabs > 30, qPrintable(QString::number(ofTabs)));
 }
 
 void TestGuideTexts::everyMeasureAction() {
