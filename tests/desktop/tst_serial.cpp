@@ -257,7 +257,7 @@ void TestSerial::withoutCameras_data() {
     QTest::addColumn<QByteArray>("ini");
     QTest::addColumn<int>("attached");
     QTest::addColumn<QStringList>("calls");
-    // As written, a command goes to the cameras that are counted, also to those that demo mode never opened.
+    // A command goes to the cameras that are counted, also to those that demo mode never opened.
     QTest::newRow("none attached") << QByteArray() << 0 << QStringList();
     QTest::newRow("demo mode") << QByteArray("[Camera]\nDemo=1\n") << 2
                                << QStringList{QStringLiteral("CameraSetGain(0, 7)"),

@@ -297,6 +297,9 @@ void TestMarkPictures::boundingRectOfACircle() {
     QCOMPARE(circle->boundingRect(), QRectF(0, 0, 400, 300));  // from the origin, whatever the scene's corner
     scene.setSceneRect(0, 0, 800, 600);
     QCOMPARE(circle->boundingRect(), QRectF(0, 0, 800, 600));
+    // With its measures, which are within the scene.
+    circle->showMeasure = true;
+    QCOMPARE(circle->boundingRect(), QRectF(0, 0, 800, 600));
 }
 
 void TestMarkPictures::noTrails_data() {

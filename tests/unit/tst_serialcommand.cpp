@@ -106,6 +106,8 @@ void TestSerialCommand::echo_data() {
     QTest::newRow("trigger") << QByteArray("trigger now\r\n") << QStringLiteral("COMMAND:TRIGGER");
     QTest::newRow("whole and untrimmed")
         << QByteArray("gain 1 20\r\n") << QStringLiteral("COMMAND:gain 1 20\r\n");
+    QTest::newRow("not ASCII") << QByteArray("gain 1 20 \xe5\xb7\xa6 \xc3\xa4")
+                               << QStringLiteral("COMMAND:gain 1 20 \u5de6 \u00e4");
     QTest::newRow("delay") << QByteArray("SetDelay 0") << QStringLiteral("COMMAND:SetDelay 0");
     QTest::newRow("long") << "gain 1 " + QByteArray(2000, '1')
                           << QStringLiteral("COMMAND:gain 1 ") + QString(2000, QLatin1Char('1'));

@@ -139,6 +139,7 @@ void TestFrames::freezeKeepsThePicture() {
     WindowUnderTest window;
     startQuiet(window);
     window.sendFrame(0, 10);
+    QTest::ignoreMessage(QtDebugMsg, "MainWindow::on_actionFreeze_triggered true");
     window.action("actionFreeze")->trigger();
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/FreezeImage")), QStringLiteral("true"));
     window->updateFps();
@@ -148,6 +149,7 @@ void TestFrames::freezeKeepsThePicture() {
     window->updateFps();
     // 1 frame, then 5: 5 x 0.4 + 1 x 0.6
     QVERIFY2(window.rightText().contains(QLatin1String("2.60")), qPrintable(window.rightText()));
+    QTest::ignoreMessage(QtDebugMsg, "MainWindow::on_actionFreeze_triggered false");
     window.action("actionFreeze")->trigger();
     QCOMPARE(WorkingFolder::keyOnDisk(QStringLiteral("File/FreezeImage")), QStringLiteral("false"));
     window.sendFrame(0, 50);

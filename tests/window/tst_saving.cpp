@@ -27,6 +27,7 @@ private slots:
     void folderThatIsNotThere();
     void fullDiskLeavesTheOldFile();
     void sceneTooLarge();
+    void emptyScene();
     void singleTile();
     void singleTileNames_data();
     void singleTileNames();
@@ -287,6 +288,18 @@ void TestSaving::sceneTooLarge() {
     window->saveScanned(QStringLiteral("c"));
     QCOMPARE(window.leftText(), QStringLiteral("Saved image ./c.png"));
     QCOMPARE(files(), QStringList());
+}
+
+/// Nothing to be seen, nothing to be written, and the label as after any save.
+void TestSaving::emptyScene() {
+    WindowUnderTest window;
+    start(window);
+    window.view()->scene()->setSceneRect(0, 0, 0.5, 0.5);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression(QStringLiteral("c\\.png was not written: .+")));
+    window->saveScanned(QStringLiteral("c"));
+    QCOMPARE(window.leftText(), QStringLiteral("Saved image ./c.png"));
+    QCOMPARE(files(), QStringList());
+    QVERIFY(window.answerer.boxes.isEmpty());
 }
 
 void TestSaving::singleTile() {

@@ -496,7 +496,7 @@ void TestSensorPage::otherCamera() {
     QCOMPARE(recording::callsButFrames(), QStringList{QStringLiteral("CameraSetGain(0, 56)")});
 }
 
-/// As written: in demo mode a slider that is moved calls the library all the same, for camera 0.
+/// In demo mode a slider that is moved calls the library all the same, for camera 0.
 void TestSensorPage::slidersWithoutACamera() {
     build({});
     slider("hsGamma")->setValue(200);
