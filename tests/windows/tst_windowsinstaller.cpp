@@ -284,24 +284,40 @@ void TestWindowsInstaller::closesTheProgram() {
 }
 
 void TestWindowsInstaller::firstSettings_data() {
-    QTest::addColumn<bool>("areSimulated");
-    QTest::newRow("simulated") << true;
-    QTest::newRow("maker") << false;
+    QTest::addColumn<QString>("cameras");
+    QTest::addColumn<QString>("locale");
+    QTest::addColumn<QString>("language");
+    QTest::newRow("simulated") << "simulated"
+                               << ""
+                               << "1";
+    QTest::newRow("simulated, Chinese") << "simulated"
+                                        << "zh_CN"
+                                        << "2";
+    QTest::newRow("maker") << "maker"
+                           << ""
+                           << "1";
     if (hasGenicam)
-        QTest::newRow("genicam") << false;
+        QTest::newRow("genicam") << "genicam"
+                                 << ""
+                                 << "1";
 }
 
 /// Whatever the cameras are, the program first comes in the installer's language, and with colours. Settings
 /// that are there stay as they are.
 void TestWindowsInstaller::firstSettings() {
-    QFETCH(bool, areSimulated);
+    QFETCH(QString, cameras);
+    QFETCH(QString, locale);
+    QFETCH(QString, language);
+    const bool areSimulated = cameras == "simulated";
     const QDir folder(pc.unixPath(userFolder() + "\\Bivista"));
     QVERIFY(QDir(folder).removeRecursively());
-    const QString cameras = QStringLiteral("/CAMERAS=") + QTest::currentDataTag();
+    cameras.prepend("/CAMERAS=");
+    QVERIFY(pc.setLanguage(locale));
     QCOMPARE(install({cameras}), 0);
+    QVERIFY(pc.setLanguage({}));
     QCOMPARE(pc.unixPath(pc.registered("HKCU", "WorkingFolder")), folder.path());
     const QSettings settings(folder.filePath("setting.ini"), QSettings::IniFormat);
-    QCOMPARE(settings.value("File/Lang").toString(), QString("1"));
+    QCOMPARE(settings.value("File/Lang").toString(), language);
     QCOMPARE(settings.value("File/Color").toString(), QString("1"));
     QCOMPARE(folder.exists("kvcap2.ini"), areSimulated);
     QCOMPARE(folder.exists("mark0.txt"), areSimulated);

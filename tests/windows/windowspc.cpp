@@ -38,7 +38,27 @@ QStringList WindowsPc::wine(const QStringList& command) const {
 QProcessEnvironment WindowsPc::environment() const {
     QProcessEnvironment result = server.environment();
     result.insert("HOME", place.path());
+    if (!language_.isEmpty()) {
+        result.insert("LOCPATH", place.filePath("locales"));
+        result.insert("LC_ALL", language_);
+    }
     return result;
+}
+
+bool WindowsPc::setLanguage(const QString& locale) {
+    language_.clear();
+    if (locale.isEmpty())
+        return true;
+    // Wine takes the user's language from the locale, which few machines have. Warnings are a result of 1.
+    const QString name = locale + ".UTF-8";
+    const QString path = place.filePath("locales/" + name);
+    if (!QDir(place.path()).mkpath("locales"))
+        return false;
+    QProcess::execute("localedef", {"-i", locale, "-f", "UTF-8", path});
+    if (!QFile::exists(path + "/LC_CTYPE"))
+        return false;
+    language_ = name;
+    return true;
 }
 
 int WindowsPc::runToItsEnd(const QStringList& command, const QString& folder, QByteArray* output) const {

@@ -25,6 +25,9 @@ public:
     QStringList wine(const QStringList& command) const;
     /// Of this desktop; what Windows calls a user's folders are in `place`.
     QProcessEnvironment environment() const;
+    /// The user's language from now on, such as "zh_CN"; empty: that of the tests. False: it cannot be had
+    /// here.
+    bool setLanguage(const QString& locale);
     /// Runs a Windows program in a folder, else in `place`; its result, or -1.
     int runToItsEnd(const QStringList& command, const QString& folder = {},
                     QByteArray* output = nullptr) const;
@@ -41,4 +44,7 @@ public:
     QTemporaryDir place;
     /// Wine's own folder, with "drive_c".
     QString prefix() const { return place.filePath("prefix"); }
+
+private:
+    QString language_;  // a locale in the folder "locales" of `place`
 };
