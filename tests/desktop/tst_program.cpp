@@ -160,6 +160,9 @@ void TestProgram::scaledWhereSomebodyChoseIt() {
         scales = scales.mid(0, 1);
     const QString found = QString::number(match.captured(1).toDouble(), 'g', 3);
     QVERIFY2(scales.contains(found), qPrintable(found));
+    QVERIFY(server->closeWindow(server->waitForWindow("Bivista")));
+    QVERIFY(bivista.process->waitForEnd());
+    QCOMPARE(bivista.process->exitCode(), 0);
 }
 
 void TestProgram::savesByHotkeyFromAnotherProgram() {

@@ -137,6 +137,8 @@ int main(int argc, char* argv[]) {
         throw std::runtime_error("the last word");
     else if (kind == "threadexception")
         std::thread([] { throw std::runtime_error("the last word"); }).join();
+    else if (kind == "othertype")
+        throw 7;
     else if (kind == "badalloc")
         nowhere = new int[(size_t{1} << 60) + static_cast<size_t>(zero)];
 #ifndef Q_OS_WIN

@@ -69,6 +69,7 @@ void TestCrashTrace::crash_data() {
     row("abort", 0, {"aborted"});
     row("exception", 0, {"aborted", "runtime_error: the last word"});
     row("threadexception", 0, {"aborted", "runtime_error: the last word"});
+    row("othertype", 0, {"aborted", "of no standard type"});
     row("badalloc", 0, {"aborted", "bad_alloc"});
 #else
     row("null", SIGSEGV, {"SIGSEGV", "Address:   0x0,", "writeNowhere", "main"});
@@ -80,6 +81,7 @@ void TestCrashTrace::crash_data() {
     row("fatal", SIGABRT, {"SIGABRT", "main"});
     row("exception", SIGABRT, {"SIGABRT", "Exception: St13runtime_error: the last word", "main"});
     row("threadexception", SIGABRT, {"SIGABRT", "Exception: St13runtime_error: the last word"});
+    row("othertype", SIGABRT, {"SIGABRT", "Exception: of no standard type", "main"});
     row("badalloc", SIGABRT, {"SIGABRT", "Exception: St9bad_alloc", "main"});
     row("heap", SIGABRT, {"SIGABRT", "breakTheHeap", "main"});
     row("allocating", SIGSEGV, {"SIGSEGV", "allocate"});
