@@ -403,7 +403,11 @@ void Keeper::tryToOpen() {
             notePresence();
             return;
         }
-        trouble = camera_->pulse() == OpenCamera::Pulse::Silent ? Trouble::Absent : Trouble::Nonsense;
+        trouble = Trouble::Nonsense;
+        if (camera_->pulse() == OpenCamera::Pulse::Silent) {
+            trouble = Trouble::Absent;
+            reason = OpenCamera::silent();
+        }
         letGo();
     }
     const bool isLeaving = *known().leaving > 0;

@@ -70,6 +70,10 @@ OpenCamera::Share::~Share() {
     memoryTaken -= bytes_;
 }
 
+QString OpenCamera::silent() {
+    return QStringLiteral("no answer any more");
+}
+
 std::unique_ptr<OpenCamera> OpenCamera::open(const Found& found, const Wishes& wishes, Memory& memory,
                                              Trouble& trouble, QString& reason) {
     ArvCamera* camera = nullptr;
@@ -126,7 +130,11 @@ std::unique_ptr<OpenCamera> OpenCamera::open(const Found& found, const Wishes& w
     ArvDevice* device = arv_camera_get_device(camera);
     if (ARV_IS_GV_DEVICE(device) && !arv_gv_device_is_controller(ARV_GV_DEVICE(device))) {
         g_object_unref(camera);
-        trouble = Trouble::Held;
+        // One that has just fallen silent looks the same.
+        const bool isThere = lookAt(found.address).answers;
+        trouble = isThere ? Trouble::Held : Trouble::Absent;
+        if (!isThere)
+            reason = silent();
         return nullptr;
     }
 
@@ -134,8 +142,11 @@ std::unique_ptr<OpenCamera> OpenCamera::open(const Found& found, const Wishes& w
     trouble = Trouble::Nonsense;
     reason = open->prepare(localAddress, memory, trouble);
     if (!reason.isEmpty()) {
-        if (open->pulse() == Pulse::Silent)
+        // What it seems to say then is made of nothing.
+        if (open->pulse() == Pulse::Silent) {
             trouble = Trouble::Absent;
+            reason = silent();
+        }
         return nullptr;
     }
     trouble = Trouble::None;
