@@ -373,7 +373,6 @@ void Keeper::run(const std::shared_ptr<Keeper>& previous) {
 }
 
 void Keeper::tryToOpen() {
-    forgetAccesses();
     const Known before = known();
     Memory memory = before.memory;
     Trouble trouble = Trouble::None;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fakecamera.h"
 
+#include <QFile>
 #include <QTemporaryFile>
 #include <QtEndian>
 
@@ -178,8 +179,8 @@ bool FakeCamera::isLocked(uint32_t address) const {
                                               (isGain && options_.locked.contains("gain")));
 }
 
-/// By what the options say, whatever it does.
-bool FakeCamera::isRefused(uint32_t address) const {
+/// By what the options or the file say, whatever it does.
+bool FakeCamera::isRefused(uint32_t address, uint32_t size, const uint8_t* data) {
     const auto name = [&]() -> const char* {
         switch (address) {
             case reg::kPrivilege:
@@ -199,28 +200,48 @@ bool FakeCamera::isRefused(uint32_t address) const {
             case reg::kBinningX:
                 return "binning";
             case reg::kAcquisition:
-                return "start";
+                return size == 4 && qFromBigEndian<quint32>(data) != 0 ? "start" : "stop";
             case reg::kUserSetSave:
             case reg::kUserSetLoad:
                 return "user-set";
+            case reg::kTriggerMode:
+                return "trigger";
+            case reg::kGain:
+                return "gain";
             default:
-                return "";
+                return nullptr;
         }
     };
-    return options_.refused.contains(QLatin1String(name()));
+    if (name() == nullptr)
+        return false;
+    const QByteArray what = name();
+    if (isTroubled(what + '!'))
+        silentOver_ = what + '!';
+    return isTroubled(what) || options_.refused.contains(QString::fromLatin1(what));
+}
+
+bool FakeCamera::isTroubled(const QByteArray& line) const {
+    QFile file(options_.troubleFile);
+    return !options_.troubleFile.isEmpty() && file.open(QIODevice::ReadOnly) &&
+           file.readAll().split('\n').contains(line);
+}
+
+bool FakeCamera::isSilent() {
+    if (!silentOver_.isEmpty() && !isTroubled(silentOver_))
+        silentOver_.clear();
+    return !silentOver_.isEmpty() || std::chrono::steady_clock::now() < silentUntil_;
 }
 
 /// On the thread of the server, before the request is carried out.
 FakeCamera::Answer FakeCamera::answerTo(const Asker& asker) {
     asker_ = asker;
-    const auto now = std::chrono::steady_clock::now();
-    if (now < silentUntil_)
+    if (isSilent())
         return Answer::None;
     if (requests_ == 0)
         return Answer::Usual;
     ++requests_;
     if (requests_ == options_.silentAt) {
-        silentUntil_ = now + std::chrono::milliseconds(options_.silentFor);
+        silentUntil_ = std::chrono::steady_clock::now() + std::chrono::milliseconds(options_.silentFor);
         return Answer::None;
     }
     return requests_ == options_.refusesAt ? Answer::Refusal : Answer::Usual;
@@ -249,7 +270,8 @@ bool FakeCamera::write(uint32_t address, uint32_t size, const uint8_t* data) {
     static const uint32_t kLocked[] = {reg::kWidth,   reg::kHeight,  reg::kBinningX,   reg::kBinningY,
                                        reg::kOffsetX, reg::kOffsetY, reg::kPixelFormat};
     const bool isOfSize = std::find(std::begin(kLocked), std::end(kLocked), address) != std::end(kLocked);
-    if ((isOfSize && number(reg::kAcquisition) != 0) || isLocked(address) || isRefused(address))
+    if ((isOfSize && number(reg::kAcquisition) != 0) || isLocked(address) ||
+        isRefused(address, size, data))
         return false;
     if (address == reg::kAcquisition && options_.sendsNothing)
         return true;

@@ -40,6 +40,8 @@ public:
     /// A request has come from there. Whether it is to be answered, and how.
     enum class Answer { Usual, Refusal, None };
     Answer answerTo(const Asker& asker);
+    /// It does not answer just now, also what it has carried out.
+    bool isSilent();
     /// Whether it sends no frame, whatever triggers one.
     bool isHeldBack() const;
     /// Whether a frame is due in triggered mode; it counts as sent.
@@ -52,7 +54,8 @@ private:
     void steer();
     void prepareRegisters();
     bool isStartTrigger(uint32_t address) const;
-    bool isRefused(uint32_t address) const;
+    bool isTroubled(const QByteArray& line) const;
+    bool isRefused(uint32_t address, uint32_t size, const uint8_t* data);
     bool readMaster(uint32_t address, uint32_t& value) const;
     void fireTestPacket(uint32_t packetSize);
     void settle(uint32_t address, uint32_t before);
@@ -85,6 +88,7 @@ private:
     Asker master_;  // who has control; port 0: nobody
     int requests_ = 0;  // since somebody first had it
     std::chrono::steady_clock::time_point silentUntil_;
+    QByteArray silentOver_;  // a line of the file of troubles, as long as it stands there
     uint32_t firstTestSize_ = 0;  // bytes
     std::chrono::steady_clock::time_point lastPulse_;
 };

@@ -19,7 +19,8 @@ const QStringList kNotInAll{"aetarget-grey", "aetarget-percent"};
 
 /// A camera may refuse what it says it has.
 const QStringList kRefusable{"packet-size", "packet-delay", "heartbeat", "format", "width",
-                             "offset",      "binning",      "start",     "user-set", "control"};
+                             "offset",      "binning",      "start",     "stop",   "user-set",
+                             "trigger",     "gain",         "control"};
 
 [[noreturn]] void refuse(const QString& reason) {
     QTextStream(stderr) << "fake_gige_camera: " << reason << '\n';
@@ -175,6 +176,8 @@ Options readOptions(const QStringList& arguments) {
     parser.addOption({"no-frames", "answers, and sends none"});
     add("tells-master", "who has control: untold, told, or nothing, where the registers for it say 0", "untold");
     add("refuses", "what cannot be written: " + kRefusable.join(",").toLatin1(), QString());
+    add("trouble-file", "what cannot be written as long as it stands there; NAME!: from the next such write on no answers",
+        QString());
     add("payload", "what PayloadSize says", "-1");
     add("refuse-at", "the request that it refuses, counted from the first one that takes control", "0");
     add("silent-at", "the request from which on it does not answer for a while, counted so", "0");
@@ -209,6 +212,7 @@ Options readOptions(const QStringList& arguments) {
     options.sendsNothing = parser.isSet("no-frames");
     options.master = masterOf(parser.value("tells-master"));
     options.refused = refusedOf(parser.value("refuses"));
+    options.troubleFile = parser.value("trouble-file");
     options.saidPayload = parser.value("payload").toLongLong();
     options.refusesAt = parser.value("refuse-at").toInt();
     options.silentAt = parser.value("silent-at").toInt();

@@ -78,6 +78,7 @@ struct Options {
     bool sendsNothing = false;   ///< no frames
     Master master = Master::Untold;
     QStringList refused;           ///< kRefusable: cannot be written
+    QString troubleFile;           ///< the same as long as it stands there, one a line
     qint64 saidPayload = -1;       ///< bytes that PayloadSize says, if not negative
     int refusesAt = 0;             ///< number of the request that it refuses; 0: none
     int silentAt = 0;              ///< number of the request from which on it does not answer; 0: none

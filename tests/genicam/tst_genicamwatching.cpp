@@ -218,8 +218,8 @@ void GenicamWatchingTest::anotherProgramsCameraIsToldHeld() {
     other.kill();
     QVERIFY(other.waitForFinished(kBack));
     QVERIFY2(becomes([&] { return count("is back") == before + 1; }, 2 * kBack), log.constData());
-    ours.kill();
-    ours.waitForFinished(kBack);
+    ours.terminate();
+    QVERIFY(ours.waitForFinished(kBack));
 }
 
 /// As many bytes may be another shape.
