@@ -5,7 +5,8 @@
 //   camera_probe open ADDRESS      the result is 0 if the camera could be opened
 //   camera_probe look [INI]        counts, and says what there is: a JSON object
 //   camera_probe end               ends while queries run
-//   camera_probe follow            says "frame" whenever frames come after none did, for 60 s at most or until it
+//   camera_probe follow            says "frame" whenever frames come after none did, for 60 s at most or
+//   until it
 //                                  is asked to end
 //
 // In a folder of its own; INI is what kvcap2-genicam.ini says there.

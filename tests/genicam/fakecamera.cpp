@@ -270,8 +270,7 @@ bool FakeCamera::write(uint32_t address, uint32_t size, const uint8_t* data) {
     static const uint32_t kLocked[] = {reg::kWidth,   reg::kHeight,  reg::kBinningX,   reg::kBinningY,
                                        reg::kOffsetX, reg::kOffsetY, reg::kPixelFormat};
     const bool isOfSize = std::find(std::begin(kLocked), std::end(kLocked), address) != std::end(kLocked);
-    if ((isOfSize && number(reg::kAcquisition) != 0) || isLocked(address) ||
-        isRefused(address, size, data))
+    if ((isOfSize && number(reg::kAcquisition) != 0) || isLocked(address) || isRefused(address, size, data))
         return false;
     if (address == reg::kAcquisition && options_.sendsNothing)
         return true;

@@ -84,11 +84,11 @@ private:
     uint32_t frames_ = 0;
     uint32_t startTrigger_ = 0;  // mode of the trigger AcquisitionStart
     int shots_ = 0;
-    Asker asker_;   // of the request that is being answered
-    Asker master_;  // who has control; port 0: nobody
+    Asker asker_;       // of the request that is being answered
+    Asker master_;      // who has control; port 0: nobody
     int requests_ = 0;  // since somebody first had it
     std::chrono::steady_clock::time_point silentUntil_;
-    QByteArray silentOver_;  // a line of the file of troubles, as long as it stands there
+    QByteArray silentOver_;       // a line of the file of troubles, as long as it stands there
     uint32_t firstTestSize_ = 0;  // bytes
     std::chrono::steady_clock::time_point lastPulse_;
 };

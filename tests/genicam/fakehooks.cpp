@@ -127,10 +127,9 @@ gssize g_socket_receive_message(GSocket* socket, GSocketAddress** address, GInpu
     fake::Asker asker;
     asker.port = g_inet_socket_address_get_port(G_INET_SOCKET_ADDRESS(*address));
     uint32_t bytes = 0;
-    std::memcpy(
-        &bytes,
-        g_inet_address_to_bytes(g_inet_socket_address_get_address(G_INET_SOCKET_ADDRESS(*address))),
-        sizeof bytes);
+    std::memcpy(&bytes,
+                g_inet_address_to_bytes(g_inet_socket_address_get_address(G_INET_SOCKET_ADDRESS(*address))),
+                sizeof bytes);
     asker.address = ntohl(bytes);
     const auto answer = one->answerTo(asker);
     isRefused = answer == fake::FakeCamera::Answer::Refusal;

@@ -174,9 +174,11 @@ Options readOptions(const QStringList& arguments) {
     add("locked", "what cannot be written while it streams: mirrors,gain", QString());
     parser.addOption({"silent-lock", "mirrors refuse to be written while it streams, and do not say so"});
     parser.addOption({"no-frames", "answers, and sends none"});
-    add("tells-master", "who has control: untold, told, or nothing, where the registers for it say 0", "untold");
+    add("tells-master", "who has control: untold, told, or nothing, where the registers for it say 0",
+        "untold");
     add("refuses", "what cannot be written: " + kRefusable.join(",").toLatin1(), QString());
-    add("trouble-file", "what cannot be written as long as it stands there; NAME!: from the next such write on no answers",
+    add("trouble-file",
+        "what cannot be written as long as it stands there; NAME!: from the next such write on no answers",
         QString());
     add("payload", "what PayloadSize says", "-1");
     add("refuse-at", "the request that it refuses, counted from the first one that takes control", "0");

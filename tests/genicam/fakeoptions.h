@@ -77,15 +77,15 @@ struct Options {
     bool hasSilentLock = false;  ///< mirrors cannot be written while it streams, and nothing says so
     bool sendsNothing = false;   ///< no frames
     Master master = Master::Untold;
-    QStringList refused;           ///< kRefusable: cannot be written
-    QString troubleFile;           ///< the same as long as it stands there, one a line
-    qint64 saidPayload = -1;       ///< bytes that PayloadSize says, if not negative
-    int refusesAt = 0;             ///< number of the request that it refuses; 0: none
-    int silentAt = 0;              ///< number of the request from which on it does not answer; 0: none
-    int silentFor = 4000;          ///< ms, then
-    bool hasTestPackets = false;   ///< sends those, but for the first size that is asked for
-    int seconds = 600;           ///< until it ends by itself
-    bool stampsTime = false;     ///< below, instead of the number: steady ms at which the frame was exposed
+    QStringList refused;          ///< kRefusable: cannot be written
+    QString troubleFile;          ///< the same as long as it stands there, one a line
+    qint64 saidPayload = -1;      ///< bytes that PayloadSize says, if not negative
+    int refusesAt = 0;            ///< number of the request that it refuses; 0: none
+    int silentAt = 0;             ///< number of the request from which on it does not answer; 0: none
+    int silentFor = 4000;         ///< ms, then
+    bool hasTestPackets = false;  ///< sends those, but for the first size that is asked for
+    int seconds = 600;            ///< until it ends by itself
+    bool stampsTime = false;      ///< below, instead of the number: steady ms at which the frame was exposed
     bool has(const char* feature) const { return features.contains(QLatin1String(feature)); }
 };
 

@@ -15,8 +15,7 @@ bool operator==(const Exposure& a, const Exposure& b) {
     return all(a) == all(b);
 }
 
-Sensor::Sensor(const Options& options)
-    : width_(options.width), height_(options.height) {
+Sensor::Sensor(const Options& options) : width_(options.width), height_(options.height) {
     if (options.sendsNothing)
         return;
     scene_.resize(width_ * height_);

@@ -166,9 +166,9 @@ void writeFormat(Description& xml, const Options& options) {
         xml.reckoned("PayloadSize", QString(), QString::number(options.saidPayload));
     else
         xml.reckoned("PayloadSize",
-                 "<pVariable Name=\"W\">WidthReg</pVariable><pVariable Name=\"H\">HeightReg</pVariable>"
-                 "<pVariable Name=\"F\">PixelFormatReg</pVariable>",
-                 "W * H * ((F &gt;&gt; 16) &amp; 255) / 8");
+                     "<pVariable Name=\"W\">WidthReg</pVariable><pVariable Name=\"H\">HeightReg</pVariable>"
+                     "<pVariable Name=\"F\">PixelFormatReg</pVariable>",
+                     "W * H * ((F &gt;&gt; 16) &amp; 255) / 8");
     if (hasRegions) {
         xml.integer("SensorWidth", reg::kSensorWidth, free, "RO");
         xml.integer("SensorHeight", reg::kSensorHeight, free, "RO");

@@ -133,10 +133,8 @@ private slots:
 
     /// What Aravis says on a camera's thread, once; what the program's own threads do with GLib is theirs.
     void messagesOfOthersAreTheirs() {
-        const QtMessageHandler before =
-            qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) {
-                lines.append(text);
-            });
+        const QtMessageHandler before = qInstallMessageHandler(
+            [](QtMsgType, const QMessageLogContext&, const QString& text) { lines.append(text); });
         std::thread([] {
             takeMessages(3);
             g_log("GLib", G_LOG_LEVEL_WARNING, "tells 17");
@@ -153,7 +151,8 @@ private slots:
         g_log(nullptr, G_LOG_LEVEL_WARNING, "arv_something: not so");
         const QStringList aravis = lines;
         qInstallMessageHandler(before);
-        QCOMPARE(ours, (QStringList{"KVCap2: camera 3: Aravis says: tells 17", "KVCap2: Aravis says: tells 19"}));
+        QCOMPARE(ours,
+                 (QStringList{"KVCap2: camera 3: Aravis says: tells 17", "KVCap2: Aravis says: tells 19"}));
         QCOMPARE(others, QStringList());
         QCOMPARE(aravis, QStringList{"KVCap2: Aravis says: arv_something: not so"});
     }

@@ -186,8 +186,8 @@ void OpenCameraTest::fallsSilent() {
     }
 }
 
-/// Each of the requests of an opening once. Most of them it can do without; and where not, it is not taken for
-/// absent, and the next time is another one.
+/// Each of the requests of an opening once. Most of them it can do without; and where not, it is not taken
+/// for absent, and the next time is another one.
 void OpenCameraTest::refusesOneRequest() {
     FakeCameras fakes(1, kSmall);
     int failures = 0;
@@ -212,14 +212,22 @@ void OpenCameraTest::refusesOneRequest() {
 void OpenCameraTest::whatItRefuses_data() {
     QTest::addColumn<QString>("refused");
     QTest::addColumn<QString>("said");
-    QTest::newRow("packet size") << "packet-size" << "";
-    QTest::newRow("packet delay") << "packet-delay" << "";
-    QTest::newRow("heartbeat") << "heartbeat" << "";
-    QTest::newRow("pixel format") << "format" << "";
-    QTest::newRow("binning") << "binning" << "";
-    QTest::newRow("size") << "width" << "";
-    QTest::newRow("place") << "offset" << "";
-    QTest::newRow("to start") << "start" << "not started: it does not start: ";
+    QTest::newRow("packet size") << "packet-size"
+                                 << "";
+    QTest::newRow("packet delay") << "packet-delay"
+                                  << "";
+    QTest::newRow("heartbeat") << "heartbeat"
+                               << "";
+    QTest::newRow("pixel format") << "format"
+                                  << "";
+    QTest::newRow("binning") << "binning"
+                             << "";
+    QTest::newRow("size") << "width"
+                          << "";
+    QTest::newRow("place") << "offset"
+                           << "";
+    QTest::newRow("to start") << "start"
+                              << "not started: it does not start: ";
 }
 
 /// What it can do without is no trouble.
@@ -243,8 +251,8 @@ void OpenCameraTest::regionsThatItRefuses_data() {
     QTest::addColumn<QString>("told");
     QTest::newRow("size") << "width" << QRect(0, 0, 160, 80) << "160x80+0+0: Width cannot be 160";
     QTest::newRow("place") << "offset" << QRect(40, 0, 160, 80) << "160x80+40+0: OffsetX cannot be 40";
-    QTest::newRow("too near to the edge") << "" << QRect(318, 0, 160, 80)
-                                          << "160x80+318+0: it lies outside of the sensor or is too small";
+    QTest::newRow("too near to the edge")
+        << "" << QRect(318, 0, 160, 80) << "160x80+318+0: it lies outside of the sensor or is too small";
 }
 
 void OpenCameraTest::regionsThatItRefuses() {
@@ -255,8 +263,8 @@ void OpenCameraTest::regionsThatItRefuses() {
     QCOMPARE(fakes.start(), QString());
     Opening opening;
     opening.configuration.regions = {region};
-    QTest::ignoreMessage(
-        QtWarningMsg, qPrintable("KVCap2: camera 0: no resolution mode for the region " + told));
+    QTest::ignoreMessage(QtWarningMsg,
+                         qPrintable("KVCap2: camera 0: no resolution mode for the region " + told));
     QCOMPARE(trouble(opening, fakes.address(0)), QString());
     QCOMPARE(opening.memory.modes.size(), 1);
     QCOMPARE(opening.memory.modes[0].size, QSize(320, 240));
@@ -291,7 +299,8 @@ void OpenCameraTest::payloadOfNonsense() {
 
 /// Frames of 192 MB, four of each camera. Nobody sends any, so they take no real memory.
 void OpenCameraTest::moreMemoryThanThereIs() {
-    FakeCameras fakes(3, {"--width", "8192", "--height", "8192", "--sent-width", "4", "--format", "RGB8", "--no-frames"});
+    FakeCameras fakes(
+        3, {"--width", "8192", "--height", "8192", "--sent-width", "4", "--format", "RGB8", "--no-frames"});
     QCOMPARE(fakes.start(), QString());
     Opening opening;
     std::array<std::unique_ptr<OpenCamera>, 3> cameras;
