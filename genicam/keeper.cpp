@@ -389,6 +389,8 @@ void Keeper::tryToOpen() {
         forgetCamera();
     if (trouble == Trouble::Held && !memory.serial.isEmpty())
         place_.tellSerial(memory.serial);
+    // One that fails now is given back, too, and is no reason to be silent about it.
+    const bool isLeaving = *known().leaving > 0;
     if (camera && !isEnding()) {
         camera_ = std::move(camera);
         stopping_.fill(Stopping::Unknown);
@@ -409,7 +411,6 @@ void Keeper::tryToOpen() {
         }
         letGo();
     }
-    const bool isLeaving = *known().leaving > 0;
     if (trouble == Trouble::Nonsense)
         pause_ = std::min<Clock::duration>(2 * pause_, kLongestPause);
     else

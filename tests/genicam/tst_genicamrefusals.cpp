@@ -15,9 +15,13 @@ using namespace operations;
 
 namespace {
 
-constexpr int kBack = 60000;  // ms until a camera is there again, on a busy machine
+constexpr int kBack = 60000;    // ms until a camera is there again, on a busy machine
+constexpr int kGivesUp = 4000;  // ms, more than a request is repeated for
+constexpr int kGone = -7;       // no camera there
+constexpr int kNothing = -4711;
 constexpr int kBadArgument = -3;
 constexpr int kBadIndex = -1;
+enum Camera { Present, Absent, kCameras };
 constexpr int kFull = 0;
 constexpr int kHalf = 1;
 const QSize kFullSize(320, 240);
@@ -39,6 +43,10 @@ private slots:
     void slotsThatItRefuses();
     void valueThatItRefuses();
     void startThatItRefuses();
+    void modeThatItRefusesWhenItIsBack();
+    void knowsNoModesOfOneThatIsNotThere();
+    void fallsSilentWhileItIsTakenBack_data();
+    void fallsSilentWhileItIsTakenBack();
     void fallsSilentOverIt_data();
     void fallsSilentOverIt();
 
@@ -66,7 +74,7 @@ private:
     }
 
     QTemporaryDir folder_;
-    FakeCameras fakes_{1, {"--width", "320", "--height", "240", "--rate", "40"}};
+    FakeCameras fakes_{kCameras, {"--width", "320", "--height", "240", "--rate", "40"}};
     std::unique_ptr<Log> log_;
 };
 
@@ -75,7 +83,7 @@ void GenicamRefusalsTest::initTestCase() {
     QVERIFY(QDir::setCurrent(folder_.path()));
     log_ = std::make_unique<Log>();
     fakes_.setOptions(0, {"--trouble-file", folder_.filePath("trouble")});
-    QCOMPARE(fakes_.start(), QString());
+    QCOMPARE(fakes_.start(Present), QString());
     QCOMPARE(fakes_.writeConfiguration(folder_.path(), {"PacketSize=4000", "PacketDelay=1000"}), QString());
 }
 
@@ -205,6 +213,65 @@ void GenicamRefusalsTest::startThatItRefuses() {
     QVERIFY2(log_->count("has gone") == 0, qPrintable(log_->text()));
 }
 
+/// The mode stays what it was: told once, and served again as soon as the camera has it.
+void GenicamRefusalsTest::modeThatItRefusesWhenItIsBack() {
+    QTRY_COMPARE_WITH_TIMEOUT(setMode(kHalf), 0, kBack);
+    QCOMPARE(frameSize(), kHalfSize);
+    fakes_.kill(0);
+    setTrouble("binning");
+    QCOMPARE(fakes_.start(0), QString());
+    QVERIFY2(becomes(
+                 [&] {
+                     query(0);
+                     return log_->count("cannot be used: BinningHorizontal cannot be 2") == 1;
+                 },
+                 kBack),
+             qPrintable(log_->text()));
+    QVERIFY(query(0).status != 0);
+    setTrouble("");
+    QCOMPARE(frameSize(), kHalfSize);
+    QCOMPARE(log_->count("cannot be used"), 1);
+}
+
+void GenicamRefusalsTest::knowsNoModesOfOneThatIsNotThere() {
+    QVERIFY(CameraInit(Absent) != 0);
+    int32_t width = kNothing;
+    int32_t height = kNothing;
+    int32_t count = kNothing;
+    QCOMPARE(CameraGetResolutionCount(Absent, &count), kGone);
+    QCOMPARE(count, 0);
+    QCOMPARE(CameraGetResolution(Absent, kFull, &width, &height), kGone);
+    QCOMPARE(CameraGetImageSize(Absent, &width, &height), kGone);
+    QCOMPARE(CameraGetImageBufferSize(Absent, &width, kFormatMono8), kGone);
+    QCOMPARE(CameraSetResolution(Absent, kFull, 320, 240), kGone);
+    QCOMPARE(width, kNothing);
+    QCOMPARE(height, kNothing);
+    QCOMPARE(CameraFree(Absent), 0);
+}
+
+void GenicamRefusalsTest::fallsSilentWhileItIsTakenBack_data() {
+    QTest::addColumn<QByteArray>("what");
+    QTest::newRow("when it gets its values") << QByteArray("gain");
+    QTest::newRow("when it is started") << QByteArray("start");
+}
+
+/// No line but those of the first time: it has gone, it is back.
+void GenicamRefusalsTest::fallsSilentWhileItIsTakenBack() {
+    QFETCH(QByteArray, what);
+    QTRY_COMPARE_WITH_TIMEOUT(CameraSetGain(0, 64), 0, kBack);
+    fakes_.kill(0);
+    setTrouble(what + '!');
+    QCOMPARE(fakes_.start(0), QString());
+    // For longer than a request is repeated.
+    QVERIFY(!deliversWithin(0, 2 * kGivesUp));
+    setTrouble("");
+    QVERIFY2(deliversWithin(0, kBack), qPrintable(log_->text()));
+    int32_t gain = 0;
+    QTRY_VERIFY_WITH_TIMEOUT(CameraGetGain(0, &gain) == 0 && gain == 64, kBack);
+    QVERIFY2(log_->count("has gone") == 1 && log_->count("is not there") == 0, qPrintable(log_->text()));
+    QCOMPARE(log_->count("cannot be used"), 0);
+}
+
 void GenicamRefusalsTest::fallsSilentOverIt_data() {
     QTest::addColumn<QByteArray>("what");
     for (const char* what : {"stop", "binning", "start", "gain", "trigger", "user-set"})
@@ -234,6 +301,7 @@ void GenicamRefusalsTest::fallsSilentOverIt() {
             return log_->count({"FAKE0001", "has gone"}) > 0;
         },
         kBack);
+    QTest::qWait(std::max(1, kGivesUp - since(begin)));
     setTrouble("");
     QVERIFY2(isTold, qPrintable(log_->text()));
     if (what == "gain") {
