@@ -405,7 +405,7 @@ void Keeper::tryToOpen() {
             return;
         }
         trouble = Trouble::Nonsense;
-        if (camera_->pulse() == OpenCamera::Pulse::Silent) {
+        if (hasUnanswered() || camera_->pulse() == OpenCamera::Pulse::Silent) {
             trouble = Trouble::Absent;
             reason = OpenCamera::silent();
         }

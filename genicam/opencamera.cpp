@@ -145,7 +145,7 @@ std::unique_ptr<OpenCamera> OpenCamera::open(const Found& found, const Wishes& w
     reason = open->prepare(localAddress, memory, trouble);
     if (!reason.isEmpty()) {
         // What it seems to say then is made of nothing.
-        if (open->pulse() == Pulse::Silent) {
+        if (hasUnanswered() || open->pulse() == Pulse::Silent) {
             trouble = Trouble::Absent;
             reason = silent();
         }
