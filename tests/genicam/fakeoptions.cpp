@@ -13,9 +13,9 @@ namespace {
 const QStringList kFeatures{"exposure",     "gain",       "gamma",    "blacklevel",    "mirrors",
                             "autoexposure", "autogain",   "aetarget", "aetarget-grey", "aetarget-percent",
                             "digitalshift", "saturation", "userset",  "framerate",     "binning",
-                            "offsets",      "trigger",    "identity"};
-/// Only one of the ways to name a target is in "all".
-const QStringList kNotInAll{"aetarget-grey", "aetarget-percent"};
+                            "offsets",      "trigger",    "identity", "resultingrate"};
+/// Only one of the ways to name a target is in "all", and only one to tell the rate.
+const QStringList kNotInAll{"aetarget-grey", "aetarget-percent", "resultingrate"};
 
 /// A camera may refuse what it says it has.
 const QStringList kRefusable{"packet-size", "packet-delay", "heartbeat", "format", "width",

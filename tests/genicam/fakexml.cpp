@@ -222,6 +222,13 @@ void writeAcquisition(Description& xml, const Options& options) {
                  reg::kRate, 0.01, options.fastestRate, "Hz");
         xml.boolean("AcquisitionFrameRateEnable", reg::kRateEnable);
     }
+    if (options.has("resultingrate")) {
+        xml.add(
+            "ResultingFrameRate",
+            Description::tag("SwissKnife", "ResultingFrameRate",
+                             "<pVariable Name=\"P\">PeriodReg</pVariable><Formula>1000000 / P</Formula>") +
+                Description::integerRegister("PeriodReg", reg::kFramePeriod, "RO"));
+    }
     if (options.has("exposure")) {
         if (options.names == Names::Standard)
             xml.real("ExposureTime", reg::kExposure, 10, 1000000, "us");

@@ -19,7 +19,7 @@ namespace {
 Description description() {
     return Description()
         .real("Speed", {"0", "100", "Hz"})
-        .integer("Step", {"2", "11", "", "4"})
+        .integer("Step", {"2", "12", "", "4"})
         .integer("Even", {"", "", "", "2"})
         .integer("Crossed", {"10", "1"})
         .boolean("Lamp")
@@ -103,7 +103,7 @@ private slots:
         QTest::addColumn<bool>("isBounded");
         QTest::newRow("a step") << QByteArray("Step") << 6.0 << 6.0 << false;
         QTest::newRow("between steps") << QByteArray("Step") << 7.5 << 6.0 << false;
-        QTest::newRow("behind the last step") << QByteArray("Step") << 10.9 << 10.0 << false;
+        QTest::newRow("behind the last step") << QByteArray("Step") << 12.0 << 10.0 << false;
         QTest::newRow("too much") << QByteArray("Step") << 90.0 << 10.0 << true;
         QTest::newRow("too little") << QByteArray("Step") << -90.0 << 2.0 << true;
         QTest::newRow("without a least value") << QByteArray("Even") << 7.0 << 8.0 << false;

@@ -122,6 +122,15 @@ private Q_SLOTS:
                      qPrintable(QLatin1String(part) + " is not in " + text));
     }
 
+    /// What it sends, and not what it was asked for.
+    void tellsTheRateThatTheExposureLets() {
+        FakeCameras cameras(1, {"--rate", "20", "--exposure", "100000", "--features", "all,resultingrate"});
+        QCOMPARE(cameras.start(), QString());
+        const Run run = listCameras({"--addresses", cameras.address(0)});
+        QCOMPARE(run.code, 0);
+        QVERIFY2(run.camera(0).contains("10.0 a second"), qPrintable(run.out));
+    }
+
     void keepsTheOrderOfAddresses() {
         FakeCameras cameras(2);
         QCOMPARE(cameras.start(), QString());
