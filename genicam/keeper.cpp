@@ -373,7 +373,6 @@ void Keeper::run(const std::shared_ptr<Keeper>& previous) {
 }
 
 void Keeper::tryToOpen() {
-    forgetAccesses();
     const Known before = known();
     Memory memory = before.memory;
     Trouble trouble = Trouble::None;
@@ -390,6 +389,8 @@ void Keeper::tryToOpen() {
         forgetCamera();
     if (trouble == Trouble::Held && !memory.serial.isEmpty())
         place_.tellSerial(memory.serial);
+    // One that fails now is given back, too, and is no reason to be silent about it.
+    const bool isLeaving = *known().leaving > 0;
     if (camera && !isEnding()) {
         camera_ = std::move(camera);
         stopping_.fill(Stopping::Unknown);
@@ -403,10 +404,13 @@ void Keeper::tryToOpen() {
             notePresence();
             return;
         }
-        trouble = camera_->pulse() == OpenCamera::Pulse::Silent ? Trouble::Absent : Trouble::Nonsense;
+        trouble = Trouble::Nonsense;
+        if (hasUnanswered() || camera_->pulse() == OpenCamera::Pulse::Silent) {
+            trouble = Trouble::Absent;
+            reason = OpenCamera::silent();
+        }
         letGo();
     }
-    const bool isLeaving = *known().leaving > 0;
     if (trouble == Trouble::Nonsense)
         pause_ = std::min<Clock::duration>(2 * pause_, kLongestPause);
     else

@@ -293,9 +293,12 @@ Status Keeper::loadOnCamera(int slot, uint64_t mark) {
         QVector<QSize> sizes;
         for (const Mode& mode : before.memory.modes)
             sizes.append(mode.size);
-        mode_ = resolutionOf(loaded.values, sizes).value_or(mode_);
-        if (!applyMode(mode_).isEmpty())
+        const int mode = resolutionOf(loaded.values, sizes).value_or(mode_);
+        if (!applyMode(mode).isEmpty()) {
+            applyMode(mode_);
             return Status::DeviceFailure;
+        }
+        mode_ = mode;
         if (loaded.values.timeout)
             setTimeout(*loaded.values.timeout);
         values_.want(loaded.values);

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <array>
 
+#include "accesses.h"
 #include "failure.h"
 #include "featurenode.h"
 #include "network.h"
@@ -70,8 +71,13 @@ OpenCamera::Share::~Share() {
     memoryTaken -= bytes_;
 }
 
+QString OpenCamera::silent() {
+    return QStringLiteral("no answer any more");
+}
+
 std::unique_ptr<OpenCamera> OpenCamera::open(const Found& found, const Wishes& wishes, Memory& memory,
                                              Trouble& trouble, QString& reason) {
+    forgetAccesses();
     ArvCamera* camera = nullptr;
     Failure failure;
     QByteArray localAddress;
@@ -126,7 +132,11 @@ std::unique_ptr<OpenCamera> OpenCamera::open(const Found& found, const Wishes& w
     ArvDevice* device = arv_camera_get_device(camera);
     if (ARV_IS_GV_DEVICE(device) && !arv_gv_device_is_controller(ARV_GV_DEVICE(device))) {
         g_object_unref(camera);
-        trouble = Trouble::Held;
+        // One that has just fallen silent looks the same.
+        const bool isThere = lookAt(found.address).answers;
+        trouble = isThere ? Trouble::Held : Trouble::Absent;
+        if (!isThere)
+            reason = silent();
         return nullptr;
     }
 
@@ -134,8 +144,11 @@ std::unique_ptr<OpenCamera> OpenCamera::open(const Found& found, const Wishes& w
     trouble = Trouble::Nonsense;
     reason = open->prepare(localAddress, memory, trouble);
     if (!reason.isEmpty()) {
-        if (open->pulse() == Pulse::Silent)
+        // What it seems to say then is made of nothing.
+        if (hasUnanswered() || open->pulse() == Pulse::Silent) {
             trouble = Trouble::Absent;
+            reason = silent();
+        }
         return nullptr;
     }
     trouble = Trouble::None;
@@ -180,7 +193,13 @@ OpenCamera::~OpenCamera() {
 
 QString OpenCamera::prepare(const QByteArray& localAddress, Memory& memory, Trouble& trouble) {
     arv_camera_set_range_check_policy(camera_, ARV_RANGE_CHECK_POLICY_ENABLE);
+    const auto gone = [&trouble] {
+        trouble = Trouble::Absent;
+        return silent();
+    };
     const QByteArray serial = readSerial();
+    if (serial.isEmpty())
+        return gone();
     if (serial != memory.serial) {
         if (isBySerial_ && !memory.serial.isEmpty()) {
             trouble = Trouble::Absent;
@@ -208,6 +227,9 @@ QString OpenCamera::prepare(const QByteArray& localAddress, Memory& memory, Trou
     QString reason = choosePixelFormat();
     if (reason.isEmpty())
         reason = findModes(memory);
+    // What it lacks because it did not answer it does not lack.
+    if (hasUnanswered())
+        return gone();
     if (!reason.isEmpty())
         return reason;
     features_ = std::make_unique<CameraFeatures>(camera_, configuration_, progress_);
@@ -218,7 +240,7 @@ QString OpenCamera::prepare(const QByteArray& localAddress, Memory& memory, Trou
         preparePackets(localAddress, memory);
         noteMaster();
     }
-    return {};
+    return hasUnanswered() ? gone() : QString();
 }
 
 /// The same line for the same camera once, however often it is opened and set up.
@@ -261,7 +283,8 @@ void OpenCamera::setUp() {
     selector.writeEntry("FrameStart", reason);
 }
 
-/// The one that a discovery tells, where there is one; never empty, and without odd bytes.
+/// The one that a discovery tells, where there is one, without odd bytes. Empty: it does not answer, and must
+/// not be taken for another camera.
 QByteArray OpenCamera::readSerial() const {
     QByteArray serial;
     ArvDevice* device = arv_camera_get_device(camera_);
@@ -274,6 +297,8 @@ QByteArray OpenCamera::readSerial() const {
     Failure failure;
     if (serial.trimmed().isEmpty())
         serial = arv_camera_get_device_serial_number(camera_, &failure);
+    if (failure.is(ARV_DEVICE_ERROR_TIMEOUT) || failure.is(ARV_DEVICE_ERROR_NOT_CONNECTED))
+        return {};
     const auto end = std::remove_if(serial.begin(), serial.end(), [](char c) { return c <= ' ' || c > '~'; });
     serial.truncate(static_cast<int>(end - serial.begin()));
     return serial.isEmpty() ? name_ : serial;
@@ -364,7 +389,8 @@ QString OpenCamera::findModes(Memory& memory) {
             qWarning("%s: the region %s becomes %s", qPrintable(label_), qPrintable(textOf(region)),
                      qPrintable(textOf(given)));
     }
-    memory.modes = modes;
+    if (!hasUnanswered())
+        memory.modes = modes;
     return modes.size() > 1 || !configuration_.regions.isEmpty() ? apply(full) : QString();
 }
 

@@ -68,6 +68,9 @@ public:
 
     CameraFeatures& features() { return *features_; }
 
+    /// The reason of a camera that was Absent only later.
+    static QString silent();
+
     /// Whether it answers, and how: reads one register.
     enum class Pulse { Alive, Silent, NotOurs };
     Pulse pulse();

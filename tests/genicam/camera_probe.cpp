@@ -5,7 +5,9 @@
 //   camera_probe open ADDRESS      the result is 0 if the camera could be opened
 //   camera_probe look [INI]        counts, and says what there is: a JSON object
 //   camera_probe end               ends while queries run
-//   camera_probe follow            says "frame" whenever frames come after none did, for 60 s at most
+//   camera_probe follow            says "frame" whenever frames come after none did, for 60 s at most or
+//   until it
+//                                  is asked to end
 //
 // In a folder of its own; INI is what kvcap2-genicam.ini says there.
 #include <QCoreApplication>
@@ -26,6 +28,8 @@
 using namespace operations;
 
 namespace {
+
+volatile std::sig_atomic_t isAskedToEnd = 0;
 
 void say(const QByteArray& line) {
     QFile out;
@@ -97,17 +101,18 @@ int end() {
 }
 
 int follow() {
+    std::signal(SIGTERM, [](int) { isAskedToEnd = 1; });
     CameraInit(0);
     CameraSetTimeout(0, 200);
     const Clock::time_point begin = Clock::now();
     bool had = false;
-    while (since(begin) < 60000) {
+    while (since(begin) < 60000 && isAskedToEnd == 0) {
         const bool has = query(0).status == 0;
         if (has != had)
             say(has ? "frame" : "none");
         had = has;
     }
-    return 1;
+    return isAskedToEnd != 0 ? 0 : 1;
 }
 
 }  // namespace

@@ -1,8 +1,13 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "fakecamera.h"
 
+#include <QFile>
 #include <QTemporaryFile>
 #include <QtEndian>
+
+#include <arpa/inet.h>
+#include <sys/socket.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cmath>
@@ -174,11 +179,98 @@ bool FakeCamera::isLocked(uint32_t address) const {
                                               (isGain && options_.locked.contains("gain")));
 }
 
+/// By what the options or the file say, whatever it does.
+bool FakeCamera::isRefused(uint32_t address, uint32_t size, const uint8_t* data) {
+    const auto name = [&]() -> const char* {
+        switch (address) {
+            case reg::kPrivilege:
+                return "control";
+            case reg::kPacketSize:
+                return "packet-size";
+            case reg::kPacketDelay:
+                return "packet-delay";
+            case reg::kHeartbeat:
+                return "heartbeat";
+            case reg::kPixelFormat:
+                return "format";
+            case reg::kWidth:
+                return "width";
+            case reg::kOffsetX:
+                return "offset";
+            case reg::kBinningX:
+                return "binning";
+            case reg::kAcquisition:
+                return size == 4 && qFromBigEndian<quint32>(data) != 0 ? "start" : "stop";
+            case reg::kUserSetSave:
+            case reg::kUserSetLoad:
+                return "user-set";
+            case reg::kTriggerMode:
+                return "trigger";
+            case reg::kGain:
+                return "gain";
+            default:
+                return nullptr;
+        }
+    };
+    if (name() == nullptr)
+        return false;
+    const QByteArray what = name();
+    if (isTroubled(what + '!'))
+        silentOver_ = what + '!';
+    return isTroubled(what) || options_.refused.contains(QString::fromLatin1(what));
+}
+
+bool FakeCamera::isTroubled(const QByteArray& line) const {
+    QFile file(options_.troubleFile);
+    return !options_.troubleFile.isEmpty() && file.open(QIODevice::ReadOnly) &&
+           file.readAll().split('\n').contains(line);
+}
+
+bool FakeCamera::isSilent() {
+    if (!silentOver_.isEmpty() && !isTroubled(silentOver_))
+        silentOver_.clear();
+    return !silentOver_.isEmpty() || std::chrono::steady_clock::now() < silentUntil_;
+}
+
+/// On the thread of the server, before the request is carried out.
+FakeCamera::Answer FakeCamera::answerTo(const Asker& asker) {
+    asker_ = asker;
+    if (isSilent())
+        return Answer::None;
+    if (requests_ == 0)
+        return Answer::Usual;
+    ++requests_;
+    if (requests_ == options_.silentAt) {
+        silentUntil_ = std::chrono::steady_clock::now() + std::chrono::milliseconds(options_.silentFor);
+        return Answer::None;
+    }
+    return requests_ == options_.refusesAt ? Answer::Refusal : Answer::Usual;
+}
+
+/// Such as it is to be sent: the headers of IP and UDP count.
+void FakeCamera::fireTestPacket(uint32_t packetSize) {
+    if (firstTestSize_ == 0)
+        firstTestSize_ = packetSize;
+    constexpr uint32_t kHeaders = 28;
+    if (packetSize == firstTestSize_ || packetSize <= kHeaders)
+        return;
+    const int handle = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in target{};
+    target.sin_family = AF_INET;
+    target.sin_port = htons(static_cast<uint16_t>(number(reg::kStreamPort)));
+    target.sin_addr.s_addr = htonl(number(reg::kStreamAddress));
+    const QByteArray packet(static_cast<int>(packetSize - kHeaders), '\0');
+    // What does not get through is what it is for.
+    static_cast<void>(::sendto(handle, packet.constData(), static_cast<size_t>(packet.size()), 0,
+                               reinterpret_cast<const sockaddr*>(&target), sizeof target));
+    close(handle);
+}
+
 bool FakeCamera::write(uint32_t address, uint32_t size, const uint8_t* data) {
     static const uint32_t kLocked[] = {reg::kWidth,   reg::kHeight,  reg::kBinningX,   reg::kBinningY,
                                        reg::kOffsetX, reg::kOffsetY, reg::kPixelFormat};
     const bool isOfSize = std::find(std::begin(kLocked), std::end(kLocked), address) != std::end(kLocked);
-    if ((isOfSize && number(reg::kAcquisition) != 0) || isLocked(address))
+    if ((isOfSize && number(reg::kAcquisition) != 0) || isLocked(address) || isRefused(address, size, data))
         return false;
     if (address == reg::kAcquisition && options_.sendsNothing)
         return true;
@@ -199,7 +291,32 @@ bool FakeCamera::write(uint32_t address, uint32_t size, const uint8_t* data) {
     return true;
 }
 
+/// Whether the register is one of those that tell who has control.
+bool FakeCamera::readMaster(uint32_t address, uint32_t& value) const {
+    if (options_.master == Master::Untold)
+        return false;
+    const bool isTold = options_.master == Master::Told;
+    switch (address) {
+        case reg::kCapability:
+            value = number(address) | reg::kTellsMaster;
+            return true;
+        case reg::kMasterPort:
+            value = isTold ? master_.port : 0;
+            return true;
+        case reg::kMasterAddress:
+            value = isTold ? master_.address : 0;
+            return true;
+        default:
+            return false;
+    }
+}
+
 bool FakeCamera::read(uint32_t address, uint32_t size, void* data) {
+    uint32_t value = 0;
+    if (size == 4 && readMaster(address, value)) {
+        qToBigEndian<quint32>(value, data);
+        return true;
+    }
     if (isStartTrigger(address) && size == 4) {
         qToBigEndian<quint32>(startTrigger_, data);
         return true;
@@ -224,6 +341,17 @@ void FakeCamera::settle(uint32_t address, uint32_t before) {
             if (number(reg::kTriggerMode) == 1 && number(reg::kTriggerSource) == reg::kSourceSoftware)
                 ++shots_;
             setNumber(reg::kTriggerSoftware, 0);
+            break;
+        case reg::kPrivilege:
+            // Also Aravis's fake writes it, when a heartbeat stays away.
+            master_ = (number(address) & reg::kHeldBits) != 0 ? asker_ : Asker();
+            requests_ = std::max(requests_, master_.port != 0 ? 1 : 0);
+            break;
+        case reg::kPacketSize:
+            if (options_.hasTestPackets && (number(address) & reg::kFireTestPacket) != 0) {
+                setNumber(address, number(address) & ~reg::kFireTestPacket);
+                fireTestPacket(number(address) & 0xFFFF);
+            }
             break;
         case reg::kTriggerMode:
         case reg::kTriggerSource:

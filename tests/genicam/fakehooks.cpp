@@ -9,6 +9,7 @@
 #include <ifaddrs.h>
 #include <net/if.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdlib>
@@ -20,7 +21,7 @@
 
 namespace {
 
-thread_local bool isRefused = false;  // the last write, which is answered next
+thread_local bool isRefused = false;  // what came last, which is answered next
 
 QByteArray interfaceAddress = "127.0.0.1";
 
@@ -100,8 +101,9 @@ gboolean arv_fake_camera_write_memory(ArvFakeCamera* camera, guint32 address, gu
     waitBeforeAnswer(address);
     if (!one)
         return fake::writeRegisters(camera, address, size, buffer) ? TRUE : FALSE;
-    isRefused = !one->write(address, size, static_cast<const uint8_t*>(buffer));
-    return isRefused ? FALSE : TRUE;
+    const bool isDone = !isRefused && one->write(address, size, static_cast<const uint8_t*>(buffer));
+    isRefused = isRefused || !isDone;
+    return isDone ? TRUE : FALSE;
 }
 
 gboolean arv_fake_camera_read_memory(ArvFakeCamera* camera, guint32 address, guint32 size, void* buffer) {
@@ -112,21 +114,46 @@ gboolean arv_fake_camera_read_memory(ArvFakeCamera* camera, guint32 address, gui
     return one->read(address, size, buffer) ? TRUE : FALSE;
 }
 
-// Aravis's fake acknowledges every write, also one that was refused.
+// Who asks, which Aravis's fake keeps to itself; and what it does not get it does not answer.
+gssize g_socket_receive_message(GSocket* socket, GSocketAddress** address, GInputVector* vectors, gint count,
+                                GSocketControlMessage*** messages, gint* messageCount, gint* flags,
+                                GCancellable* cancellable, GError** error) {
+    static const auto receive = next<decltype(&g_socket_receive_message)>("g_socket_receive_message");
+    const gssize size =
+        receive(socket, address, vectors, count, messages, messageCount, flags, cancellable, error);
+    fake::FakeCamera* one = fake::FakeCamera::theOne();
+    if (size <= 0 || !one || !address || !G_IS_INET_SOCKET_ADDRESS(*address))
+        return size;
+    fake::Asker asker;
+    asker.port = g_inet_socket_address_get_port(G_INET_SOCKET_ADDRESS(*address));
+    uint32_t bytes = 0;
+    std::memcpy(&bytes,
+                g_inet_address_to_bytes(g_inet_socket_address_get_address(G_INET_SOCKET_ADDRESS(*address))),
+                sizeof bytes);
+    asker.address = ntohl(bytes);
+    const auto answer = one->answerTo(asker);
+    isRefused = answer == fake::FakeCamera::Answer::Refusal;
+    return answer == fake::FakeCamera::Answer::None ? 0 : size;
+}
+
+// Aravis's fake acknowledges everything, also what was refused.
 gssize g_socket_send_to(GSocket* socket, GSocketAddress* address, const gchar* data, gsize size,
                         GCancellable* cancellable, GError** error) {
     static const auto send = next<decltype(&g_socket_send_to)>("g_socket_send_to");
-    constexpr uint8_t kRegisterAck = 0x83;
-    constexpr uint8_t kMemoryAck = 0x87;
+    constexpr std::array<uint8_t, 4> kAnswers{0x81, 0x83, 0x85, 0x87};  // to a read or a write
     const uint8_t command = size >= 8 ? static_cast<uint8_t>(data[3]) : 0;
-    if (!isRefused || size > 32 || (command != kRegisterAck && command != kMemoryAck))
+    if (std::find(kAnswers.begin(), kAnswers.end(), command) == kAnswers.end())
+        return send(socket, address, data, size, cancellable, error);
+    fake::FakeCamera* one = fake::FakeCamera::theOne();
+    if (one && one->isSilent())
+        return static_cast<gssize>(size);
+    if (!isRefused)
         return send(socket, address, data, size, cancellable, error);
     isRefused = false;
-    std::array<gchar, 32> refusal{};
-    std::memcpy(refusal.data(), data, size);
+    QByteArray refusal(data, static_cast<int>(size));
     refusal[0] = static_cast<gchar>(0x80);  // an error:
     refusal[1] = 0x06;                      // access denied
-    return send(socket, address, refusal.data(), size, cancellable, error);
+    return send(socket, address, refusal.constData(), size, cancellable, error);
 }
 
 gboolean arv_fake_camera_is_in_software_trigger_mode(ArvFakeCamera* camera) {

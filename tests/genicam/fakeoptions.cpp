@@ -13,9 +13,14 @@ namespace {
 const QStringList kFeatures{"exposure",     "gain",       "gamma",    "blacklevel",    "mirrors",
                             "autoexposure", "autogain",   "aetarget", "aetarget-grey", "aetarget-percent",
                             "digitalshift", "saturation", "userset",  "framerate",     "binning",
-                            "offsets",      "trigger",    "identity"};
-/// Only one of the ways to name a target is in "all".
-const QStringList kNotInAll{"aetarget-grey", "aetarget-percent"};
+                            "offsets",      "trigger",    "identity", "resultingrate"};
+/// Only one of the ways to name a target is in "all", and only one to tell the rate.
+const QStringList kNotInAll{"aetarget-grey", "aetarget-percent", "resultingrate"};
+
+/// A camera may refuse what it says it has.
+const QStringList kRefusable{"packet-size", "packet-delay", "heartbeat", "format", "width",
+                             "offset",      "binning",      "start",     "stop",   "user-set",
+                             "trigger",     "gain",         "control"};
 
 [[noreturn]] void refuse(const QString& reason) {
     QTextStream(stderr) << "fake_gige_camera: " << reason << '\n';
@@ -61,6 +66,25 @@ UserSets userSetsOf(const QString& name) {
     if (name == "all")
         return UserSets::All;
     refuse("user sets hold little, usual or all");
+}
+
+Master masterOf(const QString& name) {
+    if (name == "untold")
+        return Master::Untold;
+    if (name == "told")
+        return Master::Told;
+    if (name == "nothing")
+        return Master::Nothing;
+    refuse("who has control is untold, told or nothing");
+}
+
+QStringList refusedOf(const QString& list) {
+    const QStringList names = list.split(',', Qt::SkipEmptyParts);
+    for (const QString& name : names) {
+        if (!kRefusable.contains(name))
+            refuse("cannot refuse " + name + ", only " + kRefusable.join(", "));
+    }
+    return names;
 }
 
 }  // namespace
@@ -150,6 +174,17 @@ Options readOptions(const QStringList& arguments) {
     add("locked", "what cannot be written while it streams: mirrors,gain", QString());
     parser.addOption({"silent-lock", "mirrors refuse to be written while it streams, and do not say so"});
     parser.addOption({"no-frames", "answers, and sends none"});
+    add("tells-master", "who has control: untold, told, or nothing, where the registers for it say 0",
+        "untold");
+    add("refuses", "what cannot be written: " + kRefusable.join(",").toLatin1(), QString());
+    add("trouble-file",
+        "what cannot be written as long as it stands there; NAME!: from the next such write on no answers",
+        QString());
+    add("payload", "what PayloadSize says", "-1");
+    add("refuse-at", "the request that it refuses, counted from the first one that takes control", "0");
+    add("silent-at", "the request from which on it does not answer for a while, counted so", "0");
+    add("silent-for", "that while, ms", QString::number(options.silentFor));
+    parser.addOption({"test-packets", "sends test packets, but for those of the first size that is tested"});
     add("seconds", "until it ends by itself", QString::number(options.seconds));
     parser.addOption({"stamp-time", "the lower stamp is the time, steady ms"});
     parser.process(arguments);
@@ -177,6 +212,14 @@ Options readOptions(const QStringList& arguments) {
     options.locked = parser.value("locked").split(',', Qt::SkipEmptyParts);
     options.hasSilentLock = parser.isSet("silent-lock");
     options.sendsNothing = parser.isSet("no-frames");
+    options.master = masterOf(parser.value("tells-master"));
+    options.refused = refusedOf(parser.value("refuses"));
+    options.troubleFile = parser.value("trouble-file");
+    options.saidPayload = parser.value("payload").toLongLong();
+    options.refusesAt = parser.value("refuse-at").toInt();
+    options.silentAt = parser.value("silent-at").toInt();
+    options.silentFor = parser.value("silent-for").toInt();
+    options.hasTestPackets = parser.isSet("test-packets");
     options.seconds = parser.value("seconds").toInt();
     options.stampsTime = parser.isSet("stamp-time");
     options.formats.clear();

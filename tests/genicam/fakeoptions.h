@@ -43,6 +43,13 @@ enum class UserSets {
     All,     ///< also trigger, size, acquisition mode, packet size and packet delay
 };
 
+/// Whether a camera tells who has control of it: its registers for that.
+enum class Master {
+    Untold,   ///< it has none
+    Told,     ///< port and address of who has control
+    Nothing,  ///< it has them, and they say 0
+};
+
 /// What a fake camera is asked to be.
 struct Options {
     QString address = QStringLiteral("127.0.0.1");
@@ -69,8 +76,16 @@ struct Options {
     QStringList locked;          ///< mirrors, gain: cannot be written while it streams, and it says so
     bool hasSilentLock = false;  ///< mirrors cannot be written while it streams, and nothing says so
     bool sendsNothing = false;   ///< no frames
-    int seconds = 600;           ///< until it ends by itself
-    bool stampsTime = false;     ///< below, instead of the number: steady ms at which the frame was exposed
+    Master master = Master::Untold;
+    QStringList refused;          ///< kRefusable: cannot be written
+    QString troubleFile;          ///< the same as long as it stands there, one a line
+    qint64 saidPayload = -1;      ///< bytes that PayloadSize says, if not negative
+    int refusesAt = 0;            ///< number of the request that it refuses; 0: none
+    int silentAt = 0;             ///< number of the request from which on it does not answer; 0: none
+    int silentFor = 4000;         ///< ms, then
+    bool hasTestPackets = false;  ///< sends those, but for the first size that is asked for
+    int seconds = 600;            ///< until it ends by itself
+    bool stampsTime = false;      ///< below, instead of the number: steady ms at which the frame was exposed
     bool has(const char* feature) const { return features.contains(QLatin1String(feature)); }
 };
 

@@ -29,9 +29,16 @@ constexpr uint32_t kTriggerSoftware = 0x30C;
 constexpr uint32_t kVendorName = 0x48;
 constexpr uint32_t kModelName = 0x68;
 constexpr uint32_t kSerialNumber = 0xD8;
+constexpr uint32_t kCapability = 0x934;  // of which
+constexpr uint32_t kTellsMaster = 1U << 27;
 constexpr uint32_t kHeartbeat = 0x938;
+constexpr uint32_t kPrivilege = 0xA00;
+constexpr uint32_t kHeldBits = 3;
+constexpr uint32_t kMasterPort = 0xA10;
+constexpr uint32_t kMasterAddress = 0xA14;
 constexpr uint32_t kStreamPort = 0xD00;
 constexpr uint32_t kPacketSize = 0xD04;
+constexpr uint32_t kFireTestPacket = 1U << 31;  // of it
 constexpr uint32_t kPacketDelay = 0xD08;
 constexpr uint32_t kStreamAddress = 0xD18;
 

@@ -15,8 +15,10 @@ bool operator==(const Exposure& a, const Exposure& b) {
     return all(a) == all(b);
 }
 
-Sensor::Sensor(const Options& options)
-    : width_(options.width), height_(options.height), scene_(options.width * options.height) {
+Sensor::Sensor(const Options& options) : width_(options.width), height_(options.height) {
+    if (options.sendsNothing)
+        return;
+    scene_.resize(width_ * height_);
     for (int y = 0; y < height_; ++y) {
         for (int x = 0; x < width_; ++x)
             scene_[y * width_ + x] = sceneAt(x, y, options.scene);

@@ -162,10 +162,13 @@ void writeFormat(Description& xml, const Options& options) {
         }
     }
     xml.enumeration("PixelFormat", reg::kPixelFormat, entries, locked);
-    xml.reckoned("PayloadSize",
-                 "<pVariable Name=\"W\">WidthReg</pVariable><pVariable Name=\"H\">HeightReg</pVariable>"
-                 "<pVariable Name=\"F\">PixelFormatReg</pVariable>",
-                 "W * H * ((F &gt;&gt; 16) &amp; 255) / 8");
+    if (options.saidPayload >= 0)
+        xml.reckoned("PayloadSize", QString(), QString::number(options.saidPayload));
+    else
+        xml.reckoned("PayloadSize",
+                     "<pVariable Name=\"W\">WidthReg</pVariable><pVariable Name=\"H\">HeightReg</pVariable>"
+                     "<pVariable Name=\"F\">PixelFormatReg</pVariable>",
+                     "W * H * ((F &gt;&gt; 16) &amp; 255) / 8");
     if (hasRegions) {
         xml.integer("SensorWidth", reg::kSensorWidth, free, "RO");
         xml.integer("SensorHeight", reg::kSensorHeight, free, "RO");
@@ -218,6 +221,13 @@ void writeAcquisition(Description& xml, const Options& options) {
         xml.real(options.names == Names::Standard ? "AcquisitionFrameRate" : "AcquisitionFrameRateAbs",
                  reg::kRate, 0.01, options.fastestRate, "Hz");
         xml.boolean("AcquisitionFrameRateEnable", reg::kRateEnable);
+    }
+    if (options.has("resultingrate")) {
+        xml.add(
+            "ResultingFrameRate",
+            Description::tag("SwissKnife", "ResultingFrameRate",
+                             "<pVariable Name=\"P\">PeriodReg</pVariable><Formula>1000000 / P</Formula>") +
+                Description::integerRegister("PeriodReg", reg::kFramePeriod, "RO"));
     }
     if (options.has("exposure")) {
         if (options.names == Names::Standard)
@@ -279,13 +289,25 @@ void writeAnalog(Description& xml, const Options& options) {
         xml.integer("AutoTargetValue", reg::kTargetPercent, limits("0", greatest(100)) + "<Unit>%</Unit>");
 }
 
-void writeTransport(Description& xml) {
+void writeTransport(Description& xml, const Options& options) {
     xml.category("TransportLayerControl");
     xml.integer("TLParamsLocked", reg::kTransportLocked, limits("0", greatest(1)));
     xml.integer("GevHeartbeatTimeout", reg::kHeartbeat, QString());
     xml.integer("GevSCPHostPort", reg::kStreamPort, QString());
     xml.integer("GevSCDA", reg::kStreamAddress, QString());
     xml.integer("GevSCPD", reg::kPacketDelay, QString());
+    if (options.hasTestPackets) {
+        // One bit of the packet size's register, counted from the highest.
+        xml.add("GevSCPSFireTestPacket",
+                Description::tag("Boolean", "GevSCPSFireTestPacket",
+                                 "<pValue>FireReg</pValue><OnValue>1</OnValue><OffValue>0</OffValue>") +
+                    Description::tag("MaskedIntReg", "FireReg",
+                                     QStringLiteral("<Address>0x%1</Address><Length>4</Length>"
+                                                    "<AccessMode>RW</AccessMode><pPort>Device</pPort>"
+                                                    "<Cachable>NoCache</Cachable><Bit>0</Bit>"
+                                                    "<Sign>Unsigned</Sign><Endianess>BigEndian</Endianess>")
+                                         .arg(reg::kPacketSize, 0, 16)));
+    }
 }
 
 void writeUserSets(Description& xml) {
@@ -306,7 +328,7 @@ QByteArray description(const Options& options) {
     writeAcquisition(xml, options);
     writeAnalog(xml, options);
     if (!options.features.isEmpty())
-        writeTransport(xml);
+        writeTransport(xml, options);
     if (options.has("userset"))
         writeUserSets(xml);
     return xml.document(options.model);

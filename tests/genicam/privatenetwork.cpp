@@ -39,7 +39,28 @@ bool unshareAsUser() {
            write("/proc/self/gid_map", group + ' ' + group + " 1");
 }
 
+/// The largest packet of the loopback interface becomes `wanted`. What it was before, bytes; 0: not done.
+int exchangeLargestPacket(int wanted) {
+    const int handle = socket(AF_INET, SOCK_DGRAM, 0);
+    ifreq request{};
+    std::strcpy(request.ifr_name, "lo");
+    const bool isKnown = handle >= 0 && ioctl(handle, SIOCGIFMTU, &request) == 0;
+    const int before = isKnown ? request.ifr_mtu : 0;
+    request.ifr_mtu = wanted;
+    const bool isDone = isKnown && ioctl(handle, SIOCSIFMTU, &request) == 0;
+    if (handle >= 0)
+        close(handle);
+    return isDone ? before : 0;
+}
+
 }  // namespace
+
+SmallPackets::SmallPackets(int bytes) : before_(isNetworkPrivate() ? exchangeLargestPacket(bytes) : 0) {}
+
+SmallPackets::~SmallPackets() {
+    if (before_ > 0)
+        exchangeLargestPacket(before_);
+}
 
 bool isNetworkPrivate() {
     return qEnvironmentVariableIsSet(kMark);

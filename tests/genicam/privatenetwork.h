@@ -10,6 +10,21 @@ QString enterPrivateNetwork();
 /// Whether that was done, here or by a parent.
 bool isNetworkPrivate();
 
+/// The loopback interface of a private network lets no larger packets through, while this lives.
+class SmallPackets {
+public:
+    explicit SmallPackets(int bytes);
+    ~SmallPackets();
+    SmallPackets(const SmallPackets&) = delete;
+    SmallPackets& operator=(const SmallPackets&) = delete;
+
+    /// False: it could not be done, or the network is not ours alone.
+    bool isSet() const { return before_ > 0; }
+
+private:
+    int before_ = 0;  // bytes
+};
+
 /// Instead of QTEST_GUILESS_MAIN for tests with cameras. A system that does not allow it is no failure:
 /// cameras by address have addresses of this process then.
 #define CAMERA_TEST_MAIN(Test)                                         \

@@ -428,6 +428,35 @@ private slots:
         QVERIFY(!features.has(Parameter::AdvancedGain));
     }
 
+    /// A factor of its own is none of doublings.
+    void aDigitalGainWithoutDecibelsIsNone() {
+        PlayedCamera camera(Description()
+                                .enumeration("GainSelector", {"AnalogAll", "DigitalAll"})
+                                .selected("Gain", "GainSelector", {"1", "16", "x"}));
+        CameraFeatures features(camera.camera(), {});
+        QVERIFY(features.has(Parameter::Gain));
+        QVERIFY(!features.has(Parameter::AdvancedGain));
+    }
+
+    void aRateOfNonsenseIsNone_data() {
+        QTest::addColumn<double>("rate");
+        QTest::newRow("0") << 0.0;
+        QTest::newRow("negative") << -25.0;
+        QTest::newRow("of no camera") << 1e12;
+        QTest::newRow("no number") << std::nan("");
+    }
+    /// Nothing could be slowed down from there.
+    void aRateOfNonsenseIsNone() {
+        QFETCH(double, rate);
+        PlayedCamera camera(Description().real("AcquisitionFrameRate", {"", "", "Hz"}));
+        camera.setNumber("AcquisitionFrameRate", rate);
+        CameraFeatures features(camera.camera(), {});
+        QVERIFY(!features.has(Parameter::Delay));
+        QVERIFY(!features.has(Parameter::Highspeed));
+        QCOMPARE(features.baseRate(), 0.0);
+        QCOMPARE(features.write(Parameter::Delay, 100), Status::Unsupported);
+    }
+
     void digitalShift() {
         PlayedCamera camera(Description().integer("DigitalShift", {"0", "2"}));
         CameraFeatures features(camera.camera(), {});

@@ -407,6 +407,10 @@ void GenicamFaultsTest::oddCamera_data() {
                                             << "cannot be used";
     QTest::newRow("no description") << QStringList() << QByteArray("\x7f\x45LF\0\1\2\xff\xff", 9)
                                     << "cannot be used";
+    QTest::newRow("does not start") << QStringList{"--refuses", "start"} << QByteArray()
+                                    << "cannot be used: it does not start";
+    QTest::newRow("frames of 0 bytes") << QStringList{"--payload", "0"} << QByteArray()
+                                       << "cannot be used: it says that a frame of 320 x 240 px has 0 bytes";
     QTest::newRow("the basics only") << QStringList{"--features", "bare"} << QByteArray() << QString();
 }
 

@@ -231,8 +231,9 @@ void GenicamStartTest::cameraIsFoundAtItsNewAddress() {
     fakes.setOptions(0, {"--address", "127.0.0.77"});
     QCOMPARE(fakes.start(0), QString());
     QCOMPARE(probe.line(2 * kLimit), QByteArray("frame"));
-    probe.kill();
+    probe.terminate();
     QVERIFY(probe.waitForFinished(kLimit));
+    QCOMPARE(probe.exitCode(), 0);
 }
 
 CAMERA_TEST_MAIN(GenicamStartTest)

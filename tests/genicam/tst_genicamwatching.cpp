@@ -40,6 +40,7 @@ private slots:
     void callsThatMakeAStreamAnswerInTime();
     void frozenCameraGoesOnce();
     void darknessIsTold();
+    void anotherProgramsCameraIsToldHeld_data();
     void anotherProgramsCameraIsToldHeld();
     void queryOfAnotherShapeFails();
     void lostShotsAreTold();
@@ -176,9 +177,19 @@ void GenicamWatchingTest::darknessIsTold() {
     QCOMPARE(fakes_.start(Third), QString());
 }
 
+void GenicamWatchingTest::anotherProgramsCameraIsToldHeld_data() {
+    QTest::addColumn<QString>("master");
+    QTest::newRow("by a camera that does not tell by whom") << "untold";
+    QTest::newRow("by one that tells") << "told";
+    QTest::newRow("by one that would tell, and says nothing") << "nothing";
+}
+
 /// Our program stands still for longer than a heartbeat, as a suspended computer does.
 void GenicamWatchingTest::anotherProgramsCameraIsToldHeld() {
+    QFETCH(QString, master);
     CameraFree(Taken);
+    fakes_.setOptions(Taken, {"--tells-master", master});
+    QCOMPARE(fakes_.restart(Taken), QString());
     QProcess ours;
     ours.setProcessChannelMode(QProcess::SeparateChannels);
     ours.start(QStringLiteral(CAMERA_PROBE),
@@ -207,8 +218,8 @@ void GenicamWatchingTest::anotherProgramsCameraIsToldHeld() {
     other.kill();
     QVERIFY(other.waitForFinished(kBack));
     QVERIFY2(becomes([&] { return count("is back") == before + 1; }, 2 * kBack), log.constData());
-    ours.kill();
-    ours.waitForFinished(kBack);
+    ours.terminate();
+    QVERIFY(ours.waitForFinished(kBack));
 }
 
 /// As many bytes may be another shape.

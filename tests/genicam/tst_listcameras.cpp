@@ -122,6 +122,15 @@ private Q_SLOTS:
                      qPrintable(QLatin1String(part) + " is not in " + text));
     }
 
+    /// What it sends, and not what it was asked for.
+    void tellsTheRateThatTheExposureLets() {
+        FakeCameras cameras(1, {"--rate", "20", "--exposure", "100000", "--features", "all,resultingrate"});
+        QCOMPARE(cameras.start(), QString());
+        const Run run = listCameras({"--addresses", cameras.address(0)});
+        QCOMPARE(run.code, 0);
+        QVERIFY2(run.camera(0).contains("10.0 a second"), qPrintable(run.out));
+    }
+
     void keepsTheOrderOfAddresses() {
         FakeCameras cameras(2);
         QCOMPARE(cameras.start(), QString());
@@ -251,6 +260,55 @@ private Q_SLOTS:
                      qPrintable(configuration));
         }
         QCOMPARE(lowered, isTooMuch ? 4 : 0);
+    }
+
+    void tellsWhatKeepsACameraOff_data() {
+        QTest::addColumn<int>("state");
+        QTest::addColumn<QString>("text");
+        using State = kvgen::CameraReport::State;
+        QTest::newRow("held") << int(State::Held) << "held by another program";
+        QTest::newRow("silent") << int(State::Silent) << "does not answer";
+        QTest::newRow("another subnet") << int(State::OtherSubnet) << "cannot be reached";
+        QTest::newRow("refused") << int(State::Refused) << "cannot be opened: no description";
+    }
+    /// Also in the configuration, as a remark, and with nothing that would be set.
+    void tellsWhatKeepsACameraOff() {
+        QFETCH(const int, state);
+        QFETCH(const QString, text);
+        kvgen::CameraReport report;
+        report.state = static_cast<kvgen::CameraReport::State>(state);
+        report.trouble = "no description";
+        report.found.name = report.found.address = "192.168.10.20";
+        report.found.serial = "SN1";
+        kvgen::LocalAddress local;
+        local.address = 0xC0A80A01;
+        local.mask = 0xFFFFFF00;
+        local.network.name = "eth1";
+        local.network.mtu = 9000;
+        local.network.linkSpeed = 1'000'000'000;
+        report.local = local;
+        const QString all = kvgen::asText(report);
+        QVERIFY2(all.contains(text) && !all.contains("formats"), qPrintable(all));
+        QVERIFY2(all.contains("192.168.10.20, by eth1 (192.168.10.1, MTU 9000, 1000 Mbit/s)"),
+                 qPrintable(all));
+        const QString configuration = kvgen::asConfiguration({report});
+        QVERIFY2(configuration.contains("\n; " + text), qPrintable(configuration));
+        QVERIFY2(configuration.contains("\nSerial=SN1\n") && !configuration.contains("PixelFormat"),
+                 qPrintable(configuration));
+        // It counts as there where something has answered.
+        QCOMPARE(report.answers(),
+                 report.state == kvgen::CameraReport::State::Held || text.startsWith("cannot be opened"));
+    }
+
+    void tellsOfAUsbCamera() {
+        kvgen::Found found;
+        found.name = "Nobody-0000";
+        const kvgen::CameraReport report = kvgen::examined(found, {});
+        QCOMPARE(report.state, kvgen::CameraReport::State::Refused);
+        QVERIFY(!report.trouble.isEmpty());
+        QVERIFY(!report.answers());
+        const QString text = kvgen::asText(report);
+        QVERIFY2(text.contains("USB, Nobody-0000") && text.contains("cannot be opened: "), qPrintable(text));
     }
 
     void knowsItsOptions() {

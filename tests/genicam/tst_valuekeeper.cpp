@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: Apache-2.0
 #include <QtTest>
 
+#include <cmath>
+
 #include "camerafeatures.h"
 #include "playedcamera.h"
 #include "valuekeeper.h"
@@ -18,15 +20,20 @@ Description withAutomatics() {
 }
 
 struct Bench {
-    explicit Bench(const Description& description = withAutomatics())
-        : camera(description), features(camera.camera(), {}) {}
+    explicit Bench(const Description& description = withAutomatics(), const InLibrary& inLibrary = {})
+        : camera(description), features(camera.camera(), {}), values(with(inLibrary)) {}
+    static CameraConfiguration with(const InLibrary& inLibrary) {
+        CameraConfiguration configuration;
+        configuration.inLibrary = inLibrary;
+        return configuration;
+    }
     double valueOf(Parameter parameter) {
         double value = -12345;
         return values.get(features, parameter, value) == Status::Ok ? value : -12345;
     }
     PlayedCamera camera;
     CameraFeatures features;
-    ValueKeeper values{CameraConfiguration()};
+    ValueKeeper values;
 };
 
 }  // namespace
@@ -81,6 +88,24 @@ private slots:
         QCOMPARE(bench.values.push(bench.features, [] {}), Status::Ok);
         QCOMPARE(bench.camera.number("ExposureTime"), 13470.0);
         QVERIFY(std::abs(bench.camera.number("Gain") - 12.0412) < 1e-4);
+    }
+
+    void whatTheLibraryDoesHasItsLimits() {
+        Bench bench(Description(), {true, true, true, true, true});
+        for (const Parameter parameter : {Parameter::Gamma, Parameter::Contrast, Parameter::Saturation,
+                                          Parameter::BlackLevel, Parameter::MirrorX, Parameter::MirrorY}) {
+            QVERIFY(!bench.values.isLacking(bench.features, parameter));
+            const double before = bench.valueOf(parameter);
+            QCOMPARE(bench.values.set(bench.features, parameter, std::nan("")), Status::BadArgument);
+            QCOMPARE(bench.valueOf(parameter), before);
+            QCOMPARE(bench.values.set(bench.features, parameter, 1), Status::Ok);
+            QCOMPARE(bench.valueOf(parameter), 1.0);
+        }
+        QVERIFY(bench.values.tuning().mirrorX && bench.values.tuning().mirrorY);
+        QCOMPARE(bench.values.tuning().blackLevel, 1);
+        // Nobody does these for the camera.
+        for (const Parameter parameter : {Parameter::Gain, Parameter::Exposure, Parameter::SnapMode})
+            QVERIFY(bench.values.isLacking(bench.features, parameter));
     }
 
     void anAutomaticThatWasOffChangesNothing() {

@@ -1,0 +1,472 @@
+// SPDX-License-Identifier: Apache-2.0
+// How a camera is opened, set up and started, without a keeper: cameras that refuse, fall silent or talk
+// nonsense at whatever step, and what the network lets through.
+// Before Qt, which takes a word that a header of GLib uses.
+#include <arv.h>
+
+#include <QtTest>
+
+#include <thread>
+
+#include "fakecameras.h"
+#include "opencamera.h"
+#include "privatenetwork.h"
+
+using namespace kvgen;
+
+namespace {
+
+constexpr auto kFrame = std::chrono::seconds(20);
+constexpr int kSideBySide = 8;
+constexpr uint64_t kPacketSize = 0xD04;  // registers
+constexpr uint64_t kPacketDelay = 0xD08;
+const QStringList kSmall{"--width", "320", "--height", "240"};
+
+/// What one opening is asked for, and what came of it.
+struct Opening {
+    std::unique_ptr<OpenCamera> at(const QString& address) {
+        Found found;
+        found.address = address.toLatin1();
+        found.name = found.address;
+        return OpenCamera::open(found, wishes(), memory, trouble, reason);
+    }
+    OpenCamera::Wishes wishes() const {
+        return {configuration, QStringLiteral("KVCap2: camera 0"), 1, isBySerial, [] {}};
+    }
+
+    CameraConfiguration configuration;
+    bool isBySerial = false;
+    Memory memory;
+    Trouble trouble = Trouble::None;
+    QString reason;
+};
+
+/// What the library says of regions that become others is not shown, while this lives.
+class Quiet {
+public:
+    Quiet() : before_(qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString&) {})) {}
+    ~Quiet() { qInstallMessageHandler(before_); }
+    Quiet(const Quiet&) = delete;
+    Quiet& operator=(const Quiet&) = delete;
+
+private:
+    const QtMessageHandler before_;
+};
+
+/// Empty: it opens, starts and sends a frame.
+QString trouble(Opening& opening, const QString& address) {
+    const std::unique_ptr<OpenCamera> camera = opening.at(address);
+    if (!camera)
+        return QStringLiteral("not open: trouble %1, %2")
+            .arg(static_cast<int>(opening.trouble))
+            .arg(opening.reason);
+    const QString reason = camera->start(false);
+    if (!reason.isEmpty())
+        return "not started: " + reason;
+    const Clock::time_point deadline = Clock::now() + kFrame;
+    ArvBuffer* const frame = camera->queue()->take(deadline);
+    if (frame == nullptr)
+        return QStringLiteral("no frame");
+    camera->queue()->giveBack(frame);
+    return camera->pulse() == OpenCamera::Pulse::Alive && camera->isOurs() ? QString()
+                                                                           : QStringLiteral("not ours");
+}
+
+/// What the camera says to anybody: a number without the flags above it.
+uint32_t registerOf(const QString& address, uint64_t number) {
+    GInetAddress* const local = g_inet_address_new_from_string("127.0.0.1");
+    GInetAddress* const camera = g_inet_address_new_from_string(address.toLatin1().constData());
+    ArvDevice* const device = arv_gv_device_new(local, camera, nullptr);
+    g_object_unref(local);
+    g_object_unref(camera);
+    guint32 value = 0;
+    if (device == nullptr || !arv_device_read_register(device, number, &value, nullptr))
+        value = 0xFFFF;
+    if (device != nullptr)
+        g_object_unref(device);
+    return value & 0xFFFF;
+}
+
+QString quietTrouble(Opening& opening, const QString& address) {
+    const Quiet quiet;
+    return trouble(opening, address);
+}
+
+}  // namespace
+
+class OpenCameraTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void usbCameraThatIsNotThere();
+    void controlThatIsNotGot();
+    void anotherOneAtItsAddress();
+    void fallsSilent_data();
+    void fallsSilent();
+    void refusesOneRequest_data();
+    void refusesOneRequest();
+    void refusesOneRequestOfItsParameters();
+    void packetsOfASetDoNotStay();
+    void whatItRefuses_data();
+    void whatItRefuses();
+    void regionsThatItRefuses_data();
+    void regionsThatItRefuses();
+    void formatThatNobodyKnows();
+    void payloadOfNonsense_data();
+    void payloadOfNonsense();
+    void moreMemoryThanThereIs();
+    void largePacketsDoNotFit();
+    void packetsAreNegotiated_data();
+    void packetsAreNegotiated();
+    void packetsThatStayTooLarge();
+};
+
+void OpenCameraTest::usbCameraThatIsNotThere() {
+    Opening opening;
+    Found found;
+    found.name = "Nobody-0000";
+    QVERIFY(!OpenCamera::open(found, opening.wishes(), opening.memory, opening.trouble, opening.reason));
+    QCOMPARE(opening.trouble, Trouble::Absent);
+    QVERIFY2(!opening.reason.isEmpty(), "nothing is said");
+}
+
+/// Another program was quicker.
+void OpenCameraTest::controlThatIsNotGot() {
+    FakeCameras fakes(1, kSmall + QStringList{"--refuses", "control"});
+    QCOMPARE(fakes.start(), QString());
+    Opening opening;
+    QVERIFY(!opening.at(fakes.address(0)));
+    QCOMPARE(opening.trouble, Trouble::Held);
+}
+
+void OpenCameraTest::anotherOneAtItsAddress() {
+    FakeCameras fakes(1, kSmall);
+    QCOMPARE(fakes.start(), QString());
+    Opening opening;
+    opening.isBySerial = true;
+    opening.memory.serial = "ELSE0001";
+    QVERIFY(!opening.at(fakes.address(0)));
+    QCOMPARE(opening.trouble, Trouble::Absent);
+    QCOMPARE(opening.reason, QString("at its address there is FAKE0001 now"));
+    QCOMPARE(opening.memory.serial, QByteArray("ELSE0001"));
+    // Where it is told by its address, the other one is taken.
+    opening.isBySerial = false;
+    QTest::ignoreMessage(QtWarningMsg,
+                         "KVCap2: camera 0: now it is another camera, with the serial number FAKE0001");
+    QCOMPARE(trouble(opening, fakes.address(0)), QString());
+    QCOMPARE(opening.memory.serial, QByteArray("FAKE0001"));
+}
+
+void OpenCameraTest::fallsSilent_data() {
+    QTest::addColumn<int>("first");
+    QTest::addColumn<int>("step");
+    QTest::newRow("at the beginning") << 2 << 3;
+    QTest::newRow("while it is set up and started") << 26 << 11;
+}
+
+/// It is absent then and nothing else; and when it answers again everything is as ever.
+void OpenCameraTest::fallsSilent() {
+    QFETCH(int, first);
+    QFETCH(int, step);
+    FakeCameras fakes(kSideBySide, kSmall);
+    for (int i = 0; i < kSideBySide; ++i)
+        fakes.setOptions(i, {"--silent-at", QString::number(first + i * step), "--silent-for", "600000"});
+    QCOMPARE(fakes.start(), QString());
+    std::array<Opening, kSideBySide> openings;
+    std::array<QString, kSideBySide> said;
+    const auto openAll = [&] {
+        std::vector<std::thread> threads;
+        for (size_t i = 0; i < kSideBySide; ++i)
+            threads.emplace_back(
+                [&, i] { said[i] = trouble(openings[i], fakes.address(static_cast<int>(i))); });
+        for (std::thread& thread : threads)
+            thread.join();
+    };
+    openAll();
+    for (size_t i = 0; i < kSideBySide; ++i) {
+        const Opening& opening = openings[i];
+        if (opening.trouble == Trouble::None)
+            continue;
+        const QString text = QStringLiteral("%1: %2").arg(first + static_cast<int>(i) * step).arg(said[i]);
+        QVERIFY2(opening.trouble == Trouble::Absent, qPrintable(text));
+        QVERIFY2(!opening.reason.isEmpty() && !opening.reason.startsWith("it says"), qPrintable(text));
+        const QByteArray known = opening.memory.serial;
+        QVERIFY2(known.isEmpty() || known == fakes.serial(static_cast<int>(i)), known.constData());
+    }
+    // What comes later than that may be as late on a busy machine.
+    if (first == 2)
+        QVERIFY(std::all_of(openings.begin(), openings.end(),
+                            [](const Opening& opening) { return opening.trouble == Trouble::Absent; }));
+    for (int i = 0; i < kSideBySide; ++i)
+        fakes.setOptions(i, {});
+    for (int i = 0; i < kSideBySide; ++i)
+        fakes.kill(i);
+    QCOMPARE(fakes.start(), QString());
+    openAll();
+    for (size_t i = 0; i < kSideBySide; ++i) {
+        QCOMPARE(said[i], QString());
+        // Also those of half and quarter size.
+        QCOMPARE(openings[i].memory.modes.size(), 3);
+    }
+}
+
+void OpenCameraTest::refusesOneRequest_data() {
+    QTest::addColumn<QString>("master");
+    QTest::addColumn<int>("first");
+    QTest::newRow("who has control is not told") << "untold" << 2;
+    // Which is asked for at the end.
+    QTest::newRow("who has control is told") << "told" << 40;
+}
+
+/// Each of the requests of an opening once. Most of them it can do without; and where not, it is not taken
+/// for absent, and the next time is another one.
+void OpenCameraTest::refusesOneRequest() {
+    QFETCH(QString, master);
+    QFETCH(int, first);
+    FakeCameras fakes(1, kSmall);
+    int failures = 0;
+    for (int request = first; request < 115; ++request) {
+        fakes.setOptions(0, {"--refuse-at", QString::number(request), "--tells-master", master});
+        QCOMPARE(fakes.restart(0), QString());
+        Opening opening;
+        opening.configuration.regions = {QRect(40, 20, 160, 80)};
+        const QString said = quietTrouble(opening, fakes.address(0));
+        const QString text = QStringLiteral("%1: %2").arg(request).arg(said);
+        failures += said.isEmpty() ? 0 : 1;
+        if (opening.trouble == Trouble::None)
+            QVERIFY2(said.isEmpty() || said.startsWith("not started: it "), qPrintable(text));
+        else
+            QVERIFY2(opening.trouble == Trouble::Nonsense && !opening.reason.isEmpty(), qPrintable(text));
+        if (!said.isEmpty())
+            QCOMPARE(quietTrouble(opening, fakes.address(0)), QString());
+    }
+    QVERIFY(failures > 0 || first > 2);
+}
+
+/// It costs one call, or the one parameter that the camera could not be asked for, and is no absence.
+void OpenCameraTest::refusesOneRequestOfItsParameters() {
+    const QVector<QPair<Parameter, double>> wanted{
+        {Parameter::Exposure, 500}, {Parameter::Gain, 32},     {Parameter::Gamma, 2},
+        {Parameter::BlackLevel, 7}, {Parameter::MirrorX, 1},   {Parameter::AeTarget, 100},
+        {Parameter::Delay, 20},     {Parameter::Highspeed, 1}, {Parameter::AntiFlicker, 1},
+        {Parameter::Aec, 1},        {Parameter::Agc, 1},       {Parameter::SnapMode, 2},
+    };
+    FakeCameras fakes(1, kSmall);
+    int failures = 0;
+    for (int request = 50; request < 190; ++request) {
+        fakes.setOptions(0, {"--refuse-at", QString::number(request)});
+        QCOMPARE(fakes.restart(0), QString());
+        Opening opening;
+        const std::unique_ptr<OpenCamera> camera = opening.at(fakes.address(0));
+        if (!camera)
+            continue;
+        QSet<int> troubled;
+        for (int round = 0; round < 2; ++round) {
+            for (const auto& [parameter, value] : wanted) {
+                double now = -1;
+                const Status written = camera->features().write(parameter, value);
+                const Status read = camera->features().read(parameter, now);
+                for (const Status status : {written, read}) {
+                    QVERIFY2(status == Status::Ok || status == Status::DeviceFailure ||
+                                 status == Status::Unsupported,
+                             qPrintable(QStringLiteral("%1: %2").arg(request).arg(static_cast<int>(status))));
+                    if (status != Status::Ok)
+                        troubled.insert(static_cast<int>(parameter));
+                }
+            }
+        }
+        failures += troubled.size();
+        QVERIFY2(troubled.size() <= 2,
+                 qPrintable(QStringLiteral("%1: %2").arg(request).arg(troubled.size())));
+        QCOMPARE(camera->pulse(), OpenCamera::Pulse::Alive);
+    }
+    QVERIFY(failures > 0);
+}
+
+/// A set in the camera's memory may be of another network.
+void OpenCameraTest::packetsOfASetDoNotStay() {
+    FakeCameras fakes(1, kSmall + QStringList{"--user-sets", "all"});
+    QCOMPARE(fakes.start(), QString());
+    Opening opening;
+    opening.configuration.packetSize = 4000;
+    opening.configuration.packetDelay = 1000;
+    const std::unique_ptr<OpenCamera> camera = opening.at(fakes.address(0));
+    QVERIFY2(camera, qPrintable(opening.reason));
+    QCOMPARE(camera->start(false), QString());
+    QCOMPARE(camera->features().loadUserSet(1), Status::Ok);
+    QVERIFY(registerOf(fakes.address(0), kPacketSize) != 4000);
+    QVERIFY(registerOf(fakes.address(0), kPacketDelay) != 1000);
+    QCOMPARE(camera->start(false), QString());
+    QCOMPARE(registerOf(fakes.address(0), kPacketSize), 4000U);
+    QCOMPARE(registerOf(fakes.address(0), kPacketDelay), 1000U);
+}
+
+void OpenCameraTest::whatItRefuses_data() {
+    QTest::addColumn<QString>("refused");
+    QTest::addColumn<QString>("said");
+    QTest::newRow("packet size") << "packet-size"
+                                 << "";
+    QTest::newRow("packet delay") << "packet-delay"
+                                  << "";
+    QTest::newRow("heartbeat") << "heartbeat"
+                               << "";
+    QTest::newRow("pixel format") << "format"
+                                  << "";
+    QTest::newRow("binning") << "binning"
+                             << "";
+    QTest::newRow("size") << "width"
+                          << "";
+    QTest::newRow("place") << "offset"
+                           << "";
+    QTest::newRow("to start") << "start"
+                              << "not started: it does not start: ";
+}
+
+/// What it can do without is no trouble.
+void OpenCameraTest::whatItRefuses() {
+    QFETCH(QString, refused);
+    QFETCH(QString, said);
+    FakeCameras fakes(1, kSmall + QStringList{"--refuses", refused});
+    QCOMPARE(fakes.start(), QString());
+    Opening opening;
+    opening.configuration.packetSize = 8000;
+    opening.configuration.packetDelay = 1000;
+    const QString text = trouble(opening, fakes.address(0));
+    QVERIFY2(said.isEmpty() ? text.isEmpty() : text.startsWith(said), qPrintable(text));
+    // One with the others gets its modes of half and quarter size.
+    QCOMPARE(opening.memory.modes.size(), refused == "binning" ? 1 : 3);
+}
+
+void OpenCameraTest::regionsThatItRefuses_data() {
+    QTest::addColumn<QString>("refused");
+    QTest::addColumn<QRect>("region");
+    QTest::addColumn<QString>("told");
+    QTest::newRow("size") << "width" << QRect(0, 0, 160, 80) << "160x80+0+0: Width cannot be 160";
+    QTest::newRow("place") << "offset" << QRect(40, 0, 160, 80) << "160x80+40+0: OffsetX cannot be 40";
+    QTest::newRow("too near to the edge")
+        << "" << QRect(318, 0, 160, 80) << "160x80+318+0: it lies outside of the sensor or is too small";
+}
+
+void OpenCameraTest::regionsThatItRefuses() {
+    QFETCH(QString, refused);
+    QFETCH(QRect, region);
+    QFETCH(QString, told);
+    FakeCameras fakes(1, kSmall + QStringList{"--features", "all,-binning", "--refuses", refused});
+    QCOMPARE(fakes.start(), QString());
+    Opening opening;
+    opening.configuration.regions = {region};
+    QTest::ignoreMessage(QtWarningMsg,
+                         qPrintable("KVCap2: camera 0: no resolution mode for the region " + told));
+    QCOMPARE(trouble(opening, fakes.address(0)), QString());
+    QCOMPARE(opening.memory.modes.size(), 1);
+    QCOMPARE(opening.memory.modes[0].size, QSize(320, 240));
+}
+
+void OpenCameraTest::formatThatNobodyKnows() {
+    FakeCameras fakes(1, kSmall + QStringList{"--format", "Mono12"});
+    QCOMPARE(fakes.start(), QString());
+    Opening opening;
+    QVERIFY(!opening.at(fakes.address(0)));
+    QCOMPARE(opening.trouble, Trouble::Nonsense);
+    QCOMPARE(opening.reason,
+             QString("it sends the pixel format 0x01100005, which the library does not understand"));
+}
+
+void OpenCameraTest::payloadOfNonsense_data() {
+    QTest::addColumn<QString>("payload");
+    QTest::newRow("nothing") << "0";
+    QTest::newRow("too little") << "76799";
+    QTest::newRow("too much") << "400000000";
+}
+
+/// No buffer is made of such a size.
+void OpenCameraTest::payloadOfNonsense() {
+    QFETCH(QString, payload);
+    FakeCameras fakes(1, kSmall + QStringList{"--payload", payload});
+    QCOMPARE(fakes.start(), QString());
+    Opening opening;
+    QCOMPARE(trouble(opening, fakes.address(0)),
+             QStringLiteral("not started: it says that a frame of 320 x 240 px has %1 bytes").arg(payload));
+}
+
+/// Frames of 192 MB, four of each camera. Nobody sends any, so they take no real memory.
+void OpenCameraTest::moreMemoryThanThereIs() {
+    FakeCameras fakes(
+        3, {"--width", "8192", "--height", "8192", "--sent-width", "4", "--format", "RGB8", "--no-frames"});
+    QCOMPARE(fakes.start(), QString());
+    Opening opening;
+    std::array<std::unique_ptr<OpenCamera>, 3> cameras;
+    std::array<QString, 3> reasons;
+    for (size_t i = 0; i < cameras.size(); ++i) {
+        opening.memory = Memory();
+        cameras[i] = opening.at(fakes.address(static_cast<int>(i)));
+        QVERIFY2(cameras[i], qPrintable(opening.reason));
+        reasons[i] = cameras[i]->start(false);
+    }
+    QCOMPARE(reasons[0] + reasons[1], QString());
+    QVERIFY2(reasons[2].contains("frames of 201326592 bytes and those of the others need more memory"),
+             qPrintable(reasons[2]));
+    QVERIFY(!cameras[2]->isStreaming());
+    // What another one gives back is there.
+    cameras[0]->stop();
+    QCOMPARE(cameras[2]->start(false), QString());
+}
+
+void OpenCameraTest::largePacketsDoNotFit() {
+    const SmallPackets network(1500);
+    if (!network.isSet())
+        QSKIP("this system does not allow a network of its own, whose packets could be made small");
+    FakeCameras fakes(1, kSmall);
+    QCOMPARE(fakes.start(), QString());
+    Opening opening;
+    opening.configuration.packetSize = 8000;
+    QTest::ignoreMessage(QtWarningMsg,
+                         "KVCap2: camera 0: packets of 8000 bytes do not fit through lo; they get 1500. For "
+                         "larger ones allow jumbo frames (MTU 9000) there and in every switch");
+    const std::unique_ptr<OpenCamera> camera = opening.at(fakes.address(0));
+    QVERIFY2(camera, qPrintable(opening.reason));
+    QCOMPARE(camera->start(false), QString());
+    QCOMPARE(camera->packetSize(), 1500);
+}
+
+void OpenCameraTest::packetsAreNegotiated_data() {
+    QTest::addColumn<int>("mtu");
+    QTest::newRow("jumbo frames") << 9000;
+    QTest::newRow("usual") << 1500;
+}
+
+void OpenCameraTest::packetsAreNegotiated() {
+    QFETCH(int, mtu);
+    const SmallPackets network(mtu);
+    if (!network.isSet())
+        QSKIP("this system does not allow a network of its own, whose packets could be made small");
+    FakeCameras fakes(1, kSmall + QStringList{"--test-packets"});
+    QCOMPARE(fakes.start(), QString());
+    Opening opening;
+    const std::unique_ptr<OpenCamera> camera = opening.at(fakes.address(0));
+    QVERIFY2(camera, qPrintable(opening.reason));
+    QCOMPARE(camera->start(false), QString());
+    // The first one, of the MTU's size, was lost; from there on it is searched for.
+    QVERIFY2(camera->packetSize() > mtu - 100 && camera->packetSize() < mtu,
+             qPrintable(QString::number(camera->packetSize())));
+}
+
+/// They come in pieces, or not at all; at least nobody asks for them.
+void OpenCameraTest::packetsThatStayTooLarge() {
+    const SmallPackets network(1000);
+    if (!network.isSet())
+        QSKIP("this system does not allow a network of its own, whose packets could be made small");
+    FakeCameras fakes(1, kSmall + QStringList{"--refuses", "packet-size"});
+    QCOMPARE(fakes.start(), QString());
+    Opening opening;
+    const std::unique_ptr<OpenCamera> camera = opening.at(fakes.address(0));
+    QVERIFY2(camera, qPrintable(opening.reason));
+    for (int i = 0; i < 2; ++i) {
+        QCOMPARE(camera->start(false), QString());
+        QCOMPARE(camera->packetSize(), 1000);
+        QVERIFY(camera->isStreaming());
+    }
+}
+
+CAMERA_TEST_MAIN(OpenCameraTest)
+#include "tst_opencamera.moc"
