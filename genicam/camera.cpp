@@ -41,9 +41,8 @@ Status Camera::init() {
     if (place_.found.serial.isEmpty() && keeper->known().memory.serial.isEmpty() && !isUnknownReported_) {
         isUnknownReported_ = true;
         qWarning(
-            "KVCap2: camera %d (%s): nobody knows its serial number yet, so it has no tile. Switch it on "
-            "before "
-            "the first start, or set Serial= in [Camera%d] of kvcap2-genicam.ini",
+            "KVCap2: camera %d (%s): nobody knows its serial number yet, so no tile can be bound to it. "
+            "Switch it on before the first start, or set Serial= in [Camera%d] of kvcap2-genicam.ini",
             place_.index, place_.found.name.constData(), place_.index);
     }
     return Status::Disconnected;

@@ -343,23 +343,23 @@ QString linksAsText(const QVector<CameraReport>& reports) {
     return text;
 }
 
-QString asConfiguration(const QVector<CameraReport>& reports) {
+QString asConfiguration(const QVector<CameraReport>& reports, const QString& program) {
     const QMap<QByteArray, Link> links = linksOf(reports);
     QStringList names;
     for (const CameraReport& report : reports)
         names.append(QString::fromUtf8(report.found.name));
     QString text = QStringLiteral(
-                       "; kvcap2-genicam.ini, for the working folder. Made by list-cameras; a line behind a "
-                       "semicolon does nothing.\n"
+                       "; kvcap2-genicam.ini, for the working folder. Made by %1; a line behind a semicolon "
+                       "does nothing.\n"
                        "[Library]\n"
                        "; These cameras, in this order; nothing else is looked for. Without the line all "
                        "cameras are, by serial number.\n"
-                       "Addresses=%1\n"
+                       "Addresses=%2\n"
                        "\n"
                        "[Camera]\n"
                        ";PacketSize=1500\n"
                        ";SocketBuffer=8388608\n")
-                       .arg(names.join(QLatin1String(", ")));
+                       .arg(program, names.join(QLatin1String(", ")));
     for (const CameraReport& report : reports) {
         text += QStringLiteral("\n[Camera%1]\n; %2\n")
                     .arg(report.index)
@@ -421,10 +421,16 @@ QString whatToCheck(const QVector<LocalAddress>& locals) {
                "  4. Do you know the camera's address? The option --addresses ADDRESS asks it alone, "
                "without a\n"
                "     search; it has to be in a subnet of this machine.\n"
-               "  5. USB: may you open it? On Linux the package bivista-genicam, or\n"
-               "     packaging/linux/70-bivista-cameras.rules of the sources, gives access.\n"
-               "  genicam.md tells more: beside the library, in /usr/share/doc/bivista-genicam, or in "
-               "docs.\n");
+               "  5. USB: may you open it? On Linux the rule 70-bivista-cameras.rules gives access to "
+               "whoever "
+               "sits\n"
+               "     at this machine: the package bivista-genicam has set it, so plug the camera in again; "
+               "who "
+               "built\n"
+               "     Bivista finds it in packaging/linux. On Windows the camera needs the driver WinUSB.\n"
+               "  genicam.md tells more. On Debian it is in /usr/share/doc/bivista-genicam, on Windows in "
+               "lib\\genicam,\n"
+               "  in the sources in docs.\n");
 }
 
 }  // namespace kvgen

@@ -68,8 +68,8 @@ CameraReport examined(const Found& found, const QVector<LocalAddress>& locals);
 QString asText(const CameraReport& report);
 /// What all together send, link by link, and where it is too much.
 QString linksAsText(const QVector<CameraReport>& reports);
-/// A configuration for these cameras, in this order.
-QString asConfiguration(const QVector<CameraReport>& reports);
+/// A configuration for these cameras, in this order; `program` is who says that it has made it.
+QString asConfiguration(const QVector<CameraReport>& reports, const QString& program);
 /// What this machine has, for people.
 QString asText(const QVector<LocalAddress>& locals);
 /// What to look at when no camera answers.

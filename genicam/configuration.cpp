@@ -331,6 +331,7 @@ Configuration readConfiguration(const QString& file) {
 
     Source source(info.absoluteFilePath());
     Configuration configuration;
+    configuration.file = info.fileName();
     source.setSection(QStringLiteral("Library"));
     configuration.addresses = readAddresses(source);
     configuration.answerWithin =

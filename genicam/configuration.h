@@ -38,6 +38,7 @@ struct CameraConfiguration {
 
 /// The file kvcap2-genicam.ini, all of it optional.
 struct Configuration {
+    QString file;             ///< that was read, its name without the folder
     QStringList addresses;    ///< IP addresses or device names in order; then nothing is discovered
     int answerWithin = 100;   ///< ms that a parameter call waits at most for a camera's answer
     CameraConfiguration all;  ///< for every camera

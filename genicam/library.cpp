@@ -29,7 +29,8 @@ Library& Library::instance() {
     return *library;
 }
 
-Library::Library(const Configuration& configuration) : known_(knownCamerasFile()) {
+Library::Library(const Configuration& configuration)
+    : configurationName_(configuration.file.toUtf8()), known_(knownCamerasFile()) {
     const QVector<Found> all = findCameras(configuration);
     identities_.resize(all.size());
     int greatestBuffer = 0;
@@ -100,9 +101,10 @@ void Library::hasOpened(int index, const QByteArray& serial) {
         if (identity.source == Source::Configuration) {
             if (distinctSerials({serial}) != distinctSerials({identity.serial}) && !identity.isContradicted)
                 qWarning(
-                    "KVCap2: camera %d at %s has the serial number %s; Serial in kvcap2-genicam.ini says %s, "
-                    "which stands. Correct it, if this camera is meant",
-                    index, name.constData(), serial.constData(), identity.serial.constData());
+                    "KVCap2: camera %d at %s has the serial number %s; Serial in %s says %s, which stands. "
+                    "Correct it, if this camera is meant",
+                    index, name.constData(), serial.constData(), configurationName_.constData(),
+                    identity.serial.constData());
             identity.isContradicted = true;
             return;
         }

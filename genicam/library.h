@@ -48,6 +48,7 @@ private:
     void setSerial(int index, const QByteArray& serial, Source source);
     QByteArray owner(int index) const;
 
+    const QByteArray configurationName_;
     KnownCameras known_;
     std::vector<std::unique_ptr<Camera>> cameras_;
     mutable std::mutex mutex_;  // innermost, held for moments

@@ -4,6 +4,7 @@
 #include <arv.h>
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QStringList>
 
 #include <cstdio>
@@ -20,7 +21,7 @@ constexpr int kNone = 1;
 constexpr int kUsage = 2;
 
 constexpr char kHelp[] =
-    "list-cameras [--addresses ADDRESS,...] [--ini]\n"
+    " [--addresses ADDRESS,...] [--ini]\n"
     "  Lists the GigE Vision and USB3 Vision cameras that this machine sees, and what each has, in the "
     "order\n"
     "  that Bivista takes them in where its configuration has no Addresses.\n"
@@ -29,10 +30,18 @@ constexpr char kHelp[] =
     "    --addresses A,B   asks only these (IP addresses or device names), without a search\n"
     "    --ini             prints a kvcap2-genicam.ini for them instead; best with Bivista closed and all "
     "cameras on\n"
-    "  Ends with 0 when there is a camera, with 1 when there is none.\n";
+    "  Ends with 0 when there is a camera, with 1 when there is none, with 2 when the options are wrong.\n";
 
 void print(FILE* to, const QString& text) {
     std::fputs(text.toUtf8().constData(), to);
+}
+
+/// What it was started as: a package may give it another name than this one.
+QString programName() {
+    QString name = QFileInfo(QCoreApplication::arguments().value(0)).fileName();
+    if (name.endsWith(QLatin1String(".exe"), Qt::CaseInsensitive))
+        name.chop(4);
+    return name.isEmpty() ? QStringLiteral("list-cameras") : name;
 }
 
 struct Options {
@@ -73,13 +82,14 @@ Options optionsOf(const QStringList& arguments) {
 int main(int argc, char* argv[]) {
     const QCoreApplication application(argc, argv);
     const Options options = optionsOf(QCoreApplication::arguments());
+    const QString program = programName();
+    const QString help = program + QString::fromLatin1(kHelp);
     if (options.isHelp) {
-        print(stdout, QString::fromLatin1(kHelp));
+        print(stdout, help);
         return kFound;
     }
     if (!options.wrong.isEmpty()) {
-        print(stderr, QStringLiteral("list-cameras: what is \"%1\"?\n").arg(options.wrong) +
-                          QString::fromLatin1(kHelp));
+        print(stderr, QStringLiteral("%1: what is \"%2\"?\n").arg(program, options.wrong) + help);
         return kUsage;
     }
     // What the library would write into a log stands in the list, in more words.
@@ -105,7 +115,7 @@ int main(int argc, char* argv[]) {
     QString text;
     if (options.isIni) {
         if (isAnyThere)
-            print(stdout, kvgen::asConfiguration(reports));
+            print(stdout, kvgen::asConfiguration(reports, program));
     } else {
         for (const kvgen::CameraReport& report : qAsConst(reports))
             text += kvgen::asText(report) + QLatin1Char('\n');

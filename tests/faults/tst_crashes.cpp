@@ -134,7 +134,8 @@ void TestCrashes::serviceIsValid() {
     QVERIFY(unit.open(QIODevice::ReadOnly));
     QByteArray text = unit.readAll();
     for (const char* line : {"\nRestart=on-failure\n", "\nRestartPreventExitStatus=2 3 4 5\n",
-                             "\nExecStart=/usr/bin/bivista-station --cameras genicam %h/Bivista/genicam\n"})
+                             "\nExecStart=/usr/bin/bivista-station --cameras genicam %h/Bivista/genicam\n",
+                             "\nEnvironment=BIVISTA_STATION_QUIET=1\n"})
         QVERIFY2(text.contains(line), line);
     // A folder that is not there yet is bivista-station's to make; systemd would fail to enter it, for ever.
     QVERIFY2(!text.contains("\nWorkingDirectory="), text.constData());

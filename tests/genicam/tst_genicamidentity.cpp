@@ -104,6 +104,17 @@ private slots:
         QVERIFY2(!first.log.contains("nobody knows"), qPrintable(first.log));
     }
 
+    void namesTheConfigurationThatWasRead() {
+        FakeCameras cameras(1);
+        QCOMPARE(cameras.start(), QString());
+        write(cameras.configuration() + "\n[Camera0]\nSerial=OTHER\n", QStringLiteral("line 2.ini"));
+        qputenv("KVCAP2_GENICAM_CONFIG", "line 2.ini");
+        const Start first = started();
+        qunsetenv("KVCAP2_GENICAM_CONFIG");
+        QCOMPARE(first.serials, QStringList{"OTHER"});
+        QVERIFY2(first.log.contains("Serial in line 2.ini says OTHER"), qPrintable(first.log));
+    }
+
     void aDamagedFileIsWrittenAnew_data() {
         QTest::addColumn<QByteArray>("content");
         QTest::newRow("torn") << QByteArray("{\"cameras\": {\"127.0.0.1\": \"FA");

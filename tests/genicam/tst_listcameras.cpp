@@ -28,9 +28,9 @@ struct Run {
     }
 };
 
-Run listCameras(const QStringList& arguments) {
+Run listCameras(const QStringList& arguments, const QString& program = QStringLiteral(LIST_CAMERAS)) {
     QProcess process;
-    process.start(QStringLiteral(LIST_CAMERAS), arguments);
+    process.start(program, arguments);
     Run run;
     if (!process.waitForFinished(kLimit))
         return run;
@@ -249,7 +249,7 @@ private Q_SLOTS:
         const QString text = kvgen::linksAsText(reports);
         QVERIFY2(text.startsWith("eth1: 4 cameras, together "), qPrintable(text));
         QCOMPARE(text.contains("more than the link carries"), isTooMuch);
-        const QString configuration = kvgen::asConfiguration(reports);
+        const QString configuration = kvgen::asConfiguration(reports, "list-cameras");
         QRegularExpression set("^FrameRate=([0-9.]+)$", QRegularExpression::MultilineOption);
         int lowered = 0;
         for (auto match = set.globalMatch(configuration); match.hasNext(); ++lowered) {
@@ -317,6 +317,25 @@ private Q_SLOTS:
         const Run help = listCameras({"--help"});
         QCOMPARE(help.code, 0);
         QVERIFY(help.out.contains("--ini"));
+        for (const char* code : {"with 0 ", "with 1 ", "with 2 "})
+            QVERIFY2(help.out.contains(QLatin1String(code)), qPrintable(help.out));
+    }
+
+    /// The package for Debian has it under another one.
+    void callsItselfByItsName() {
+        FakeCameras cameras(1);
+        QCOMPARE(cameras.start(), QString());
+        const QTemporaryDir folder;
+        const QString name = folder.filePath("bivista-list-cameras");
+        QVERIFY(QFile::link(QStringLiteral(LIST_CAMERAS), name));
+        QVERIFY(listCameras({"--help"}, name).out.startsWith("bivista-list-cameras [--addresses"));
+        const Run wrong = listCameras({"--adresses"}, name);
+        QVERIFY2(
+            wrong.err.startsWith("bivista-list-cameras: what is \"--adresses\"?\nbivista-list-cameras ["),
+            qPrintable(wrong.err));
+        const Run made = listCameras({"--ini", "--addresses", cameras.address(0)}, name);
+        QVERIFY2(made.out.contains("Made by bivista-list-cameras;"), qPrintable(made.out));
+        QVERIFY2(made.out.contains("\nAddresses=" + cameras.address(0) + '\n'), qPrintable(made.out));
     }
 
 private:

@@ -23,6 +23,7 @@ private slots:
     void icons();
     void manual_data();
     void manual();
+    void pagesNameWhatIsThere();
     void changes();
     void camerasOfTheLibraryPath_data();
     void camerasOfTheLibraryPath();
@@ -72,7 +73,8 @@ void TestLinuxPackage::filesAreInTheirPlaces_data() {
           "share/bivista/example/maker/setting.ini", "share/applications/bivista.desktop",
           "share/metainfo/example.bivista.bivista.metainfo.xml", "share/doc/bivista/copyright",
           "share/doc/bivista/changelog.gz", "share/doc/bivista/changelog.Debian.gz",
-          "share/doc/bivista/examples/bivista.service", "share/doc/bivista/simulator.md"})
+          "share/doc/bivista/examples/bivista.service", "share/doc/bivista/simulator.md",
+          "share/doc/bivista/README.Debian"})
         QTest::newRow(name) << false;
     if (HAS_GENICAM) {
         QTest::newRow("bin/bivista-list-cameras") << true;
@@ -238,6 +240,31 @@ void TestLinuxPackage::manual() {
     const QByteArray head = ".TH " + name.toUpper().toLatin1() + " 1 \"" +
                             releases().value(0).section(' ', 1).toLatin1() + "\" \"Bivista " VERSION "\"";
     QVERIFY2(page.contains(head), page.constData());
+}
+
+/// What the manual pages and the first text that somebody reads name in /usr is installed.
+void TestLinuxPackage::pagesNameWhatIsThere() {
+    QByteArray all = installed.read("share/doc/bivista/README.Debian");
+    QStringList pages{"bivista", "bivista-station"};
+    if (HAS_GENICAM)
+        pages << "bivista-list-cameras";
+    for (const QString& name : qAsConst(pages)) {
+        QByteArray page = installed.readPacked(QString("share/man/man1/%1.1.gz").arg(name));
+        page.replace("\\-", "-").replace("\\%", "");
+        QVERIFY2(page.contains("/usr/share/doc/bivista/guide/en/index.html"), page.constData());
+        all += page;
+    }
+    static const QRegularExpression place("/usr/(share/doc/[\\w./-]*\\w)");
+    QSet<QString> named;
+    for (auto match = place.globalMatch(QString::fromUtf8(all)); match.hasNext();)
+        named.insert(match.next().captured(1));
+    QVERIFY(named.contains("share/doc/bivista/simulator.md"));
+    for (const QString& name : qAsConst(named)) {
+        // The guide is of a component of its own, which packaging/debian/test looks for.
+        if (name.contains("/guide/") || (!HAS_GENICAM && name.contains("bivista-genicam")))
+            continue;
+        QVERIFY2(QFileInfo::exists(installed.path(name)), qPrintable(name));
+    }
 }
 
 void TestLinuxPackage::changes() {
