@@ -291,7 +291,7 @@ private Q_SLOTS:
         QVERIFY2(all.contains(text) && !all.contains("formats"), qPrintable(all));
         QVERIFY2(all.contains("192.168.10.20, by eth1 (192.168.10.1, MTU 9000, 1000 Mbit/s)"),
                  qPrintable(all));
-        const QString configuration = kvgen::asConfiguration({report});
+        const QString configuration = kvgen::asConfiguration({report}, "list-cameras");
         QVERIFY2(configuration.contains("\n; " + text), qPrintable(configuration));
         QVERIFY2(configuration.contains("\nSerial=SN1\n") && !configuration.contains("PixelFormat"),
                  qPrintable(configuration));
