@@ -404,8 +404,10 @@ void Keeper::tryToOpen() {
             notePresence();
             return;
         }
-        trouble = Trouble::Nonsense;
-        if (hasUnanswered() || camera_->pulse() == OpenCamera::Pulse::Silent) {
+        const bool isOwed = hasUnanswered();
+        const OpenCamera::Pulse pulse = camera_->pulse();
+        trouble = pulse == OpenCamera::Pulse::NotOurs ? Trouble::Held : Trouble::Nonsense;
+        if (pulse == OpenCamera::Pulse::Silent || (pulse == OpenCamera::Pulse::Alive && isOwed)) {
             trouble = Trouble::Absent;
             reason = OpenCamera::silent();
         }

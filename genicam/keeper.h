@@ -133,6 +133,7 @@ private:
     Status readTriggered(bool& isTriggered);
     bool isTriggered();
     QString applyMode(int mode);
+    void keepMode();
     ParameterValues everything() const;
 
     void publish(bool isOpen);

@@ -42,6 +42,15 @@ QString Keeper::applyMode(int mode) {
     return reason;
 }
 
+/// After another mode was refused: that of before, else the whole picture, so that frames have the size that
+/// is waited for.
+void Keeper::keepMode() {
+    if (applyMode(mode_).isEmpty() || mode_ == 0)
+        return;
+    mode_ = 0;
+    applyMode(mode_);
+}
+
 /// Changes something while the camera does not stream. Frames from before are not delivered afterwards.
 Status Keeper::restart(const std::function<Status()>& change) {
     {
@@ -248,7 +257,7 @@ Status Keeper::setModeOnCamera(int mode) {
             return Status::Ok;
         }
         qWarning("%s: resolution mode %d fails: %s", qPrintable(label()), mode, qPrintable(reason));
-        applyMode(mode_);
+        keepMode();
         return Status::DeviceFailure;
     });
 }
@@ -287,17 +296,24 @@ Status Keeper::loadOnCamera(int slot, uint64_t mark) {
         if (status != Status::Ok)
             return status;
         progress();
-        slotInCamera_ = loaded.isFromCamera ? std::make_optional(slot) : std::nullopt;
-        if (loaded.isFromCamera && !camera_->setUpAgain().isEmpty())
-            return Status::DeviceFailure;
         QVector<QSize> sizes;
         for (const Mode& mode : before.memory.modes)
             sizes.append(mode.size);
         const int mode = resolutionOf(loaded.values, sizes).value_or(mode_);
-        if (!applyMode(mode).isEmpty()) {
-            applyMode(mode_);
+        QString reason = loaded.isFromCamera ? camera_->setUpAgain() : QString();
+        if (reason.isEmpty())
+            reason = applyMode(mode);
+        if (hasUnanswered())
+            return Status::Disconnected;
+        if (!reason.isEmpty()) {
+            qWarning("%s: slot %d fails: %s", qPrintable(label()), slot, qPrintable(reason));
+            // What was wanted before stands, in the camera as well.
+            keepMode();
+            isLearned_.fill(false);
+            values_.push(camera_->features(), progress_);
             return Status::DeviceFailure;
         }
+        slotInCamera_ = loaded.isFromCamera ? std::make_optional(slot) : std::nullopt;
         mode_ = mode;
         if (loaded.values.timeout)
             setTimeout(*loaded.values.timeout);

@@ -26,6 +26,7 @@ constexpr int64_t kBufferMemory = int64_t{64} << 20;   // bytes for one camera's
 constexpr int64_t kLargestFrame = INT32_MAX / 3;       // px: operations count the bytes of a colour frame so
 constexpr uint64_t kSerialAddress = 0x00d8;            // of a GigE Vision camera's serial number
 constexpr uint32_t kSerialLength = 16;                 // bytes
+constexpr int kMostOwed = 2;                           // openings
 constexpr char kTransportLock[] = "TLParamsLocked";    // 1 while it streams; Aravis leaves it alone
 
 int64_t aligned(int64_t value, int64_t minimum, int64_t maximum, int64_t step) {
@@ -144,13 +145,22 @@ std::unique_ptr<OpenCamera> OpenCamera::open(const Found& found, const Wishes& w
     trouble = Trouble::Nonsense;
     reason = open->prepare(localAddress, memory, trouble);
     if (!reason.isEmpty()) {
-        // What it seems to say then is made of nothing.
-        if (hasUnanswered() || open->pulse() == Pulse::Silent) {
+        const bool isOwed = hasUnanswered();
+        const Pulse pulse = open->pulse();
+        if (pulse == Pulse::NotOurs) {
+            trouble = Trouble::Held;
+        } else if (pulse == Pulse::Silent || (isOwed && memory.owed < kMostOwed)) {
+            // What it seems to say then is made of nothing.
             trouble = Trouble::Absent;
             reason = silent();
+            memory.owed += pulse == Pulse::Alive ? 1 : 0;
         }
         return nullptr;
     }
+    if (hasUnanswered())
+        forgetAccesses();  // taken as it is
+    else
+        memory.owed = 0;
     trouble = Trouble::None;
     return open;
 }
@@ -193,13 +203,15 @@ OpenCamera::~OpenCamera() {
 
 QString OpenCamera::prepare(const QByteArray& localAddress, Memory& memory, Trouble& trouble) {
     arv_camera_set_range_check_policy(camera_, ARV_RANGE_CHECK_POLICY_ENABLE);
-    const auto gone = [&trouble] {
-        trouble = Trouble::Absent;
+    // What it lacks because it did not answer it does not lack, so it is opened once more. But one that
+    // always owes the same answer is taken as it is.
+    const bool isPatient = memory.owed < kMostOwed;
+    const auto isGone = [&] { return hasUnanswered() && (isPatient || pulse() == Pulse::Silent); };
+    QByteArray serial = readSerial();
+    if (isGone())
         return silent();
-    };
-    const QByteArray serial = readSerial();
     if (serial.isEmpty())
-        return gone();
+        serial = memory.serial.isEmpty() ? name_ : memory.serial;
     if (serial != memory.serial) {
         if (isBySerial_ && !memory.serial.isEmpty()) {
             trouble = Trouble::Absent;
@@ -208,8 +220,10 @@ QString OpenCamera::prepare(const QByteArray& localAddress, Memory& memory, Trou
         if (!memory.serial.isEmpty() && !serial.isEmpty())
             qWarning("%s: now it is another camera, with the serial number %s", qPrintable(label_),
                      serial.constData());
+        const int owed = memory.owed;
         memory = Memory();
         memory.serial = serial;
+        memory.owed = owed;
     }
     progress_();
     // A program that was killed may have left it running.
@@ -219,28 +233,31 @@ QString OpenCamera::prepare(const QByteArray& localAddress, Memory& memory, Trou
     }
     isStopped_ = true;
     setUp();
+    if (isGone())
+        return silent();
     progress_();
     if (!memory.told)
         memory.told = std::make_shared<std::set<QString>>();
     told_ = memory.told;
-    const bool isNew = memory.modes.isEmpty();
     QString reason = choosePixelFormat();
-    if (reason.isEmpty())
+    if (reason.isEmpty() && !isGone())
         reason = findModes(memory);
-    // What it lacks because it did not answer it does not lack.
-    if (hasUnanswered())
-        return gone();
+    if (isGone())
+        return silent();
     if (!reason.isEmpty())
         return reason;
     features_ = std::make_unique<CameraFeatures>(camera_, configuration_, progress_);
-    if (isNew)
-        reportUnserved(label_, configuration_, *features_, arv_camera_get_device(camera_));
     progress_();
     if (arv_camera_is_gv_device(camera_)) {
         preparePackets(localAddress, memory);
         noteMaster();
     }
-    return hasUnanswered() ? gone() : QString();
+    if (isGone())
+        return silent();
+    if (!memory.isReported)
+        reportUnserved(label_, configuration_, *features_, arv_camera_get_device(camera_));
+    memory.isReported = true;
+    return {};
 }
 
 /// The same line for the same camera once, however often it is opened and set up.
@@ -389,7 +406,7 @@ QString OpenCamera::findModes(Memory& memory) {
             qWarning("%s: the region %s becomes %s", qPrintable(label_), qPrintable(textOf(region)),
                      qPrintable(textOf(given)));
     }
-    if (!hasUnanswered())
+    if (!hasUnanswered() || memory.owed >= kMostOwed)
         memory.modes = modes;
     return modes.size() > 1 || !configuration_.regions.isEmpty() ? apply(full) : QString();
 }

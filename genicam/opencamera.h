@@ -42,6 +42,8 @@ struct Memory {
     QVector<Mode> modes;                      ///< empty: not known yet
     int packetSize = 0;                       ///< bytes, negotiated; 0: not yet
     std::shared_ptr<std::set<QString>> told;  ///< lines about it that the log has
+    bool isReported = false;                  ///< what it does not serve was told
+    int owed = 0;  ///< openings in a row that one answer was missing in, of a camera that is there
 };
 
 /// A camera that is open and under our control, and its stream. Only on the thread that has the camera, but
