@@ -217,6 +217,7 @@ bool FakeCamera::isRefused(uint32_t address, uint32_t size, const uint8_t* data)
     const QByteArray what = name();
     if (isTroubled(what + '!'))
         silentOver_ = what + '!';
+    isOwed_ = isTroubled(what + '?');
     return isTroubled(what) || options_.refused.contains(QString::fromLatin1(what));
 }
 
@@ -230,6 +231,10 @@ bool FakeCamera::isSilent() {
     if (!silentOver_.isEmpty() && !isTroubled(silentOver_))
         silentOver_.clear();
     return !silentOver_.isEmpty() || std::chrono::steady_clock::now() < silentUntil_;
+}
+
+bool FakeCamera::takeOwed() {
+    return std::exchange(isOwed_, false);
 }
 
 /// On the thread of the server, before the request is carried out.

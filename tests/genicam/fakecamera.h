@@ -42,6 +42,8 @@ public:
     Answer answerTo(const Asker& asker);
     /// It does not answer just now, also what it has carried out.
     bool isSilent();
+    /// Whether the request that was carried out last has no answer, which is asked once.
+    bool takeOwed();
     /// Whether it sends no frame, whatever triggers one.
     bool isHeldBack() const;
     /// Whether a frame is due in triggered mode; it counts as sent.
@@ -88,6 +90,7 @@ private:
     Asker master_;      // who has control; port 0: nobody
     int requests_ = 0;  // since somebody first had it
     std::chrono::steady_clock::time_point silentUntil_;
+    bool isOwed_ = false;
     QByteArray silentOver_;       // a line of the file of troubles, as long as it stands there
     uint32_t firstTestSize_ = 0;  // bytes
     std::chrono::steady_clock::time_point lastPulse_;

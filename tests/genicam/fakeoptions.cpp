@@ -178,7 +178,8 @@ Options readOptions(const QStringList& arguments) {
         "untold");
     add("refuses", "what cannot be written: " + kRefusable.join(",").toLatin1(), QString());
     add("trouble-file",
-        "what cannot be written as long as it stands there; NAME!: from the next such write on no answers",
+        "what cannot be written as long as it stands there; NAME!: from the next such write on no answers; "
+        "NAME?: none to such a write",
         QString());
     add("payload", "what PayloadSize says", "-1");
     add("refuse-at", "the request that it refuses, counted from the first one that takes control", "0");

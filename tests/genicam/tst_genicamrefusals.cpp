@@ -40,6 +40,7 @@ private slots:
     void wrongArgumentsAreRefused();
     void modeThatItRefuses();
     void slotOfAModeThatItRefuses();
+    void refusedSlotChangesNothing();
     void slotsThatItRefuses();
     void valueThatItRefuses();
     void startThatItRefuses();
@@ -167,6 +168,28 @@ void GenicamRefusalsTest::slotOfAModeThatItRefuses() {
     setTrouble("");
     QTRY_COMPARE_WITH_TIMEOUT(CameraLoadParameter(0, 1), 0, kBack);
     QCOMPARE(frameSize(), kHalfSize);
+}
+
+/// What the camera has loaded by then is undone.
+void GenicamRefusalsTest::refusedSlotChangesNothing() {
+    QTRY_COMPARE_WITH_TIMEOUT(setMode(kHalf), 0, kBack);
+    QTRY_COMPARE_WITH_TIMEOUT(CameraSetGain(0, 64), 0, kBack);
+    QTRY_COMPARE_WITH_TIMEOUT(CameraSaveParameter(0, 1), 0, kBack);
+    QTRY_COMPARE_WITH_TIMEOUT(setMode(kFull), 0, kBack);
+    QTRY_COMPARE_WITH_TIMEOUT(CameraSetGain(0, 32), 0, kBack);
+    int32_t gain = 0;
+    QTRY_VERIFY_WITH_TIMEOUT(CameraGetGain(0, &gain) == 0 && gain == 32, kBack);
+    setTrouble("binning");
+    QVERIFY(becomes(
+        [&] {
+            CameraLoadParameter(0, 1);
+            return log_->count("slot 1 fails: BinningHorizontal cannot be 2") > 0;
+        },
+        kBack));
+    QTRY_VERIFY_WITH_TIMEOUT(CameraGetGain(0, &gain) == 0 && gain == 32, kBack);
+    QVERIFY2(deliversWithin(0, kBack), qPrintable(log_->text()));
+    QCOMPARE(frameSize(), kFullSize);
+    setTrouble("");
 }
 
 void GenicamRefusalsTest::slotsThatItRefuses() {

@@ -101,6 +101,7 @@ private slots:
     void usbCameraThatIsNotThere();
     void controlThatIsNotGot();
     void anotherOneAtItsAddress();
+    void oneThatAlwaysOwesAnAnswer();
     void fallsSilent_data();
     void fallsSilent();
     void refusesOneRequest_data();
@@ -155,6 +156,29 @@ void OpenCameraTest::anotherOneAtItsAddress() {
                          "KVCap2: camera 0: now it is another camera, with the serial number FAKE0001");
     QCOMPARE(trouble(opening, fakes.address(0)), QString());
     QCOMPARE(opening.memory.serial, QByteArray("FAKE0001"));
+}
+
+/// Without the answer it may have less than it seems to; but where it never comes, the camera serves without
+/// it.
+void OpenCameraTest::oneThatAlwaysOwesAnAnswer() {
+    QTemporaryDir folder;
+    QFile file(folder.filePath("trouble"));
+    QVERIFY(file.open(QIODevice::WriteOnly) && file.write("stop?") == 5);
+    file.close();
+    FakeCameras fakes(1, kSmall + QStringList{"--trouble-file", file.fileName()});
+    QCOMPARE(fakes.start(), QString());
+    Opening opening;
+    for (int i = 0; i < 2; ++i) {
+        QVERIFY(!opening.at(fakes.address(0)));
+        QCOMPARE(opening.trouble, Trouble::Absent);
+        QCOMPARE(opening.reason, OpenCamera::silent());
+    }
+    QCOMPARE(trouble(opening, fakes.address(0)), QString());
+    QVERIFY(!opening.memory.modes.isEmpty());
+    // Not forgiven for ever: with the answer it is as any other.
+    QVERIFY(file.remove());
+    QCOMPARE(trouble(opening, fakes.address(0)), QString());
+    QCOMPARE(opening.memory.owed, 0);
 }
 
 void OpenCameraTest::fallsSilent_data() {
