@@ -53,9 +53,16 @@ ArvDevice* openDevice(const Found& found, const QByteArray& localAddress, Failur
     return device;
 }
 
-}  // namespace
+using ControlFlag = std::shared_ptr<std::atomic<bool>>;
 
-namespace {
+/// On Aravis's thread, while the device lives.
+void controlIsLost(ArvDevice*, gpointer flag) {
+    **static_cast<ControlFlag*>(flag) = true;
+}
+
+void forgetControl(gpointer flag, GClosure*) {
+    delete static_cast<ControlFlag*>(flag);
+}
 
 std::atomic<int64_t> memoryTaken{0};  // bytes, for the buffers of all cameras
 
@@ -164,21 +171,6 @@ std::unique_ptr<OpenCamera> OpenCamera::open(const Found& found, const Wishes& w
     trouble = Trouble::None;
     return open;
 }
-
-namespace {
-
-using ControlFlag = std::shared_ptr<std::atomic<bool>>;
-
-/// On Aravis's thread, while the device lives.
-void controlIsLost(ArvDevice*, gpointer flag) {
-    **static_cast<ControlFlag*>(flag) = true;
-}
-
-void forgetControl(gpointer flag, GClosure*) {
-    delete static_cast<ControlFlag*>(flag);
-}
-
-}  // namespace
 
 OpenCamera::OpenCamera(ArvCamera* camera, const QByteArray& name, const Wishes& wishes)
     : camera_(camera),
