@@ -18,6 +18,8 @@ namespace {
 constexpr int kBack = 60000;    // ms until a camera is there again, on a busy machine
 constexpr int kGivesUp = 4000;  // ms, more than a request is repeated for
 constexpr int kGone = -7;       // no camera there
+constexpr int kRefused = -6;    // by the camera
+constexpr int kNoAnswer = -11;  // in time
 constexpr int kNothing = -4711;
 constexpr int kBadArgument = -3;
 constexpr int kBadIndex = -1;
@@ -57,7 +59,31 @@ private:
         QSaveFile file(folder_.filePath("trouble"));
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write(names) == names.size() && file.commit());
     }
-    int32_t setMode(int mode) {
+    /// The status of a call, which is made until it has this one: on a busy machine it may come too late, or
+    /// miss the camera.
+    static int32_t statusOf(const std::function<int32_t()>& call, int32_t wanted = 0) {
+        int32_t status = kNothing;
+        becomes(
+            [&] {
+                status = call();
+                return status == wanted;
+            },
+            kBack);
+        return status;
+    }
+    static int32_t statusOf(int32_t (*setter)(int32_t, int32_t), int32_t value, int32_t wanted = 0) {
+        return statusOf([=] { return setter(0, value); }, wanted);
+    }
+    static int32_t statusOfMode(int mode, int32_t wanted = 0) {
+        return statusOf([=] { return setMode(mode); }, wanted);
+    }
+    /// What a getter gives, until it is this.
+    static int32_t valueOf(int32_t (*getter)(int32_t, int32_t*), int32_t wanted) {
+        int32_t value = kNothing;
+        becomes([&] { return getter(0, &value) == 0 && value == wanted; }, kBack);
+        return value;
+    }
+    static int32_t setMode(int mode) {
         const QSize size = mode == kHalf ? kHalfSize : kFullSize;
         return CameraSetResolution(0, mode, size.width(), size.height());
     }
@@ -85,7 +111,9 @@ void GenicamRefusalsTest::initTestCase() {
     log_ = std::make_unique<Log>();
     fakes_.setOptions(0, {"--trouble-file", folder_.filePath("trouble")});
     QCOMPARE(fakes_.start(Present), QString());
-    QCOMPARE(fakes_.writeConfiguration(folder_.path(), {"PacketSize=4000", "PacketDelay=1000"}), QString());
+    QCOMPARE(fakes_.writeConfiguration(folder_.path(), {"PacketSize=4000", "PacketDelay=1000"},
+                                       {"AnswerWithin=1000"}),
+             QString());
 }
 
 void GenicamRefusalsTest::cleanupTestCase() {
@@ -99,8 +127,8 @@ void GenicamRefusalsTest::init() {
     CameraInit(0);
     QCOMPARE(CameraSetTimeout(0, 300), 0);
     QVERIFY2(deliversWithin(0, kBack), qPrintable(log_->text()));
-    QTRY_COMPARE_WITH_TIMEOUT(CameraSetSnapMode(0, kSnapContinuous), 0, kBack);
-    QTRY_COMPARE_WITH_TIMEOUT(setMode(kFull), 0, kBack);
+    QCOMPARE(statusOf(CameraSetSnapMode, kSnapContinuous), 0);
+    QCOMPARE(statusOfMode(kFull), 0);
     QCOMPARE(frameSize(), kFullSize);
     log_->clear();
 }
@@ -137,36 +165,30 @@ void GenicamRefusalsTest::wrongArgumentsAreRefused() {
 /// It stays in the mode that it has.
 void GenicamRefusalsTest::modeThatItRefuses() {
     setTrouble("binning");
-    int32_t status = 0;
-    QVERIFY2(becomes(
-                 [&] {
-                     status = setMode(kHalf);
-                     return log_->count("resolution mode 1 fails: BinningHorizontal cannot be 2") > 0;
-                 },
-                 kBack),
+    QCOMPARE(statusOfMode(kHalf, kRefused), kRefused);
+    QVERIFY2(log_->count("resolution mode 1 fails: BinningHorizontal cannot be 2") > 0,
              qPrintable(log_->text()));
-    QVERIFY(status != 0);
     QCOMPARE(frameSize(), kFullSize);
     setTrouble("");
-    QTRY_COMPARE_WITH_TIMEOUT(setMode(kHalf), 0, kBack);
+    QCOMPARE(statusOfMode(kHalf), 0);
     QCOMPARE(frameSize(), kHalfSize);
 }
 
 /// It serves on in the mode that it has, whatever the slot would have.
 void GenicamRefusalsTest::slotOfAModeThatItRefuses() {
-    QTRY_COMPARE_WITH_TIMEOUT(setMode(kHalf), 0, kBack);
-    QTRY_COMPARE_WITH_TIMEOUT(CameraSaveParameter(0, 1), 0, kBack);
-    QTRY_COMPARE_WITH_TIMEOUT(setMode(kFull), 0, kBack);
+    QCOMPARE(statusOfMode(kHalf), 0);
+    QCOMPARE(statusOf(CameraSaveParameter, 1), 0);
+    QCOMPARE(statusOfMode(kFull), 0);
     setTrouble("binning");
-    QVERIFY(CameraLoadParameter(0, 1) != 0);
+    QCOMPARE(statusOf(CameraLoadParameter, 1, kRefused), kRefused);
     QVERIFY2(deliversWithin(0, kBack), qPrintable(log_->text()));
     QCOMPARE(frameSize(), kFullSize);
     int32_t width = 0;
     int32_t height = 0;
-    QTRY_COMPARE_WITH_TIMEOUT(CameraGetImageSize(0, &width, &height), 0, kBack);
+    QCOMPARE(statusOf([&] { return CameraGetImageSize(0, &width, &height); }), 0);
     QCOMPARE(QSize(width, height), kFullSize);
     setTrouble("");
-    QTRY_COMPARE_WITH_TIMEOUT(CameraLoadParameter(0, 1), 0, kBack);
+    QCOMPARE(statusOf(CameraLoadParameter, 1), 0);
     QCOMPARE(frameSize(), kHalfSize);
 }
 
@@ -193,28 +215,27 @@ void GenicamRefusalsTest::refusedSlotChangesNothing() {
 }
 
 void GenicamRefusalsTest::slotsThatItRefuses() {
-    QTRY_COMPARE_WITH_TIMEOUT(CameraSaveParameter(0, 2), 0, kBack);
+    QCOMPARE(statusOf(CameraSaveParameter, 2), 0);
     setTrouble("user-set");
-    QVERIFY(CameraSaveParameter(0, 2) != 0);
-    QVERIFY(CameraLoadParameter(0, 2) != 0);
+    QCOMPARE(statusOf(CameraSaveParameter, 2, kRefused), kRefused);
+    QCOMPARE(statusOf(CameraLoadParameter, 2, kRefused), kRefused);
     QCOMPARE(frameSize(), kFullSize);
     setTrouble("");
-    QTRY_COMPARE_WITH_TIMEOUT(CameraSaveParameter(0, 2), 0, kBack);
-    QTRY_COMPARE_WITH_TIMEOUT(CameraLoadParameter(0, 2), 0, kBack);
+    QCOMPARE(statusOf(CameraSaveParameter, 2), 0);
+    QCOMPARE(statusOf(CameraLoadParameter, 2), 0);
 }
 
 /// Neither the value nor the one before is lost, whichever the camera has.
 void GenicamRefusalsTest::valueThatItRefuses() {
-    QTRY_COMPARE_WITH_TIMEOUT(CameraSetGain(0, 32), 0, kBack);
+    QCOMPARE(statusOf(CameraSetGain, 32), 0);
     setTrouble("gain\ntrigger");
-    QVERIFY(CameraSetGain(0, 64) != 0);
-    QVERIFY(CameraSetSnapMode(0, kSnapTriggered) != 0);
-    int32_t value = 0;
-    QTRY_VERIFY_WITH_TIMEOUT(CameraGetGain(0, &value) == 0 && value == 32, kBack);
-    QTRY_VERIFY_WITH_TIMEOUT(CameraGetSnapMode(0, &value) == 0 && value == kSnapContinuous, kBack);
+    QCOMPARE(statusOf(CameraSetGain, 64, kRefused), kRefused);
+    QCOMPARE(statusOf(CameraSetSnapMode, kSnapTriggered, kRefused), kRefused);
+    QCOMPARE(valueOf(CameraGetGain, 32), 32);
+    QCOMPARE(valueOf(CameraGetSnapMode, kSnapContinuous), static_cast<int32_t>(kSnapContinuous));
     QCOMPARE(frameSize(), kFullSize);
     setTrouble("");
-    QTRY_COMPARE_WITH_TIMEOUT(CameraSetGain(0, 64), 0, kBack);
+    QCOMPARE(statusOf(CameraSetGain, 64), 0);
 }
 
 /// Told once, and served again as soon as it starts.
@@ -238,7 +259,7 @@ void GenicamRefusalsTest::startThatItRefuses() {
 
 /// The mode stays what it was: told once, and served again as soon as the camera has it.
 void GenicamRefusalsTest::modeThatItRefusesWhenItIsBack() {
-    QTRY_COMPARE_WITH_TIMEOUT(setMode(kHalf), 0, kBack);
+    QCOMPARE(statusOfMode(kHalf), 0);
     QCOMPARE(frameSize(), kHalfSize);
     fakes_.kill(0);
     setTrouble("binning");
@@ -281,7 +302,7 @@ void GenicamRefusalsTest::fallsSilentWhileItIsTakenBack_data() {
 /// No line but those of the first time: it has gone, it is back.
 void GenicamRefusalsTest::fallsSilentWhileItIsTakenBack() {
     QFETCH(QByteArray, what);
-    QTRY_COMPARE_WITH_TIMEOUT(CameraSetGain(0, 64), 0, kBack);
+    QCOMPARE(statusOf(CameraSetGain, 64), 0);
     fakes_.kill(0);
     setTrouble(what + '!');
     QCOMPARE(fakes_.start(0), QString());
@@ -289,8 +310,7 @@ void GenicamRefusalsTest::fallsSilentWhileItIsTakenBack() {
     QVERIFY(!deliversWithin(0, 2 * kGivesUp));
     setTrouble("");
     QVERIFY2(deliversWithin(0, kBack), qPrintable(log_->text()));
-    int32_t gain = 0;
-    QTRY_VERIFY_WITH_TIMEOUT(CameraGetGain(0, &gain) == 0 && gain == 64, kBack);
+    QCOMPARE(valueOf(CameraGetGain, 64), 64);
     QVERIFY2(log_->count("has gone") == 1 && log_->count("is not there") == 0, qPrintable(log_->text()));
     QCOMPARE(log_->count("cannot be used"), 0);
 }
@@ -304,36 +324,42 @@ void GenicamRefusalsTest::fallsSilentOverIt_data() {
 /// It has gone then, and everything is as before when it is back.
 void GenicamRefusalsTest::fallsSilentOverIt() {
     QFETCH(QByteArray, what);
-    QTRY_COMPARE_WITH_TIMEOUT(CameraSetGain(0, 32), 0, kBack);
+    QCOMPARE(statusOf(CameraSetGain, 32), 0);
     setTrouble(what + '!');
+    const auto call = [&] {
+        if (what == "gain")
+            return CameraSetGain(0, 64);
+        if (what == "trigger")
+            return CameraSetSnapMode(0, kSnapTriggered);
+        if (what == "user-set")
+            return CameraLoadParameter(0, 2);
+        return setMode(kHalf);
+    };
     const Clock::time_point begin = Clock::now();
-    int32_t status = 0;
-    if (what == "gain")
-        status = CameraSetGain(0, 64);
-    else if (what == "trigger")
-        status = CameraSetSnapMode(0, kSnapTriggered);
-    else if (what == "user-set")
-        status = CameraLoadParameter(0, 2);
-    else
-        status = setMode(kHalf);
-    QVERIFY2(since(begin) < 2500, "the call waits for a camera that is silent");
-    QVERIFY(status != 0);
-    const bool isTold = becomes(
-        [&] {
-            query(0);
-            return log_->count({"FAKE0001", "has gone"}) > 0;
-        },
-        kBack);
+    // A call that waited for a camera that is silent would get to know that it has gone.
+    QCOMPARE(call(), kNoAnswer);
+    const auto isToldWithin = [&](int milliseconds) {
+        return becomes(
+            [&] {
+                query(0);
+                return log_->count({"FAKE0001", "has gone"}) > 0;
+            },
+            milliseconds);
+    };
+    bool isTold = isToldWithin(kBack / 2);
+    // A keeper that did not get to run in time has left it.
+    if (!isTold) {
+        call();
+        isTold = isToldWithin(kBack);
+    }
     QTest::qWait(std::max(1, kGivesUp - since(begin)));
     setTrouble("");
     QVERIFY2(isTold, qPrintable(log_->text()));
-    if (what == "gain") {
-        int32_t gain = 0;
-        QTRY_VERIFY_WITH_TIMEOUT(CameraGetGain(0, &gain) == 0 && gain == 64, kBack);
-    }
-    QTRY_COMPARE_WITH_TIMEOUT(CameraSetSnapMode(0, kSnapContinuous), 0, kBack);
+    if (what == "gain")
+        QCOMPARE(valueOf(CameraGetGain, 64), 64);
+    QCOMPARE(statusOf(CameraSetSnapMode, kSnapContinuous), 0);
     QVERIFY2(deliversWithin(0, kBack), qPrintable(log_->text()));
-    QTRY_COMPARE_WITH_TIMEOUT(setMode(kHalf), 0, kBack);
+    QCOMPARE(statusOfMode(kHalf), 0);
     QCOMPARE(frameSize(), kHalfSize);
 }
 

@@ -39,8 +39,14 @@ extern "C" int pthread_create(pthread_t* thread, const pthread_attr_t* attribute
     return hasNoThreads ? EAGAIN : create(thread, attributes, function, argument);
 }
 
+// In pairs: what one of ours gives, none of a sanitizer's may take back. Arrays come by these where nobody
+// else has replaced theirs.
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+    return hasNoNews ? nullptr : std::malloc(size > 0 ? size : 1);
+}
+
 void* operator new(size_t size) {
-    void* memory = hasNoNews ? nullptr : std::malloc(size > 0 ? size : 1);
+    void* memory = operator new(size, std::nothrow);
     if (!memory)
         throw std::bad_alloc();
     return memory;
@@ -51,5 +57,9 @@ void operator delete(void* memory) noexcept {
 }
 
 void operator delete(void* memory, size_t) noexcept {
+    std::free(memory);
+}
+
+void operator delete(void* memory, const std::nothrow_t&) noexcept {
     std::free(memory);
 }

@@ -14,7 +14,8 @@ public:
     Threads& operator=(const Threads&) = delete;
 };
 
-/// On the thread that made it, operator new throws; what C libraries and Qt's containers take is given.
+/// On the thread that made it, operator new of single objects throws, or with std::nothrow gives none; what C
+/// libraries and Qt's containers take is given, and under the address sanitizer arrays.
 class News {
 public:
     News();
