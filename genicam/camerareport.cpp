@@ -271,11 +271,16 @@ CameraReport examined(const Found& found, const QVector<LocalAddress>& locals) {
     // and the camera is somebody else's at any time.
     if (arv_camera_is_gv_device(camera))
         arv_gv_device_leave_control(ARV_GV_DEVICE(arv_camera_get_device(camera)), error.out());
-    report.vendor = arv_camera_get_vendor_name(camera, error.out());
+    // Where one fails, what it points to has no end.
+    const auto told = [&](const char* (*get)(ArvCamera*, GError**)) {
+        const char* const text = get(camera, error.out());
+        return error.isSet() ? QByteArray() : QByteArray(text);
+    };
+    report.vendor = told(arv_camera_get_vendor_name);
     if (report.model.isEmpty())
-        report.model = arv_camera_get_model_name(camera, error.out());
+        report.model = told(arv_camera_get_model_name);
     if (found.serial.isEmpty())
-        report.found.serial = arv_camera_get_device_serial_number(camera, error.out());
+        report.found.serial = told(arv_camera_get_device_serial_number);
     readFrames(camera, report);
     readParameters(camera, report);
     g_object_unref(camera);

@@ -303,11 +303,14 @@ QByteArray OpenCamera::readSerial() const {
         if (arv_device_read_memory(device, kSerialAddress, kSerialLength, bytes.data(), &failure))
             serial = QByteArray(bytes.data(), static_cast<int>(qstrnlen(bytes.data(), kSerialLength)));
     }
-    Failure failure;
-    if (serial.trimmed().isEmpty())
-        serial = arv_camera_get_device_serial_number(camera_, &failure);
-    if (failure.is(ARV_DEVICE_ERROR_TIMEOUT) || failure.is(ARV_DEVICE_ERROR_NOT_CONNECTED))
-        return {};
+    if (serial.trimmed().isEmpty()) {
+        // Where it fails, what it points to has no end.
+        Failure failure;
+        const char* const said = arv_camera_get_device_serial_number(camera_, &failure);
+        if (failure.is(ARV_DEVICE_ERROR_TIMEOUT) || failure.is(ARV_DEVICE_ERROR_NOT_CONNECTED))
+            return {};
+        serial = failure ? nullptr : said;
+    }
     const auto end = std::remove_if(serial.begin(), serial.end(), [](char c) { return c <= ' ' || c > '~'; });
     serial.truncate(static_cast<int>(end - serial.begin()));
     return serial.isEmpty() ? name_ : serial;
