@@ -426,16 +426,12 @@ QString whatToCheck(const QVector<LocalAddress>& locals) {
                "  4. Do you know the camera's address? The option --addresses ADDRESS asks it alone, "
                "without a\n"
                "     search; it has to be in a subnet of this machine.\n"
-               "  5. USB: may you open it? On Linux the rule 70-bivista-cameras.rules gives access to "
-               "whoever "
-               "sits\n"
-               "     at this machine: the package bivista-genicam has set it, so plug the camera in again; "
-               "who "
-               "built\n"
-               "     Bivista finds it in packaging/linux. On Windows the camera needs the driver WinUSB.\n"
-               "  genicam.md tells more. On Debian it is in /usr/share/doc/bivista-genicam, on Windows in "
-               "lib\\genicam,\n"
-               "  in the sources in docs.\n");
+               "  5. USB: may you open it? On Linux the rule 70-bivista-cameras.rules gives access to\n"
+               "     whoever sits at this machine: the package bivista-genicam has set it, so plug the\n"
+               "     camera in again; who built Bivista finds it in packaging/linux. On Windows the\n"
+               "     camera needs the driver WinUSB.\n"
+               "  genicam.md tells more. On Debian it is in /usr/share/doc/bivista-genicam, on Windows\n"
+               "  in lib\\genicam, in the sources in docs.\n");
 }
 
 }  // namespace kvgen
